@@ -1,0 +1,83 @@
+# Language level, warnings, hardening and linker flags, shared by every target of the project.
+
+include(CheckCXXCompilerFlag)
+include(CheckPIESupported)
+check_pie_supported()
+
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_EXTENSIONS ON)
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+# Everything runs from the build tree by its own path; an installed file carries none.
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+# The library is tuned for size and speed alike; -O3 only makes it larger.
+set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG")
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
+
+find_program(OZU_CCACHE ccache)
+if(OZU_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_C_COMPILER_LAUNCHER "${OZU_CCACHE}")
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${OZU_CCACHE}")
+endif()
+
+function(_ozu_add_if_supported target flag)
+    string(MAKE_C_IDENTIFIER "OZU_HAS${flag}" known)
+    check_cxx_compiler_flag("${flag}" ${known})
+    if(${known})
+        target_compile_options(${target} INTERFACE "${flag}")
+    endif()
+endfunction()
+
+# ozu_flags: what every target of ours compiles and links with.
+add_library(ozu_flags INTERFACE)
+target_compile_options(ozu_flags INTERFACE
+    -Wall -Wextra -Wpedantic -Werror
+    -Wshadow -Wconversion -Wsign-conversion -Wcast-align -Wcast-qual -Wpointer-arith
+    -Wformat=2 -Werror=format-security -Wundef -Wvla
+    $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast;-Wnon-virtual-dtor;-Woverloaded-virtual;-Wextra-semi>
+    $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes;-Wmissing-prototypes>
+    -Wno-variadic-macros $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>
+    -fno-strict-overflow -fno-delete-null-pointer-checks)
+# On the panel's 32-bit ARM, gcc tells with every va_list use that its ABI changed in 2012.
+_ozu_add_if_supported(ozu_flags "-Wno-psabi")
+target_compile_definitions(ozu_flags INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64)
+
+if(OZU_SANITIZE)
+    target_compile_options(ozu_flags INTERFACE -fsanitize=${OZU_SANITIZE} -fno-sanitize-recover=all
+        -fno-omit-frame-pointer -g)
+    target_link_options(ozu_flags INTERFACE -fsanitize=${OZU_SANITIZE})
+else()
+    foreach(flag -fstack-protector-strong -fstack-clash-protection -ftrivial-auto-var-init=zero)
+        _ozu_add_if_supported(ozu_flags "${flag}")
+    endforeach()
+    if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64|i.86")
+        _ozu_add_if_supported(ozu_flags "-fcf-protection=full")
+    endif()
+    # Fortify works on optimised code only, and a distribution's compiler may bring its own default.
+    target_compile_options(ozu_flags INTERFACE
+        $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>)
+    target_compile_definitions(ozu_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:_GLIBCXX_ASSERTIONS>)
+endif()
+if(OZU_COVERAGE)
+    target_compile_options(ozu_flags INTERFACE --coverage -fprofile-update=atomic)
+    target_link_options(ozu_flags INTERFACE --coverage)
+endif()
+
+# ozu_shared_flags: for our shared objects, on top of ozu_flags.
+add_library(ozu_shared_flags INTERFACE)
+target_link_libraries(ozu_shared_flags INTERFACE ozu_flags)
+target_link_options(ozu_shared_flags INTERFACE
+    -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,separate-code -Wl,--as-needed
+    $<$<NOT:$<BOOL:${OZU_SANITIZE}>>:-Wl,-z,defs>)

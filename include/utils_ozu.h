@@ -1,0 +1,69 @@
+/*
+ * libutils_ozu: the utility library of the alarm and home-automation control panel.
+ *
+ * This header brings in every family. The conventions below hold for all of them; a function's own
+ * description says where it differs.
+ *
+ * Results. Small integers. 0 is success unless the description says otherwise; a yes/no question
+ *   answers 1 or 0. Failure codes that several families share:
+ *      2   null argument, or the panel's shared state is missing
+ *      4   translation or validation failed
+ *      5   host name not resolved
+ *      7   socket not created
+ *      8   ioctl or write failed
+ *     70   file missing
+ *     -1, -2  where the description says so
+ *   Look-ups of names return constant text and never null ("UNKNOWN" for an unknown code).
+ *
+ * Null pointers. A null argument is accepted only where the description says what it does.
+ *
+ * Outputs. An output is written on success only, unless the description says otherwise.
+ *
+ * Text. Zero-terminated bytes. Dotted IPv4 addresses fit 16 bytes, terminator included. Functions that
+ *   write digits without a terminator say so.
+ *
+ * Times. 32-bit signed seconds since 1970 (UTC), -1 for failure. A 64-bit build gives the same numbers
+ *   as the 32-bit panel.
+ *
+ * Memory. No function hands out memory to free, except allocFileToBuff(). Sockets and files that a
+ *   call opens are closed when it returns; the exceptions are described with exec_cmd() and popen2().
+ *
+ * Logging. Through the platform's log (ozulog.h), in levels of 10000 to 80000. The level of every line a
+ *   function writes is part of its description.
+ *
+ * Blocking. A function returns at once unless its description names a blocking time.
+ *
+ * Threads. The library has no thread, no lock and no timer. A function may run concurrently with any
+ *   other, itself included, unless its description says otherwise.
+ *
+ * Errors never throw, and nothing ends the process except where a description says so.
+ */
+#ifndef UTILS_OZU_H
+#define UTILS_OZU_H
+
+#include <utils_ozu/command.h>
+#include <utils_ozu/coprocessor.h>
+#include <utils_ozu/country.h>
+#include <utils_ozu/crypto.h>
+#include <utils_ozu/database_key.h>
+#include <utils_ozu/dates.h>
+#include <utils_ozu/files.h>
+#include <utils_ozu/host_names.h>
+#include <utils_ozu/identity.h>
+#include <utils_ozu/interfaces.h>
+#include <utils_ozu/jpeg.h>
+#include <utils_ozu/kernel_log.h>
+#include <utils_ozu/modem.h>
+#include <utils_ozu/names.h>
+#include <utils_ozu/partitions.h>
+#include <utils_ozu/process.h>
+#include <utils_ozu/raw_dns.h>
+#include <utils_ozu/reboot.h>
+#include <utils_ozu/resolver.h>
+#include <utils_ozu/routes.h>
+#include <utils_ozu/state.h>
+#include <utils_ozu/text.h>
+#include <utils_ozu/time_zone.h>
+#include <utils_ozu/update_folders.h>
+
+#endif /* UTILS_OZU_H */

@@ -1,0 +1,13 @@
+/*
+ * Command execution with time-out.
+ */
+#ifndef UTILS_OZU_COMMAND_H
+#define UTILS_OZU_COMMAND_H
+
+#include <utils_ozu/export.h>
+
+OZU_BEGIN_DECLS
+
+OZU_END_DECLS
+
+#endif /* UTILS_OZU_COMMAND_H */

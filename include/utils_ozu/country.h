@@ -1,0 +1,13 @@
+/*
+ * Country codes.
+ */
+#ifndef UTILS_OZU_COUNTRY_H
+#define UTILS_OZU_COUNTRY_H
+
+#include <utils_ozu/export.h>
+
+OZU_BEGIN_DECLS
+
+OZU_END_DECLS
+
+#endif /* UTILS_OZU_COUNTRY_H */

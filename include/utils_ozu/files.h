@@ -1,0 +1,13 @@
+/*
+ * Files and processes.
+ */
+#ifndef UTILS_OZU_FILES_H
+#define UTILS_OZU_FILES_H
+
+#include <utils_ozu/export.h>
+
+OZU_BEGIN_DECLS
+
+OZU_END_DECLS
+
+#endif /* UTILS_OZU_FILES_H */

@@ -1,0 +1,13 @@
+/*
+ * Configuration identity and look-ups.
+ */
+#ifndef UTILS_OZU_IDENTITY_H
+#define UTILS_OZU_IDENTITY_H
+
+#include <utils_ozu/export.h>
+
+OZU_BEGIN_DECLS
+
+OZU_END_DECLS
+
+#endif /* UTILS_OZU_IDENTITY_H */

@@ -1,0 +1,13 @@
+/*
+ * Modem versions and SIM identity.
+ */
+#ifndef UTILS_OZU_MODEM_H
+#define UTILS_OZU_MODEM_H
+
+#include <utils_ozu/export.h>
+
+OZU_BEGIN_DECLS
+
+OZU_END_DECLS
+
+#endif /* UTILS_OZU_MODEM_H */

@@ -1,0 +1,13 @@
+/*
+ * Coordinated reboot.
+ */
+#ifndef UTILS_OZU_REBOOT_H
+#define UTILS_OZU_REBOOT_H
+
+#include <utils_ozu/export.h>
+
+OZU_BEGIN_DECLS
+
+OZU_END_DECLS
+
+#endif /* UTILS_OZU_REBOOT_H */

@@ -1,0 +1,13 @@
+/*
+ * Panel state queries.
+ */
+#ifndef UTILS_OZU_STATE_H
+#define UTILS_OZU_STATE_H
+
+#include <utils_ozu/export.h>
+
+OZU_BEGIN_DECLS
+
+OZU_END_DECLS
+
+#endif /* UTILS_OZU_STATE_H */

@@ -1,0 +1,227 @@
+/*
+ * Database library of the panel: the shared state of all processes, and what must last.
+ *
+ * Every operation may be called from any process and thread; each is one transaction. A result of 0 is
+ * success unless an operation says otherwise; other codes are the implementation's own.
+ */
+#ifndef OZUDB_H
+#define OZUDB_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <sys/types.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Numbers of records in PanelSharedState. */
+#define OZUDB_PARTITIONS 8
+#define OZUDB_DEVICES 206 /* index 0 is not used */
+#define OZUDB_ZONES 256
+#define OZUDB_TAG_READERS 256
+#define OZUDB_RF_INPUTS 256
+#define OZUDB_SAFETY_EVENTS 50
+#define OZUDB_MODEMS 2
+#define OZUDB_MODEM_COUNTERS 8
+#define OZUDB_DNS_SERVER_PAIRS 3
+#define OZUDB_DNS_TEXT 100
+#define OZUDB_DIALERS 16
+#define OZUDB_SY9_KEYFOBS 11 /* index 0 is not used */
+
+/** Expiry of a bypass that does not end by itself. */
+#define OZUDB_BYPASS_FOREVER 0xFFFFFFFFu
+
+/** One partition; the index is the partition number of inc_ozu/security_ozu.h. */
+typedef struct PanelPartition {
+    uint32_t partitionState; /**< 0 in alarm, 1 disarmed, 2 to 4 armed */
+    uint32_t forcedArm;      /**< 0 no, 1 force-armed, 2 force-armed of the stronger kind */
+    uint8_t armAfterAlarm;   /**< non-zero while armed again after an alarm */
+    int32_t disarmTime;      /**< UTC seconds of the last disarming */
+} PanelPartition;
+
+/** One enrolled device. */
+typedef struct PanelDevice {
+    uint32_t rfId;       /**< radio identifier */
+    uint8_t tableIndex;  /**< index in the table of its own kind: zones, tagReaders or rfInputs */
+    uint32_t deviceType; /**< code, see getDeviceTypeName() */
+    uint8_t active;      /**< 1 enrolled and active; anything else is not */
+    uint8_t openState;   /**< non-zero: contact or lid open */
+    uint8_t fwMajor;     /**< firmware version major.minor.build */
+    uint8_t fwMinor;
+    uint8_t fwBuild;
+} PanelDevice;
+
+/** Bypass of one input of a zone. */
+typedef struct PanelBypass {
+    uint8_t bypassed;      /**< non-zero: bypassed */
+    uint32_t bypassExpiry; /**< UTC seconds at which the bypass ends; OZUDB_BYPASS_FOREVER: never */
+} PanelBypass;
+
+/** One detector zone. */
+typedef struct PanelZone {
+    uint8_t secondInputEnabled; /**< magnet-type detectors: the second input is in use */
+    uint8_t firstInputEnabled;  /**< magnet-type detectors: the first input is in use */
+    PanelBypass bypass[2];      /**< of the first input, of a magnet-type detector's second input */
+} PanelZone;
+
+typedef struct PanelTagReader {
+    uint8_t bypassed; /**< non-zero: bypassed */
+} PanelTagReader;
+
+typedef struct PanelRfInput {
+    uint8_t enabled; /**< 1 enabled, 0 bypassed */
+} PanelRfInput;
+
+/** One safety event (flood, smoke, gas). */
+typedef struct PanelSafetyEvent {
+    int32_t startTime;   /**< UTC seconds; 0: free slot */
+    uint8_t rfId;        /**< radio id of the device that raised it */
+    uint32_t deviceType; /**< its type code */
+    uint8_t ended;       /**< non-zero: over */
+} PanelSafetyEvent;
+
+/** Counters of one modem; the second counts reboots. */
+typedef struct PanelModemStatistics {
+    uint16_t counter[OZUDB_MODEM_COUNTERS];
+} PanelModemStatistics;
+
+/** One pair of DNS servers: dotted IPv4 texts, empty for none. */
+typedef struct PanelDnsServerPair {
+    char primary[OZUDB_DNS_TEXT];
+    char secondary[OZUDB_DNS_TEXT];
+} PanelDnsServerPair;
+
+/** One entry of the dialer table. */
+typedef struct PanelDialer {
+    uint8_t dialerId; /**< 1 to 16 */
+    uint8_t dialerCheckA;
+    uint8_t dialerCheckB;
+} PanelDialer;
+
+/** One SY9 keyfob. */
+typedef struct PanelSy9Keyfob {
+    uint8_t userId; /**< the panel user it belongs to */
+    uint8_t reserved[2];
+} PanelSy9Keyfob;
+
+/**
+ * The live state of the panel, one record in shared memory that every process maps.
+ *
+ * The layout is the same on 32-bit and 64-bit machines (little-endian, no pointers, natural
+ * alignment of at most 4); the assertions below hold it. Readers take no lock: every answer is a momentary
+ * view.
+ */
+typedef struct PanelSharedState {
+    PanelPartition partitions[OZUDB_PARTITIONS];
+    PanelDevice devices[OZUDB_DEVICES];
+    PanelZone zones[OZUDB_ZONES];
+    PanelTagReader tagReaders[OZUDB_TAG_READERS];
+    PanelRfInput rfInputs[OZUDB_RF_INPUTS];
+    PanelSafetyEvent safetyEvents[OZUDB_SAFETY_EVENTS];
+    PanelModemStatistics modemStatistics[OZUDB_MODEMS]; /**< [0] is modem index 1, [1] is modem index 0 */
+    PanelDnsServerPair dnsServerPairs[OZUDB_DNS_SERVER_PAIRS];
+    PanelDialer dialers[OZUDB_DIALERS];
+    PanelSy9Keyfob sy9Keyfobs[OZUDB_SY9_KEYFOBS];
+    uint32_t powerManagerMode; /**< 1 and 5: the power manager takes part in a reboot */
+    uint8_t timeSourceFlagA;   /**< clock-validity marks, see ozuutils_isSystemTimeOk() */
+    uint8_t timeSourceFlagB;
+    uint16_t au1tEntryDelayFull;  /**< seconds */
+    uint16_t au1tEntryDelayShort; /**< seconds */
+    uint8_t cpPlasticVersion;     /**< housing version, 1 to 3 */
+    uint8_t cBankModeActive;      /**< non-zero: the modem is in CBank mode */
+} PanelSharedState;
+
+#ifdef __cplusplus
+#define OZUDB_ASSERT(condition, text) static_assert(condition, text)
+#elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
+#define OZUDB_ASSERT(condition, text) _Static_assert(condition, text)
+#else
+#define OZUDB_ASSERT_NAME_(line) ozudb_assert_##line
+#define OZUDB_ASSERT_NAME(line) OZUDB_ASSERT_NAME_(line)
+#define OZUDB_ASSERT(condition, text)                                                                        \
+    struct OZUDB_ASSERT_NAME(__LINE__) {                                                                     \
+        unsigned int holds : (condition) ? 1 : -1;                                                           \
+    }
+#endif
+#define OZUDB_ASSERT_OFFSET(member, offset)                                                                  \
+    OZUDB_ASSERT(offsetof(PanelSharedState, member) == (offset), #member " has moved")
+
+OZUDB_ASSERT(sizeof(PanelPartition) == 16, "layout");
+OZUDB_ASSERT(sizeof(PanelDevice) == 20, "layout");
+OZUDB_ASSERT(sizeof(PanelBypass) == 8, "layout");
+OZUDB_ASSERT(sizeof(PanelZone) == 20, "layout");
+OZUDB_ASSERT(sizeof(PanelTagReader) == 1, "layout");
+OZUDB_ASSERT(sizeof(PanelRfInput) == 1, "layout");
+OZUDB_ASSERT(sizeof(PanelSafetyEvent) == 16, "layout");
+OZUDB_ASSERT(sizeof(PanelModemStatistics) == 16, "layout");
+OZUDB_ASSERT(sizeof(PanelDnsServerPair) == 200, "layout");
+OZUDB_ASSERT(sizeof(PanelDialer) == 3, "layout");
+OZUDB_ASSERT(sizeof(PanelSy9Keyfob) == 3, "layout");
+OZUDB_ASSERT_OFFSET(partitions, 0);
+OZUDB_ASSERT_OFFSET(devices, 128);
+OZUDB_ASSERT_OFFSET(zones, 4248);
+OZUDB_ASSERT_OFFSET(tagReaders, 9368);
+OZUDB_ASSERT_OFFSET(rfInputs, 9624);
+OZUDB_ASSERT_OFFSET(safetyEvents, 9880);
+OZUDB_ASSERT_OFFSET(modemStatistics, 10680);
+OZUDB_ASSERT_OFFSET(dnsServerPairs, 10712);
+OZUDB_ASSERT_OFFSET(dialers, 11312);
+OZUDB_ASSERT_OFFSET(sy9Keyfobs, 11360);
+OZUDB_ASSERT_OFFSET(powerManagerMode, 11396);
+OZUDB_ASSERT_OFFSET(timeSourceFlagA, 11400);
+OZUDB_ASSERT_OFFSET(timeSourceFlagB, 11401);
+OZUDB_ASSERT_OFFSET(au1tEntryDelayFull, 11402);
+OZUDB_ASSERT_OFFSET(au1tEntryDelayShort, 11404);
+OZUDB_ASSERT_OFFSET(cpPlasticVersion, 11406);
+OZUDB_ASSERT_OFFSET(cBankModeActive, 11407);
+OZUDB_ASSERT(sizeof(PanelSharedState) == 11408, "the shared record has another size");
+
+/**
+ * Maps the shared record on the first call and returns its address.
+ * @param reserved  always 0
+ * @return the record, or null when it cannot be mapped
+ */
+PanelSharedState *ozudb_getSharedMemory(int reserved);
+
+/**
+ * Finds the log severity that is registered for a process.
+ * @param out      receives the severity's name, at most outSize bytes; not terminated when it fills them
+ * @param outSize  capacity of out in bytes
+ */
+int ozudb_getSeverityNameByProcName(char *out, int outSize, const char *processName);
+
+/** Enters a process into the list of logging processes. */
+int ozudb_addProc2Log(const char *processName, const char *severityName, pid_t pid);
+
+/** Stores the reason of the next reboot. */
+int ozudb_updatePanelRebootReason(int reason);
+
+/** Sets *inFlight non-zero while any process's messages wait for the broker's acknowledgement. */
+int ozudb_isInFlightData(unsigned char *inFlight);
+
+/**
+ * Writes the eight counters of one modem into the record and the database.
+ * @param modemIndex  0 or 1; modem 1 is the first of PanelSharedState.modemStatistics
+ */
+int ozudb_ModifyModemStatistics(uint16_t c1, uint16_t c2, uint16_t c3, uint16_t c4, uint16_t c5, uint16_t c6,
+                                uint16_t c7, uint16_t c8, int modemIndex);
+
+/**
+ * Changes the bypass of a zone's first input in the record and the database.
+ * @param zoneIndex  index into PanelSharedState.zones
+ * @param bypassed   0 or 1
+ * @param expiry     UTC seconds at which it ends, -1 for never
+ */
+int ozudb_ModifyBypassExpiry(int zoneIndex, int bypassed, int expiry);
+
+/** Each returns non-zero when the device is of that kind, 0 otherwise and for an index out of range. */
+int ozudb_isTagReader(int deviceIndex);
+int ozudb_isRfInput(int deviceIndex);
+int ozudb_isRfDetector(int deviceIndex);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* OZUDB_H */

@@ -1,0 +1,18 @@
+/*
+ * Product information of the panel.
+ */
+#ifndef PRODUCT_INFO_H
+#define PRODUCT_INFO_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Returns the code of the product variant this process runs on. */
+int getProductCodename(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* PRODUCT_INFO_H */

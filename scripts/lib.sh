@@ -1,0 +1,43 @@
+# Shared by the project's shell scripts: messages, progress, packages. Source it; it changes to the project's root.
+
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+say() { printf '\n== %s\n' "$*"; }
+die() {
+    printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+    exit 1
+}
+
+# need_packages FILE...: installs the apt packages listed in the files (one a line, # comments) that are missing.
+need_packages() {
+    local wanted missing=()
+    wanted=$(sed 's/#.*//' "$@" | tr -s ' \n' '\n' | sort -u)
+    for package in $wanted; do
+        [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+    if [ "$(id -u)" != 0 ]; then
+        die "these packages are missing: ${missing[*]}
+Install them once as root:  apt-get update && apt-get install ${missing[*]}"
+    fi
+    say "Installing ${#missing[@]} missing packages: ${missing[*]}"
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get update -qq || die "apt-get update failed; is a package mirror reachable?"
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >build/apt.log 2>&1 ||
+        die "apt-get install failed; see build/apt.log"
+}
+
+# configure_and_build PRESET [TARGET...]
+configure_and_build() {
+    local preset=$1
+    shift
+    say "Building ($preset)"
+    cmake --preset "$preset" >"build/$preset.configure.log" 2>&1 || {
+        tail -n 30 "build/$preset.configure.log" >&2
+        die "configuring preset $preset failed"
+    }
+    cmake --build --preset "$preset" --parallel "$(nproc)" ${1:+--target "$@"} || die "building preset $preset failed"
+}
+
+mkdir -p build
