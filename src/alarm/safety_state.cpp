@@ -1,0 +1,59 @@
+// Questions about safety events: flood, smoke, gas.
+
+#include <utils_ozu/state.h>
+
+#include <base/log.h>
+#include <base/panel_state.h>
+#include <base/panel_width.h>
+
+#include <time.h>
+
+#include <cstdint>
+#include <span>
+
+namespace {
+
+constexpr std::int32_t kFreeSlot = 0;
+
+// Empty without a shared record.
+std::span<const PanelSafetyEvent> safetyEvents() noexcept {
+    const PanelSharedState *state = ozu::panelState();
+    return state == nullptr ? std::span<const PanelSafetyEvent>() : std::span(state->safetyEvents);
+}
+
+} // namespace
+
+int ozuutils_isSafetyEventInProgress() noexcept {
+    for (const PanelSafetyEvent &event : safetyEvents()) {
+        if (ozu::readOnce(event.startTime) != kFreeSlot && ozu::readOnce(event.ended) == 0) {
+            OZU_LOG(ozu::level::kNotable,
+                    "Safety event in progress because of the device RfId %d of type 0x%02X.",
+                    ozu::readOnce(event.rfId), ozu::readOnce(event.deviceType));
+            return 1;
+        }
+    }
+    return 0;
+}
+
+unsigned char ozuutils_isSafetySirenInProgress() noexcept {
+    const auto events = safetyEvents();
+    if (events.empty()) {
+        return 0;
+    }
+    const time_t now = ozu::panelTime(time(nullptr));
+    double newest = SAFETY_SIREN_PERIOD; // age in seconds
+    for (const PanelSafetyEvent &event : events) {
+        const std::int32_t startTime = ozu::readOnce(event.startTime);
+        if (startTime == kFreeSlot) {
+            continue;
+        }
+        const double age = difftime(now, startTime);
+        if (age > 0 && age < newest) {
+            OZU_LOG(ozu::level::kNotable,
+                    "Safety alarm is running for %.0lf sec for the device RfId %d of type 0x%02X.", age,
+                    ozu::readOnce(event.rfId), ozu::readOnce(event.deviceType));
+            newest = age;
+        }
+    }
+    return static_cast<unsigned char>(static_cast<unsigned int>(SAFETY_SIREN_PERIOD - newest));
+}

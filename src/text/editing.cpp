@@ -1,0 +1,62 @@
+// Changing a text in its own buffer.
+
+#include <utils_ozu/text.h>
+
+#include <cstring>
+
+namespace {
+
+constexpr unsigned int kEdited = 0;
+constexpr unsigned int kInvalidArgument = 4;
+
+} // namespace
+
+unsigned int ozuutils_replaceSubstrInStr(char *str, const char *find, const char *replacement,
+                                         unsigned int /*bufSize*/) noexcept {
+    if (str == nullptr || find == nullptr || *find == '\0') {
+        return kInvalidArgument;
+    }
+    if (replacement == nullptr) {
+        replacement = "";
+    }
+    const char *found = strstr(str, find);
+    if (found == nullptr) {
+        return kEdited;
+    }
+    const char *tail = found + strlen(find);
+    const auto prefixLength = static_cast<std::size_t>(found - str);
+    const std::size_t replacementLength = strlen(replacement);
+    const std::size_t tailSize = strlen(tail) + 1;
+    const std::size_t resultSize = prefixLength + replacementLength + tailSize;
+    // The result is put together beside str, which the replacement may be part of.
+    auto *scratch = static_cast<char *>(__builtin_alloca(resultSize));
+    memcpy(scratch, str, prefixLength);
+    memcpy(scratch + prefixLength, replacement, replacementLength);
+    memcpy(scratch + prefixLength + replacementLength, tail, tailSize);
+    memcpy(str, scratch, resultSize);
+    return kEdited;
+}
+
+void replace_char_from_string(int from, int to, char *s) noexcept {
+    if (s == nullptr) {
+        return;
+    }
+    const std::size_t length = strlen(s);
+    for (std::size_t i = 0; i < length; ++i) {
+        if (static_cast<unsigned char>(s[i]) == from) {
+            s[i] = static_cast<char>(to);
+        }
+    }
+}
+
+unsigned int ozuutils_isStringIsStandardAscii(const char *s) noexcept {
+    if (s == nullptr) {
+        return 0;
+    }
+    for (; *s != '\0'; ++s) {
+        if (static_cast<unsigned char>(*s) > 0x7F) {
+            return 0;
+        }
+    }
+    return 1;
+}
