@@ -1,0 +1,104 @@
+# What gets installed, by component:
+#   runtime   libutils_ozu.so.0            what every panel process loads
+#   dev       headers, link names, pkg-config files, CMake package
+#   platform  libozu_platform.so.0         the reference platform
+#   tools     ozuctl
+#   doc       pages, man pages, examples
+# The packages of packaging/ are cut along these components.
+
+include(CMakePackageConfigHelpers)
+
+if(NOT TARGET utils_ozu)
+    return()
+endif()
+
+set(OZU_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/ozu")
+set(OZU_INSTALL_PLATFORM_INCLUDEDIR "${CMAKE_INSTALL_INCLUDEDIR}/ozu_platform")
+
+set(_ozu_targets utils_ozu ozu_platform_libraries)
+target_include_directories(utils_ozu INTERFACE $<INSTALL_INTERFACE:${OZU_INSTALL_PLATFORM_INCLUDEDIR}>)
+install(TARGETS utils_ozu EXPORT ozu
+    LIBRARY COMPONENT runtime NAMELINK_COMPONENT dev)
+set_target_properties(ozu_platform_libraries PROPERTIES EXPORT_NAME platform_libraries)
+install(TARGETS ozu_platform_libraries EXPORT ozu)
+if(TARGET ozu_platform)
+    set_target_properties(ozu_platform PROPERTIES EXPORT_NAME platform)
+    target_include_directories(ozu_platform INTERFACE $<INSTALL_INTERFACE:${OZU_INSTALL_PLATFORM_INCLUDEDIR}>)
+    install(TARGETS ozu_platform EXPORT ozu
+        LIBRARY COMPONENT platform NAMELINK_COMPONENT dev)
+endif()
+
+install(FILES "${PROJECT_SOURCE_DIR}/include/utils_ozu.h"
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT dev)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/utils_ozu"
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT dev FILES_MATCHING PATTERN "*.h")
+if(EXISTS "${PROJECT_SOURCE_DIR}/include/inc_ozu")
+    install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/inc_ozu"
+        DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT dev FILES_MATCHING PATTERN "*.h")
+endif()
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/platform/include/"
+    DESTINATION "${OZU_INSTALL_PLATFORM_INCLUDEDIR}" COMPONENT dev FILES_MATCHING PATTERN "*.h")
+
+# CMake package: find_package(ozu), targets ozu::utils_ozu and ozu::platform.
+install(EXPORT ozu NAMESPACE ozu:: FILE ozuTargets.cmake
+    DESTINATION "${OZU_INSTALL_CMAKEDIR}" COMPONENT dev)
+configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/ozuConfig.cmake.in"
+    "${PROJECT_BINARY_DIR}/package/ozuConfig.cmake"
+    INSTALL_DESTINATION "${OZU_INSTALL_CMAKEDIR}"
+    NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/package/ozuConfigVersion.cmake"
+    VERSION "${PROJECT_VERSION}" COMPATIBILITY SameMinorVersion)
+install(FILES
+    "${PROJECT_BINARY_DIR}/package/ozuConfig.cmake"
+    "${PROJECT_BINARY_DIR}/package/ozuConfigVersion.cmake"
+    DESTINATION "${OZU_INSTALL_CMAKEDIR}" COMPONENT dev)
+
+# pkg-config: paths relative to the file itself, so that an installed tree may be moved or stand in a sysroot.
+file(RELATIVE_PATH OZU_PC_TO_PREFIX
+    "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+foreach(_ozu_name utils_ozu ozu_platform)
+    if(_ozu_name STREQUAL "utils_ozu" OR TARGET ozu_platform)
+        configure_file("${PROJECT_SOURCE_DIR}/cmake/${_ozu_name}.pc.in"
+            "${PROJECT_BINARY_DIR}/package/${_ozu_name}.pc" @ONLY)
+        install(FILES "${PROJECT_BINARY_DIR}/package/${_ozu_name}.pc"
+            DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT dev)
+    endif()
+endforeach()
+
+if(TARGET ozuctl)
+    install(TARGETS ozuctl RUNTIME COMPONENT tools)
+endif()
+
+# Pages and examples.
+install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT doc)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/"
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}/docs" COMPONENT doc
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples"
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT doc
+    FILES_MATCHING PATTERN "*.c" PATTERN "*.cpp" PATTERN "*.h")
+
+# Man pages, from scdoc where it is installed.
+find_program(OZU_SCDOC scdoc)
+file(GLOB _ozu_pages CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/man/*.scd")
+if(OZU_SCDOC AND _ozu_pages)
+    set(_ozu_man)
+    foreach(_ozu_page IN LISTS _ozu_pages)
+        get_filename_component(_ozu_man_name "${_ozu_page}" NAME_WLE)
+        string(REGEX MATCH "[0-9]$" _ozu_section "${_ozu_man_name}")
+        set(_ozu_output "${PROJECT_BINARY_DIR}/man/${_ozu_man_name}")
+        add_custom_command(OUTPUT "${_ozu_output}"
+            COMMAND "${CMAKE_COMMAND}" -E make_directory "${PROJECT_BINARY_DIR}/man"
+            COMMAND "${OZU_SCDOC}" < "${_ozu_page}" > "${_ozu_output}"
+            DEPENDS "${_ozu_page}" VERBATIM)
+        list(APPEND _ozu_man "${_ozu_output}")
+        set(_ozu_component doc)
+        if(_ozu_section EQUAL 1)
+            set(_ozu_component tools)
+        endif()
+        install(FILES "${_ozu_output}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man${_ozu_section}"
+            COMPONENT ${_ozu_component})
+    endforeach()
+    add_custom_target(ozu_man ALL DEPENDS ${_ozu_man})
+endif()

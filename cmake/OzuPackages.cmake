@@ -1,0 +1,61 @@
+# Debian packages along the install components. The dependencies are written out, not derived: a cross build has no
+# package database to ask, and tests/install holds the list against what the files really need.
+
+if(NOT TARGET utils_ozu OR NOT TARGET ozu_platform)
+    return()
+endif()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME utils-ozu)
+set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
+set(CPACK_PACKAGE_CONTACT "Panel firmware <firmware@panel.invalid>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL runtime dev platform doc)
+if(TARGET ozuctl)
+    list(APPEND CPACK_COMPONENTS_ALL tools)
+endif()
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+if(CMAKE_LIBRARY_ARCHITECTURE MATCHES "^arm-.*hf$")
+    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
+endif()
+
+set(_ozu_version "(= ${PROJECT_VERSION})")
+set(_ozu_c "libc6 (>= 2.34)")
+set(_ozu_cxx "libstdc++6 (>= 12), libgcc-s1")
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libutils-ozu0)
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Loaded by every process of the panel.")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS
+    "${_ozu_c}, libc-ares2, libjpeg62-turbo, libssl3, libozu-platform0 ${_ozu_version}")
+
+set(CPACK_DEBIAN_PLATFORM_PACKAGE_NAME libozu-platform0)
+set(CPACK_COMPONENT_PLATFORM_DESCRIPTION
+    "Reference platform: Database, log, message bus and events for a workstation or a bare board.")
+set(CPACK_DEBIAN_PLATFORM_PACKAGE_DEPENDS
+    "${_ozu_c}, ${_ozu_cxx}, libfmt9, libmosquitto1, libspdlog1.10, libsqlite3-0")
+set(CPACK_DEBIAN_PLATFORM_PACKAGE_RECOMMENDS mosquitto)
+
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME libutils-ozu-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_COMPONENT_DEV_DESCRIPTION "Headers, pkg-config files and a CMake package.")
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libutils-ozu0 ${_ozu_version}, libozu-platform0 ${_ozu_version}")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ozuctl)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Command-line tool: asks, watches and drives a panel's library and platform.")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
+    "${_ozu_c}, ${_ozu_cxx}, libutils-ozu0 ${_ozu_version}, libozu-platform0 ${_ozu_version}")
+
+set(CPACK_DEBIAN_DOC_PACKAGE_NAME utils-ozu-doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
+set(CPACK_COMPONENT_DOC_DESCRIPTION "Pages, manual pages and example programs.")
+
+include(CPack)

@@ -1,0 +1,126 @@
+"""Installs into an empty root and uses it as a stranger would: pkg-config and CMake, C and C++, out of the tree."""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+
+import pytest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+BUILD = ROOT / os.environ.get("OZU_TEST_BUILD", "build/release")
+CONSUMER = ROOT / "tests/install/consumer"
+PRINTED = "copied 9\ntext install\nrecord 11408\n"
+
+
+def run(*command, **options):
+    done = subprocess.run([str(part) for part in command], capture_output=True, text=True, **options)
+    assert done.returncode == 0, f"{' '.join(map(str, command))}\n{done.stdout}{done.stderr}"
+    return done.stdout
+
+
+@pytest.fixture(scope="session")
+def root(tmp_path_factory):
+    """The whole tree, installed below an empty folder as a package build does it."""
+    destination = tmp_path_factory.mktemp("root")
+    run("cmake", "--install", BUILD, env={**os.environ, "DESTDIR": str(destination)})
+    return destination
+
+
+@pytest.fixture(scope="session")
+def libraries(root):
+    return next(root.rglob("libutils_ozu.so.0")).parent
+
+
+@pytest.fixture(scope="session")
+def sources(root):
+    """The consumers and every installed example."""
+    examples = sorted(root.glob("usr/share/doc/utils_ozu/examples/*.c*"))
+    return [CONSUMER / "consumer_c.c", CONSUMER / "consumer_cpp.cpp", *examples]
+
+
+def run_consumers(folder, libraries):
+    environment = {**os.environ, "LD_LIBRARY_PATH": str(libraries)}
+    for name in ("consumer_c", "consumer_cpp"):
+        assert run(folder / name, env=environment) == PRINTED
+
+
+def compile_all(sources, folder, flags):
+    for source in sources:
+        compiler = ["cc", "-std=c99"] if source.suffix == ".c" else ["c++", "-std=c++20"]
+        run(*compiler, "-Wall", "-Wextra", "-Werror", source, "-o", folder / source.stem, *flags)
+
+
+def test_everything_installs(root, libraries):
+    names = {str(path.relative_to(root / "usr")) for path in root.rglob("*") if not path.is_dir()}
+    folder = libraries.relative_to(root / "usr")
+    for name in ("libutils_ozu.so.0", "libutils_ozu.so", "libozu_platform.so.0", "libozu_platform.so",
+                 "pkgconfig/utils_ozu.pc", "pkgconfig/ozu_platform.pc", "cmake/ozu/ozuConfig.cmake"):
+        assert f"{folder}/{name}" in names
+    for header in (ROOT / "include").rglob("*.h"):
+        assert f"include/{header.relative_to(ROOT / 'include')}" in names
+    for header in (ROOT / "platform/include").rglob("*.h"):
+        assert f"include/ozu_platform/{header.name}" in names
+
+
+def test_nothing_installed_names_the_build(root):
+    for path in root.rglob("*"):
+        if path.is_file():
+            assert str(ROOT).encode() not in path.read_bytes(), path
+
+
+def test_installed_files_carry_no_search_path(root, libraries):
+    for path in [*libraries.glob("*.so.0"), *root.glob("usr/bin/*")]:
+        dynamic = run("readelf", "-dW", path)
+        assert "(RPATH)" not in dynamic and "(RUNPATH)" not in dynamic, path
+
+
+def test_pkg_config_from_where_it_stands(root, libraries, sources, tmp_path):
+    environment = {**os.environ, "PKG_CONFIG_PATH": str(libraries / "pkgconfig")}
+    environment.pop("PKG_CONFIG_SYSROOT_DIR", None)
+    flags = run("pkg-config", "--cflags", "--libs", "utils_ozu", env=environment).split()
+    compile_all(sources, tmp_path, flags)
+    run_consumers(tmp_path, libraries)
+
+
+def test_pkg_config_of_a_sysroot(root, libraries, tmp_path):
+    environment = {
+        **os.environ,
+        "PKG_CONFIG_SYSROOT_DIR": str(root),
+        "PKG_CONFIG_LIBDIR": str(libraries / "pkgconfig"),
+    }
+    flags = run("pkg-config", "--cflags", "--libs", "utils_ozu", env=environment).split()
+    compile_all([CONSUMER / "consumer_c.c", CONSUMER / "consumer_cpp.cpp"], tmp_path, flags)
+    run_consumers(tmp_path, libraries)
+
+
+def test_pkg_config_of_the_platform(root, libraries):
+    environment = {**os.environ, "PKG_CONFIG_PATH": str(libraries / "pkgconfig")}
+    flags = run("pkg-config", "--libs", "ozu_platform", env=environment).split()
+    assert "-lozu_platform" in flags
+    version = run("pkg-config", "--modversion", "utils_ozu", env=environment).strip()
+    assert version == re.search(r"^\s+VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text(), re.M).group(1)
+
+
+def test_cmake_package(root, libraries, sources, tmp_path):
+    project = tmp_path / "project"
+    shutil.copytree(CONSUMER, project)
+    run("cmake", "-S", project, "-B", tmp_path / "build", f"-DCMAKE_PREFIX_PATH={root / 'usr'}",
+        f"-DCONSUMER_SOURCES={';'.join(map(str, sources))}")
+    run("cmake", "--build", tmp_path / "build")
+    run_consumers(tmp_path / "build", libraries)
+
+
+def test_components_are_disjoint_and_complete(root, tmp_path):
+    seen = {}
+    for component in ("runtime", "dev", "platform", "tools", "doc"):
+        destination = tmp_path / component
+        run("cmake", "--install", BUILD, "--component", component, env={**os.environ, "DESTDIR": str(destination)})
+        for path in destination.rglob("*"):
+            if not path.is_dir():
+                name = path.relative_to(destination)
+                assert name not in seen, f"{name} is in {seen[name]} and {component}"
+                seen[name] = component
+    everything = {path.relative_to(root) for path in root.rglob("*") if not path.is_dir()}
+    assert everything == set(seen)
