@@ -1,12 +1,12 @@
 #include <utils_ozu/text.h>
 
 #include "guarded_buffer.h"
+#include "random_numbers.h"
 
 #include <gtest/gtest.h>
 
 #include <cctype>
 #include <cerrno>
-#include <random>
 #include <string>
 
 using ozu::test::Edge;
@@ -20,14 +20,6 @@ constexpr Edge kEdges[] = {Edge::Front, Edge::Back};
 
 std::string terminated(std::string text) {
     text.push_back('\0');
-    return text;
-}
-
-std::string randomText(std::mt19937 &random, std::size_t length) {
-    std::string text(length, '\0');
-    for (char &c : text) {
-        c = static_cast<char>(1 + random() % 255);
-    }
     return text;
 }
 
@@ -113,11 +105,11 @@ TEST(CaseCopy, cutsAfterTwo) {
 // ---- ozuutils_strlcpy ----
 
 TEST(BoundedCopy, agreesWithItsModel) {
-    std::mt19937 random(1);
+    ozu::test::Random random(1);
     for (const Edge edge : kEdges) {
         for (std::size_t length = 0; length < 12; ++length) {
             for (unsigned int size = 0; size < 14; ++size) {
-                const std::string text = randomText(random, length);
+                const std::string text = random.text(length);
                 const GuardedBuffer src(terminated(text), edge);
                 const GuardedBuffer dst(size, edge);
                 EXPECT_EQ(ozuutils_strlcpy(dst.chars(), src.chars(), size), length);
@@ -182,7 +174,7 @@ TEST(TrimmedField, dropsSpacesAtTheEnd) {
 }
 
 TEST(TrimmedField, agreesWithItsModel) {
-    std::mt19937 random(2);
+    ozu::test::Random random(2);
     const std::string alphabet = "A \t\0"s;
     for (int round = 0; round < 4000; ++round) {
         const Edge edge = kEdges[round % 2];
