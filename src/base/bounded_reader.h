@@ -55,6 +55,11 @@ class BoundedReader {
         return field;
     }
     constexpr void skip(std::size_t count) noexcept { static_cast<void>(bytes(count)); }
+    // Goes on at the next multiple of the alignment, or at the end: the last record needs no padding.
+    constexpr void skipPadding(std::size_t alignment) noexcept {
+        const std::size_t padding = (alignment - position_ % alignment) % alignment;
+        skip(padding < remaining() ? padding : remaining());
+    }
     // Goes on at an absolute position.
     constexpr void seek(std::size_t position) noexcept {
         if (position > bytes_.size()) {

@@ -1,0 +1,57 @@
+// The file of the DNS servers that the panel knows.
+
+#include <utils_ozu/host_names.h>
+
+#include <base/log.h>
+#include <base/panel_state.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+constexpr const char *kDnsFile = "/data/permanent-dns.conf";
+constexpr int kNoState = 2;
+constexpr int kWriteFailed = 8;
+// The shortest address, as 1.1.1.1, has one character more.
+constexpr std::size_t kTooShort = 6;
+
+struct CloseFile {
+    void operator()(FILE *file) const noexcept { static_cast<void>(fclose(file)); }
+};
+
+// Another process may change the text at any time: what is checked and written is one copy of it, which ends
+// within its field.
+bool writeServer(FILE *file, const char (&field)[OZUDB_DNS_TEXT]) noexcept {
+    std::array<char, OZUDB_DNS_TEXT + 1> server = {};
+    memcpy(server.data(), field, sizeof field);
+    if (strlen(server.data()) <= kTooShort) {
+        return true;
+    }
+    return fprintf(file, "nameserver %s\n", server.data()) >= 0;
+}
+
+} // namespace
+
+int write_permanent_dns(void) noexcept {
+    const PanelSharedState *state = ozu::panelState();
+    if (state == nullptr) {
+        return kNoState;
+    }
+    const std::unique_ptr<FILE, CloseFile> file(fopen(kDnsFile, "we"));
+    if (file == nullptr) {
+        return 0;
+    }
+    // A full disk shows with the line that does not fit.
+    static_cast<void>(setvbuf(file.get(), nullptr, _IONBF, 0));
+    for (std::size_t pair = OZUDB_DNS_SERVER_PAIRS; pair-- > 0;) {
+        const PanelDnsServerPair &servers = state->dnsServerPairs[pair];
+        if (!writeServer(file.get(), servers.primary) || !writeServer(file.get(), servers.secondary)) {
+            OZU_LOG_TEXT(ozu::level::kFailure, "Error writing to [/data/permanent-dns.conf] file.");
+            return kWriteFailed;
+        }
+    }
+    return 0;
+}

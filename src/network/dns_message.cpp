@@ -1,0 +1,220 @@
+#include <network/dns_message.h>
+
+#include <utils_ozu/text.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+namespace ozu::dns {
+
+namespace {
+
+// A length byte from here on is the first of a pointer's two.
+constexpr std::uint8_t kPointer = 0xC0;
+constexpr std::uint8_t kPointerOffsetBits = 0x3F;
+// More than any name needs: it has at most 127 labels.
+constexpr int kMostJumps = 255;
+constexpr std::uint16_t kRecursionDesired = 0x0100;
+constexpr std::uint16_t kClassInternet = 1;
+
+// Reads a pointer whose first byte was read already; false unless it leads backwards from where it stands.
+bool readPointer(BoundedReader &reader, std::uint8_t first, std::size_t &target) noexcept {
+    const std::size_t position = reader.position() - 1;
+    target = (static_cast<std::size_t>(first & kPointerOffsetBits) << 8) | reader.u8();
+    return reader.ok() && target < position;
+}
+
+// Moves past a name that is not wanted.
+bool skipName(BoundedReader &reader) noexcept {
+    for (std::size_t length = 0;;) {
+        const std::uint8_t size = reader.u8();
+        if (size >= kPointer) {
+            std::size_t target = 0;
+            return readPointer(reader, size, target);
+        }
+        if (size == 0) {
+            return reader.ok();
+        }
+        reader.skip(size);
+        length += size + std::size_t{1};
+        if (!reader.ok() || length >= NameText().size()) {
+            return false;
+        }
+    }
+}
+
+constexpr bool dataIsName(std::uint16_t type) noexcept {
+    return type == kTypeNs || type == kTypeCname || type == kTypePtr || type == kTypeDname;
+}
+
+// The data of a record to keep, read with a reader of its own: the walk goes by the data's announced length.
+bool readData(BoundedReader reader, Record &record, NameText &lastName) noexcept {
+    if (record.type == kTypeA) {
+        record.address = reader.record<in_addr>();
+        return true;
+    }
+    if (!dataIsName(record.type)) {
+        return true;
+    }
+    if (!decodeName(reader, lastName)) {
+        return false;
+    }
+    ozuutils_strlcpy(record.name.data(), lastName.data(), static_cast<unsigned int>(record.name.size()));
+    return true;
+}
+
+// One record, kept in the table when that is not null.
+bool readRecord(BoundedReader &reader, Record *record, NameText &lastName) noexcept {
+    if (!(record != nullptr ? decodeName(reader, lastName) : skipName(reader))) {
+        return false;
+    }
+    const std::uint16_t type = reader.u16be();
+    reader.skip(sizeof(std::uint16_t) + sizeof(std::uint32_t)); // class and time to live
+    const std::uint16_t length = reader.u16be();
+    if (!reader.ok() || length > reader.remaining() || (type == kTypeA && length < sizeof(in_addr))) {
+        return false;
+    }
+    if (record != nullptr) {
+        record->type = type;
+        if (!readData(reader, *record, lastName)) {
+            return false;
+        }
+    }
+    reader.skip(length);
+    return true;
+}
+
+bool readSection(BoundedReader &reader, std::size_t announced, Section &section,
+                 NameText &lastName) noexcept {
+    section.count = 0;
+    for (std::size_t i = 0; i < announced; ++i) {
+        Record *record = i < section.records.size() ? &section.records[i] : nullptr;
+        if (!readRecord(reader, record, lastName)) {
+            return false;
+        }
+        if (record != nullptr) {
+            ++section.count;
+        }
+    }
+    return true;
+}
+
+// Puts the reader behind the question, whose name goes to the first zero byte; at the end when that is
+// missing.
+void skipQuestion(BoundedReader &reader) noexcept {
+    reader.skip(kHeaderSize);
+    const auto rest = reader.all().subspan(reader.position());
+    const auto end = std::find(rest.begin(), rest.end(), std::uint8_t{0});
+    const auto question = static_cast<std::size_t>(end - rest.begin()) + 1 + kQuestionTail;
+    reader.skip(std::min(question, reader.remaining()));
+}
+
+// Appends fields to a message; the caller has made sure that they fit.
+class Writer {
+  public:
+    explicit Writer(std::span<std::uint8_t> bytes) noexcept : bytes_(bytes) {}
+    void u8(std::uint8_t value) noexcept { bytes_[position_++] = value; }
+    void u16be(std::uint16_t value) noexcept {
+        u8(static_cast<std::uint8_t>(value >> 8));
+        u8(static_cast<std::uint8_t>(value));
+    }
+    void text(std::string_view text) noexcept {
+        for (const char c : text) {
+            u8(static_cast<std::uint8_t>(c));
+        }
+    }
+    [[nodiscard]] std::size_t position() const noexcept { return position_; }
+
+  private:
+    std::span<std::uint8_t> bytes_;
+    std::size_t position_ = 0;
+};
+
+// The labels up to the first empty one, which ends a name on the wire.
+void writeName(Writer &writer, std::string_view name) noexcept {
+    while (!name.empty()) {
+        const std::string_view label = name.substr(0, name.find('.'));
+        if (label.empty()) {
+            break;
+        }
+        writer.u8(static_cast<std::uint8_t>(label.size()));
+        writer.text(label);
+        name.remove_prefix(std::min(label.size() + 1, name.size()));
+    }
+    writer.u8(0);
+}
+
+} // namespace
+
+bool readHeader(std::span<const std::uint8_t> message, Header &header) noexcept {
+    BoundedReader reader(message);
+    header.id = reader.u16be();
+    header.flags = reader.u16be();
+    header.questions = reader.u16be();
+    header.answers = reader.u16be();
+    header.authorities = reader.u16be();
+    header.additionals = reader.u16be();
+    return reader.ok();
+}
+
+bool readRecords(std::span<const std::uint8_t> message, const Header &header, Reply &reply,
+                 NameText &lastName) noexcept {
+    BoundedReader reader(message);
+    skipQuestion(reader);
+    return readSection(reader, header.answers, reply.answers, lastName) &&
+           readSection(reader, header.authorities, reply.authorities, lastName) &&
+           readSection(reader, header.additionals, reply.additionals, lastName);
+}
+
+bool decodeName(BoundedReader &reader, NameText &text) noexcept {
+    BoundedReader cursor = reader;
+    std::size_t length = 0;
+    int jumps = 0;
+    text[0] = '\0';
+    for (std::uint8_t size = cursor.u8(); size != 0; size = cursor.u8()) {
+        if (size >= kPointer) {
+            std::size_t target = 0;
+            if (!readPointer(cursor, size, target) || ++jumps > kMostJumps) {
+                return false;
+            }
+            if (jumps == 1) {
+                reader.seek(cursor.position());
+            }
+            cursor.seek(target);
+            continue;
+        }
+        const auto label = cursor.bytes(size);
+        if (label.empty() || length + size + 1 >= text.size()) {
+            return false;
+        }
+        memcpy(text.data() + length, label.data(), label.size());
+        length += label.size();
+        text[length++] = '.';
+        text[length] = '\0';
+    }
+    if (jumps == 0) {
+        reader.seek(cursor.position());
+    }
+    if (length != 0) {
+        text[length - 1] = '\0';
+    }
+    return cursor.ok();
+}
+
+std::size_t writeQuery(std::span<std::uint8_t> message, std::uint16_t id, const char *dottedName,
+                       std::uint16_t type) noexcept {
+    Writer writer(message);
+    writer.u16be(id);
+    writer.u16be(kRecursionDesired);
+    writer.u16be(1); // one question
+    writer.u16be(0);
+    writer.u16be(0);
+    writer.u16be(0);
+    writeName(writer, dottedName);
+    writer.u16be(type);
+    writer.u16be(kClassInternet);
+    return writer.position();
+}
+
+} // namespace ozu::dns

@@ -1,0 +1,215 @@
+// Name resolution through a given server: one query, one reply.
+
+#include <utils_ozu/raw_dns.h>
+
+#include <base/log.h>
+#include <base/uninitialized.h>
+#include <network/dns_message.h>
+#include <network/socket.h>
+
+#include <arpa/inet.h>
+#include <netdb.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+using ozu::dns::Header;
+using ozu::dns::NameText;
+using ozu::dns::Reply;
+using ozu::dns::Section;
+namespace level = ozu::level;
+
+constexpr std::size_t kMessageSize = 65536;
+constexpr std::size_t kHostSize = 100;
+constexpr std::uint16_t kDnsPort = 53;
+constexpr timeval kReceiveTimeout = {20, 0};
+constexpr std::size_t kAddressText = INET_ADDRSTRLEN;
+
+using Message = std::array<std::uint8_t, kMessageSize>;
+using HostText = std::array<char, kHostSize>;
+
+// The name that was decoded last; the log shows it as the name of every record.
+NameText lastName;
+
+// A copy of the host name that ends in "."; the name leaves room for that.
+void copyWithDot(HostText &work, const char *host) noexcept {
+    const std::size_t length = strlen(host);
+    memcpy(work.data(), host, length + 1);
+    if (length == 0 || host[length - 1] != '.') {
+        work[length] = '.';
+        work[length + 1] = '\0';
+    }
+}
+
+sockaddr_in serverAddress(const char *dnsServer) noexcept {
+    sockaddr_in server = {};
+    server.sin_family = AF_INET;
+    server.sin_port = htons(kDnsPort);
+    server.sin_addr.s_addr = inet_addr(dnsServer);
+    return server;
+}
+
+sockaddr *socketAddress(sockaddr_in *address) noexcept {
+    return reinterpret_cast<sockaddr *>(address);
+}
+const sockaddr *socketAddress(const sockaddr_in *address) noexcept {
+    return reinterpret_cast<const sockaddr *>(address);
+}
+
+// Sends the query and receives one reply into the same buffer: its length, or -1 after a failure, which is
+// logged under the caller's name. The socket stays unconnected: whoever answers is heard, and a refusal by
+// the server's machine does not cut the wait short.
+ssize_t exchange(const char *caller, const char *dnsServer, Message &message, std::size_t length) noexcept {
+    const ozu::UniqueFd fd = ozu::openSocket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+    if (!fd.valid()) {
+        OZU_LOG_AS(caller, level::kFailure, "sendto failed [%s]", strerror(errno));
+        return -1;
+    }
+    const sockaddr_in server = serverAddress(dnsServer);
+    if (sendto(fd.get(), message.data(), length, 0, socketAddress(&server), sizeof server) < 0) {
+        OZU_LOG_AS(caller, level::kFailure, "sendto failed [%s]", strerror(errno));
+        return -1;
+    }
+    if (setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &kReceiveTimeout, sizeof kReceiveTimeout) < 0) {
+        OZU_LOG_AS(caller, level::kFailure, "setsockopt failed [%s]", strerror(errno));
+        return -1;
+    }
+    sockaddr_in from = {};
+    socklen_t fromLength = sizeof from;
+    const ssize_t received =
+        recvfrom(fd.get(), message.data(), message.size(), 0, socketAddress(&from), &fromLength);
+    if (received < 0) {
+        OZU_LOG_AS(caller, level::kFailure, "recvfrom failed [%s]", strerror(errno));
+    }
+    return received;
+}
+
+void logCounts(const char *caller, const Header &header) noexcept {
+    OZU_LOG_AS(caller, level::kTrace, "%s", "The response contains: ");
+    OZU_LOG_AS(caller, level::kTrace, "[%d] Questions.", header.questions);
+    OZU_LOG_AS(caller, level::kTrace, "[%d] Answers.", header.answers);
+    OZU_LOG_AS(caller, level::kTrace, "[%d] Authoritative Servers.", header.authorities);
+    OZU_LOG_AS(caller, level::kTrace, "[%d] Additional records.\n\n", header.additionals);
+}
+
+// Every address goes into ipOut, so the last one stays there.
+void takeAnswers(const char *caller, const Header &header, const Section &answers, char *ipOut,
+                 std::size_t ipOutSize) noexcept {
+    OZU_LOG_AS(caller, level::kTrace, "answer Records: [%d]", header.answers);
+    for (const auto &record : answers.kept()) {
+        OZU_LOG_AS(caller, level::kTrace, "name: [%s] ", lastName.data());
+        if (record.type == ozu::dns::kTypeA) {
+            const char *address = inet_ntoa(record.address);
+            strncpy(ipOut, address, ipOutSize);
+            // A small buffer holds no terminator; the line shows what fitted.
+            std::array<char, kAddressText> shown = {};
+            memcpy(shown.data(), ipOut, std::min(ipOutSize, strlen(address)));
+            OZU_LOG_AS(caller, level::kTrace, "found ipv4 address:[%s] [%s]", address, shown.data());
+        } else if (record.type == ozu::dns::kTypeCname) {
+            OZU_LOG_AS(caller, level::kTrace, "alias name:[%.400s]", record.name.data());
+        }
+    }
+}
+
+void logAuthorities(const char *caller, const Header &header, const Section &authorities) noexcept {
+    OZU_LOG_AS(caller, level::kTrace, "authorities records:[%d]", header.authorities);
+    for (const auto &record : authorities.kept()) {
+        OZU_LOG_AS(caller, level::kTrace, "Name : %s ", lastName.data());
+        if (record.type == ozu::dns::kTypeNs) {
+            OZU_LOG_AS(caller, level::kTrace, "has nameserver : %.400s", record.name.data());
+        }
+    }
+}
+
+void logAdditionals(const char *caller, const Header &header, const Section &additionals) noexcept {
+    OZU_LOG_AS(caller, level::kTrace, "additional Records: [%d]", header.additionals);
+    for (const auto &record : additionals.kept()) {
+        OZU_LOG_AS(caller, level::kTrace, "Name : %s ", lastName.data());
+        if (record.type == ozu::dns::kTypeA) {
+            OZU_LOG_AS(caller, level::kTrace, "has IPv4 address : %s", inet_ntoa(record.address));
+        }
+    }
+}
+
+// Reads a reply as a whole before anything of it counts.
+void takeReply(const char *caller, std::span<const std::uint8_t> message, char *ipOut,
+               std::size_t ipOutSize) noexcept {
+    Header header = {};
+    if (!ozu::dns::readHeader(message, header)) {
+        OZU_LOG_AS(caller, level::kFailure, "%s", "malformed reply");
+        return;
+    }
+    logCounts(caller, header);
+    OZU_UNINITIALIZED Reply reply;
+    if (!ozu::dns::readRecords(message, header, reply, lastName)) {
+        OZU_LOG_AS(caller, level::kFailure, "%s", "malformed reply");
+        return;
+    }
+    takeAnswers(caller, header, reply.answers, ipOut, ipOutSize);
+    logAuthorities(caller, header, reply.authorities);
+    logAdditionals(caller, header, reply.additionals);
+}
+
+// Every address of the system resolver goes into ipOut, so the last one stays there.
+void copyAddresses(const hostent &found, char *ipOut, std::size_t ipOutSize) noexcept {
+    for (char **entry = found.h_addr_list; *entry != nullptr; ++entry) {
+        in_addr address = {};
+        memcpy(&address, *entry, sizeof address);
+        strncpy(ipOut, inet_ntoa(address), ipOutSize);
+        ipOut[ipOutSize - 1] = '\0';
+    }
+}
+
+} // namespace
+
+void NgetHostByName(const char *host, int queryType, const char *dnsServer, size_t dnsServerLen, char *ipOut,
+                    size_t ipOutSize) noexcept {
+    if (host == nullptr || dnsServer == nullptr || dnsServerLen == 0 || ipOut == nullptr) {
+        OZU_LOG_TEXT(level::kFailure, "bad arguments");
+        return;
+    }
+    if (strlen(host) + 2 > kHostSize) {
+        OZU_LOG_TEXT(level::kFailure, "invalid hostname");
+        return;
+    }
+    HostText work = {};
+    copyWithDot(work, host);
+    // Neither the 64 KiB nor the tables of the reply are worth clearing for a few dozen bytes.
+    OZU_UNINITIALIZED Message message;
+    const std::size_t length = ozu::dns::writeQuery(message, static_cast<std::uint16_t>(getpid()),
+                                                    work.data(), static_cast<std::uint16_t>(queryType));
+    OZU_LOG(level::kTrace, "resolving [%s] using name server[%s]", work.data(), dnsServer);
+    const ssize_t received = exchange(__func__, dnsServer, message, length);
+    if (received >= 0) {
+        takeReply(__func__, std::span(message).first(static_cast<std::size_t>(received)), ipOut, ipOutSize);
+    }
+}
+
+int nslookup_ozu(const char *host, const char *dns1, const char *dns2, char *ipOut,
+                 size_t ipOutSize) noexcept {
+    if (host == nullptr || dns1 == nullptr || dns2 == nullptr || ipOut == nullptr || ipOutSize == 0) {
+        OZU_LOG_TEXT(level::kFailure, "bad arguments");
+        return -1;
+    }
+    if (dns1[0] != '\0') {
+        NgetHostByName(host, ozu::dns::kTypeA, dns1, strlen(dns1), ipOut, ipOutSize);
+    }
+    if (dns2[0] != '\0' && ipOut[0] == '\0') {
+        NgetHostByName(host, ozu::dns::kTypeA, dns2, strlen(dns2), ipOut, ipOutSize);
+    }
+    if (ipOut[0] == '\0') {
+        const hostent *found = gethostbyname(host);
+        if (found == nullptr) {
+            OZU_LOG_TEXT(level::kFailure, "gethostbyname");
+            return -1;
+        }
+        copyAddresses(*found, ipOut, ipOutSize);
+    }
+    return ipOut[0] != '\0' ? 0 : -1;
+}
