@@ -37,5 +37,9 @@ unsigned char msbSetBitNumber(unsigned int v) noexcept {
 
 unsigned char *ozuutils_searchInBuf(const unsigned char *buf, const unsigned char *pattern,
                                     unsigned int bufLen, unsigned int patLen) noexcept {
+    // memmem() would look at a pattern of one byte even then.
+    if (patLen > bufLen) {
+        return nullptr;
+    }
     return static_cast<unsigned char *>(memmem(buf, bufLen, pattern, patLen));
 }
