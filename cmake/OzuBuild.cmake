@@ -52,7 +52,11 @@ target_compile_options(ozu_flags INTERFACE
     -fno-strict-overflow -fno-delete-null-pointer-checks)
 # On the panel's 32-bit ARM, gcc tells with every va_list use that its ABI changed in 2012.
 _ozu_add_if_supported(ozu_flags "-Wno-psabi")
-target_compile_definitions(ozu_flags INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64)
+target_compile_definitions(ozu_flags INTERFACE _GNU_SOURCE)
+# Where it is the default anyway it would only rename open to open64, stat to stat64 and so on.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    target_compile_definitions(ozu_flags INTERFACE _FILE_OFFSET_BITS=64)
+endif()
 
 if(OZU_SANITIZE)
     target_compile_options(ozu_flags INTERFACE -fsanitize=${OZU_SANITIZE} -fno-sanitize-recover=all

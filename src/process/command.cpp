@@ -1,0 +1,237 @@
+// External programs: started without a shell, watched for a marker, ended by a time-out.
+
+#include <utils_ozu/command.h>
+
+#include <base/log.h>
+
+#include <alloca.h>
+#include <fcntl.h>
+#include <sys/select.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+constexpr std::size_t kMaxCommand = 512;
+// The number that the refusal names; the table takes 18 words, their null entry, and one entry that refuses.
+constexpr int kMaxParameters = 20;
+constexpr std::size_t kChunk = 512;
+
+constexpr int kMarkerSeen = 1;
+constexpr int kOutputEnded = 0;
+constexpr int kTimedOut = -1;
+constexpr int kFailed = -2;
+
+struct Pipe {
+    int readEnd = -1;
+    int writeEnd = -1;
+
+    // Close-on-exec, so that what stays open in this process is not handed on to later children.
+    bool create() noexcept {
+        std::array<int, 2> ends = {-1, -1};
+        if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+            return false;
+        }
+        readEnd = ends[0];
+        writeEnd = ends[1];
+        return true;
+    }
+    void closeBoth() const noexcept {
+        close(readEnd);
+        close(writeEnd);
+    }
+};
+
+// In a process started without standard descriptors the pipe may have got that very number; dup2 onto
+// itself would leave it close-on-exec.
+void moveTo(int fd, int wanted) noexcept {
+    if (fd == wanted) {
+        fcntl(fd, F_SETFD, 0);
+        return;
+    }
+    dup2(fd, wanted);
+}
+
+// The child between fork and exec: other threads' locks may be held for good here, so nothing that takes one.
+[[noreturn]] void runChild(char *const argv[], const Pipe &input, const Pipe &output) noexcept {
+    close(input.writeEnd);
+    moveTo(input.readEnd, STDIN_FILENO);
+    close(output.readEnd);
+    moveTo(output.writeEnd, STDOUT_FILENO);
+    if (argv != nullptr && argv[0] != nullptr) {
+        execvp(argv[0], argv);
+    } else {
+        errno = ENOENT;
+    }
+    perror("execvp");
+    // The exit handlers and the unwritten output belong to the parent.
+    _exit(1);
+}
+
+void handOut(int fd, int *receiver) noexcept {
+    if (receiver == nullptr) {
+        close(fd);
+        return;
+    }
+    *receiver = fd;
+}
+
+// The words of a command line, in a copy of it; ends with a null entry.
+class Words {
+  public:
+    explicit Words(const char *command) noexcept {
+        memcpy(copy_.data(), command, strnlen(command, kMaxCommand - 1));
+        char *rest = nullptr;
+        char *word = strtok_r(copy_.data(), " ", &rest);
+        words_[0] = word;
+        while (word != nullptr && count_ < kMaxParameters) {
+            word = strtok_r(nullptr, " ", &rest);
+            words_[static_cast<std::size_t>(count_++)] = word;
+        }
+    }
+    // Entries with the null one.
+    [[nodiscard]] int count() const noexcept { return count_; }
+    [[nodiscard]] bool tooMany() const noexcept { return count_ >= kMaxParameters; }
+    [[nodiscard]] const char *at(int index) const noexcept { return words_[static_cast<std::size_t>(index)]; }
+    [[nodiscard]] char *const *argv() const noexcept { return words_.data(); }
+
+  private:
+    std::array<char, kMaxCommand> copy_ = {};
+    std::array<char *, kMaxParameters> words_ = {};
+    int count_ = 1;
+};
+
+// A descriptor set of one descriptor, as large as its number asks for: fd_set ends at 1023, and since every
+// command leaves two descriptors open, numbers above are reached.
+class ReadySet {
+  public:
+    static std::size_t bytes(int fd) noexcept { return (word(fd) + 1) * sizeof(fd_mask); }
+
+    ReadySet(void *storage, int fd) noexcept : words_(static_cast<fd_mask *>(storage)), fd_(fd) {}
+    fd_set *arm() noexcept {
+        memset(words_, 0, bytes(fd_));
+        words_[word(fd_)] = bit();
+        return reinterpret_cast<fd_set *>(words_);
+    }
+    [[nodiscard]] bool ready() const noexcept { return (words_[word(fd_)] & bit()) != 0; }
+
+  private:
+    static std::size_t word(int fd) noexcept { return static_cast<std::size_t>(fd) / NFDBITS; }
+    [[nodiscard]] fd_mask bit() const noexcept {
+        return static_cast<fd_mask>(1UL << (static_cast<unsigned int>(fd_) % NFDBITS));
+    }
+    fd_mask *words_;
+    int fd_;
+};
+
+void giveOut(char *output, const char *chunk) noexcept {
+    memset(output, 0, kChunk);
+    memcpy(output, chunk, strnlen(chunk, kChunk));
+}
+
+} // namespace
+
+pid_t popen2(char *const argv[], int *inFd, int *outFd, int *forkErrno) noexcept {
+    Pipe input;
+    Pipe output;
+    // A first pipe whose second could not be made stays open.
+    if (!input.create() || !output.create()) {
+        return -1;
+    }
+    const pid_t pid = fork();
+    if (pid < 0) {
+        if (forkErrno != nullptr) {
+            *forkErrno = errno;
+        }
+        input.closeBoth();
+        output.closeBoth();
+        return pid;
+    }
+    if (pid == 0) {
+        runChild(argv, input, output);
+    }
+    // The child's own ends stay open here as well, unnamed: a reader never sees the end of the output.
+    handOut(input.writeEnd, inFd);
+    handOut(output.readEnd, outFd);
+    return pid;
+}
+
+int exec_cmd(const char *command, int timeoutSeconds, const char *endMarker, char *output) noexcept {
+    if (command == nullptr || *command == '\0') {
+        OZU_LOG(ozu::level::kFailure, "given command is empty: %s", command);
+        return kFailed;
+    }
+    if (strlen(command) >= kMaxCommand) {
+        OZU_LOG(ozu::level::kFailure, "Command execution is too long: %s", command);
+        return kFailed;
+    }
+    OZU_LOG(ozu::level::kProgress, "Executing command with timeout %d: %s", timeoutSeconds, command);
+    const Words words(command);
+    if (words.tooMany()) {
+        OZU_LOG(ozu::level::kProgress, "Too many parameters in command, max value is %d", kMaxParameters);
+        return kFailed;
+    }
+    for (int i = 0; i < words.count(); ++i) {
+        OZU_LOG(ozu::level::kProgress, "command[%d]: %s", i, words.at(i));
+    }
+    OZU_LOG(ozu::level::kProgress, "Run executable for %d seconds...", timeoutSeconds);
+
+    int outFd = -1;
+    int forkErrno = 0;
+    const pid_t pid = popen2(words.argv(), nullptr, &outFd, &forkErrno);
+    if (pid < 0) {
+        OZU_LOG(ozu::level::kFailure, "Error popen2, returned %d, errno(%d): %s", pid, forkErrno,
+                strerror(forkErrno));
+        return kFailed;
+    }
+    OZU_LOG_TEXT(ozu::level::kTrace, "reading output...");
+
+    ReadySet set(alloca(ReadySet::bytes(outFd)), outFd);
+    // Linux lowers it by the time waited, so it bounds the whole run.
+    timeval timeout = {timeoutSeconds, 0};
+    std::array<char, kChunk + 1> chunk = {};
+    int result = kFailed;
+    for (;;) {
+        const int ready = select(outFd + 1, set.arm(), nullptr, nullptr, &timeout);
+        if (ready == -1) {
+            OZU_LOG(ozu::level::kFailure, "select(): %s", strerror(errno));
+            break;
+        }
+        if (ready == 0) {
+            OZU_LOG_SHORT(ozu::level::kNotable, "%s", "probing timed out");
+            result = kTimedOut;
+            break;
+        }
+        if (!set.ready()) {
+            OZU_LOG(ozu::level::kFailure, "Unexpected error, select_retval %d", ready);
+            break;
+        }
+        const ssize_t received = read(outFd, chunk.data(), kChunk);
+        if (chunk[0] != '\0') {
+            OZU_LOG(ozu::level::kProgress, "output:\n%.300s", chunk.data());
+        }
+        if (endMarker != nullptr && strstr(chunk.data(), endMarker) != nullptr) {
+            OZU_LOG_TEXT(ozu::level::kProgress, "End string detected");
+            result = kMarkerSeen;
+            break;
+        }
+        chunk.fill('\0');
+        if (received <= 0) {
+            result = kOutputEnded;
+            break;
+        }
+    }
+    if (output != nullptr) {
+        giveOut(output, chunk.data());
+    }
+    close(outFd);
+    OZU_LOG_TEXT(ozu::level::kProgress, "killing executable");
+    kill(pid, SIGTERM);
+    OZU_LOG(ozu::level::kProgress, "exec_cmd() ret value: %d", result);
+    return result;
+}

@@ -1,0 +1,113 @@
+// Files: emptying a folder, temporary folders, a file into memory.
+
+#include <utils_ozu/files.h>
+
+#include <base/log.h>
+#include <base/unique_fd.h>
+
+#include <fcntl.h>
+#include <ftw.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <span>
+#include <string_view>
+
+namespace {
+
+constexpr std::array<std::string_view, 2> kTemporaryFolders = {"/tmp/", "/var/volatile/tmp/"};
+
+struct Reading {
+    std::int64_t total = 0;
+    ssize_t last = 0; // result of the read that ended it: 0 or negative
+};
+
+// Fills the buffer in reads as large as they come. What the file holds beyond it (it grew, or it is one of
+// /proc, whose size shows as 0) is counted but thrown away.
+Reading readToEnd(int fd, std::span<char> buffer) noexcept {
+    Reading reading;
+    std::array<char, 4096> beyond; // NOLINT(cppcoreguidelines-pro-type-member-init)
+    do {
+        reading.last =
+            buffer.empty() ? read(fd, beyond.data(), beyond.size()) : read(fd, buffer.data(), buffer.size());
+        if (reading.last > 0) {
+            reading.total += reading.last;
+            buffer = buffer.subspan(std::min(buffer.size(), static_cast<std::size_t>(reading.last)));
+        }
+    } while (reading.last > 0);
+    return reading;
+}
+
+// The size of a file as the panel sees it: one beyond 2 GiB - 1 cannot be examined there.
+int sizeOf(const char *path) noexcept {
+    struct stat status = {};
+    if (stat(path, &status) != 0 || status.st_size > std::numeric_limits<std::int32_t>::max()) {
+        return -1;
+    }
+    return static_cast<int>(status.st_size);
+}
+
+} // namespace
+
+int unlink_cb(const char *path, const struct stat * /*sb*/, int /*typeflag*/, struct FTW *ftw) noexcept {
+    if (ftw->level == 0) {
+        return 0;
+    }
+    const int rc = remove(path);
+    if (rc != 0) {
+        OZU_LOG(ozu::level::kFailure, "Can't delete %s : error %s", path, strerror(errno));
+    }
+    return rc;
+}
+
+int ozuutils_is_temp_file(const char *path) noexcept {
+    if (path == nullptr) {
+        return 0;
+    }
+    const auto holds = [path](std::string_view folder) {
+        return strncmp(path, folder.data(), folder.size()) == 0;
+    };
+    return std::any_of(kTemporaryFolders.begin(), kTemporaryFolders.end(), holds) ? 1 : 0;
+}
+
+int allocFileToBuff(const char *path, void **buffer) noexcept {
+    OZU_LOG(ozu::level::kTrace, "loading file content '%s' into dynamic memory", path);
+    const int size = sizeOf(path);
+    if (size < 0) {
+        OZU_LOG_TEXT(ozu::level::kFailure, "error opening file");
+        return -1;
+    }
+    // Never of size 0, for which malloc may answer null.
+    *buffer = malloc(static_cast<std::size_t>(std::max(size, 1)));
+    if (*buffer == nullptr) {
+        OZU_LOG_TEXT(ozu::level::kFailure, "unable to allocate enough memory");
+        return -1;
+    }
+    OZU_LOG_TEXT(ozu::level::kTrace, "memory allocated successfully");
+
+    ozu::UniqueFd file(open(path, O_RDWR | O_CLOEXEC));
+    if (!file.valid()) {
+        OZU_LOG(ozu::level::kFailure, "error opening file %d", file.get());
+        return -1;
+    }
+    OZU_LOG_TEXT(ozu::level::kTrace, "file opened successfully");
+
+    const Reading reading =
+        readToEnd(file.get(), {static_cast<char *>(*buffer), static_cast<std::size_t>(size)});
+    if (reading.last < 0) {
+        OZU_LOG(ozu::level::kTrace, "file red encountered an error %d", static_cast<int>(reading.last));
+    } else {
+        OZU_LOG(ozu::level::kTrace, "file red %d bytes", static_cast<int>(reading.total));
+    }
+    OZU_LOG_TEXT(ozu::level::kTrace, "closing file...  ");
+    OZU_LOG(ozu::level::kTrace, "file closed %d", close(file.release()));
+    return size;
+}

@@ -1,0 +1,89 @@
+// Running processes, found by their command name.
+
+#include <utils_ozu/files.h>
+
+#include <base/panel_width.h>
+#include <base/unique_fd.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+class Directory {
+  public:
+    explicit Directory(const char *path) noexcept : directory_(opendir(path)) {}
+    ~Directory() {
+        if (directory_ != nullptr) {
+            closedir(directory_);
+        }
+    }
+    Directory(const Directory &) = delete;
+    Directory &operator=(const Directory &) = delete;
+
+    [[nodiscard]] bool valid() const noexcept { return directory_ != nullptr; }
+    [[nodiscard]] int fd() const noexcept { return dirfd(directory_); }
+    // The next entry's name, or null.
+    const char *next() noexcept {
+        const dirent *entry = readdir(directory_);
+        return entry == nullptr ? nullptr : entry->d_name;
+    }
+
+  private:
+    DIR *directory_;
+};
+
+// The first line of a process's command line. One read is all it takes: the kernel hands out what there is.
+class CommandLine {
+  public:
+    CommandLine(int proc, long pid) noexcept {
+        std::array<char, 32> path = {};
+        snprintf(path.data(), path.size(), "%ld/cmdline", pid);
+        const ozu::UniqueFd file(openat(proc, path.data(), O_RDONLY | O_CLOEXEC));
+        if (!file.valid()) {
+            return;
+        }
+        const ssize_t length = read(file.get(), text_.data(), text_.size() - 1);
+        text_[length > 0 ? static_cast<std::size_t>(length) : 0] = '\0';
+        if (char *lineFeed = strchr(text_.data(), '\n'); lineFeed != nullptr) {
+            lineFeed[1] = '\0';
+        }
+    }
+    // Its first word up to a blank: the words themselves are separated by zeros. Null when there is none
+    // (kernel threads, names of blanks).
+    const char *program() noexcept {
+        char *rest = nullptr;
+        return strtok_r(text_.data(), " ", &rest);
+    }
+
+  private:
+    std::array<char, 512> text_ = {};
+};
+
+} // namespace
+
+int ozuutils_findProcessId(const char *name) noexcept {
+    Directory proc("/proc");
+    if (!proc.valid()) {
+        perror("can't open /proc");
+        return -1;
+    }
+    while (const char *entry = proc.next()) {
+        char *end = nullptr;
+        const long pid = ozu::panelLong(strtol(entry, &end, 10));
+        if (*end != '\0') {
+            continue;
+        }
+        const char *program = CommandLine(proc.fd(), pid).program();
+        if (program != nullptr && strcmp(program, name) == 0) {
+            return static_cast<int>(pid);
+        }
+    }
+    return -1;
+}

@@ -1,0 +1,80 @@
+// The panel's time zone: a link into its own zone database.
+
+#include <utils_ozu/time_zone.h>
+
+#include <base/log.h>
+
+#include <mqttc.h>
+#include <product_info.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+constexpr std::string_view kZoneFolder = "/data/timezone/zoneinfo/";
+constexpr const char *kLink = "/data/timezone/localtime";
+constexpr const char *kDefaultZone = "UTC";
+constexpr int kProductWithoutBroadcast = 1;
+
+constexpr int kApplied = 0;
+constexpr int kNotApplied = 4;
+constexpr int kNoSuchZone = 70;
+
+using ZonePath = std::array<char, 128>;
+
+// A name that does not fit ends the process; silently cut it would name another zone.
+void appendZone(ZonePath &path, const char *name) noexcept {
+    const std::size_t length = strlen(name);
+    if (kZoneFolder.size() + length >= path.size()) {
+        abort();
+    }
+    memcpy(path.data() + kZoneFolder.size(), name, length);
+}
+
+} // namespace
+
+int applyTimeZone(const char *timeZoneString, int notify) noexcept {
+    if (timeZoneString == nullptr) {
+        OZU_LOG_TEXT(ozu::level::kFailure, "Timezone not applied, argument timeZoneString is null");
+        return kNotApplied;
+    }
+    ZonePath zoneFile = {};
+    memcpy(zoneFile.data(), kZoneFolder.data(), kZoneFolder.size());
+    if (*timeZoneString == '\0') {
+        OZU_LOG_TEXT(ozu::level::kWarning, "Time zone not defined, setting default UTC");
+        appendZone(zoneFile, kDefaultZone);
+    } else {
+        appendZone(zoneFile, timeZoneString);
+        OZU_LOG_SHORT(ozu::level::kNotable, "Applying timezone: [%s]", timeZoneString);
+    }
+
+    int result = kApplied;
+    if (access(zoneFile.data(), F_OK) != 0) {
+        OZU_LOG(ozu::level::kWarning, "Time zone file doesn't exist: '%s'", zoneFile.data());
+        result = kNoSuchZone;
+    } else {
+        struct stat status = {};
+        if (lstat(kLink, &status) == 0) {
+            static_cast<void>(unlink(kLink));
+        }
+        if (symlink(zoneFile.data(), kLink) == -1) {
+            OZU_LOG(ozu::level::kFailure, "Failed to create localtime symlink: %s <-- %s, Error: %s",
+                    zoneFile.data(), kLink, strerror(errno));
+            return kNotApplied;
+        }
+    }
+
+    if (getProductCodename() != kProductWithoutBroadcast && result == kApplied && (notify & 1) != 0) {
+        OZU_LOG_TEXT(ozu::level::kProgress, "Sending a broadcast mqtt message to all processes to notify "
+                                            "them that the time zone has changed");
+        const int rc = ozumqttc_messagePublish("Process/ALL", 0, "", 6, 0, nullptr);
+        OZU_LOG(ozu::level::kProgress, "The SYS_BROADCAST_TIMEZONE_CHANGED message was sent (result=%d)", rc);
+    }
+    return result;
+}
