@@ -1,0 +1,14 @@
+// The command groups of ozuctl. Each adds its subcommands to the application; a subcommand's callback stores
+// what is to run in context.command.
+#pragma once
+
+#include "context.h"
+#include "output.h"
+
+#include <CLI/CLI.hpp>
+
+namespace ozuctl {
+
+void registerBox(CLI::App &app, Context &context);
+
+} // namespace ozuctl
