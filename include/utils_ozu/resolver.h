@@ -12,7 +12,7 @@
 OZU_BEGIN_DECLS
 
 /** Attempts that one call of nslookup_ares() makes: 3. */
-OZU_API extern const int ARES_MAX_RETRY;
+OZU_API extern const int ARES_MAX_RETRY; /* NOLINT(bugprone-dynamic-static-initializers) */
 
 /**
  * Initialises c-ares, once per process. Call it early and from one thread; afterwards look-ups may run

@@ -27,6 +27,7 @@ bool isHostName(const char *text) noexcept {
 // How many of the four numbers were there; each saturates at the panel's int.
 int scanNumbers(const char *text, std::array<int, kNumbers> &numbers) noexcept {
     std::array<long long, kNumbers> wide = {};
+    // NOLINTNEXTLINE(cert-err34-c): a number out of range saturates, which no range check accepts
     const int found = sscanf(text, "%lld.%lld.%lld.%lld", &wide[0], &wide[1], &wide[2], &wide[3]);
     for (std::size_t i = 0; i < wide.size(); ++i) {
         numbers[i] = ozu::panelLong(wide[i]);

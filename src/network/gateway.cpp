@@ -193,6 +193,7 @@ int retrieveDefGateway(int /*reserved*/, char *gateway, const char *ifname) noex
         !ozu::findGateway(std::span(buffer).first(static_cast<std::size_t>(length)), ifname, route)) {
         return -1;
     }
-    strcpy(gateway, inet_ntoa(route.gateway));
+    const char *text = inet_ntoa(route.gateway);
+    memcpy(gateway, text, strlen(text) + 1);
     return 0;
 }
