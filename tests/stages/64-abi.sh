@@ -1,0 +1,6 @@
+# The binary interface of both libraries on both machines, against what was agreed.
+source "$(dirname "$0")/../../scripts/lib.sh"
+scripts/make_armhf_sysroot.sh
+configure_and_build dev
+configure_and_build armhf
+/usr/bin/python3 scripts/abi.py check --junit build/results/abi.xml
