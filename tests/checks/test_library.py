@@ -1,0 +1,90 @@
+"""The shared object as the loader and an attacker see it, and what it may keep in memory."""
+
+import json
+import re
+
+import tree
+from tree import library  # noqa: F401 (fixture)
+
+NEEDED_ALWAYS = {"libc.so.6", "libozu_platform.so.0"}
+NEEDED_AT_MOST = NEEDED_ALWAYS | {"libcares.so.2", "libcrypto.so.3", "libjpeg.so.62"}
+
+
+def dynamic(path):
+    return tree.run("readelf", "-dW", path)
+
+
+def test_name(library):  # noqa: F811
+    assert re.search(r"\(SONAME\).*\[libutils_ozu\.so\.0\]", dynamic(library))
+
+
+def test_needs_only_the_permitted_libraries(library):  # noqa: F811
+    needed = set(re.findall(r"\(NEEDED\).*\[(.+)\]", dynamic(library)))
+    assert NEEDED_ALWAYS <= needed <= NEEDED_AT_MOST
+
+
+def test_takes_nothing_from_the_cpp_run_time(library):  # noqa: F811
+    undefined = [line.split()[-1] for line in tree.run("nm", "-D", "--undefined-only", library).splitlines()]
+    allowed = {"__cxa_finalize", "__cxa_atexit"}  # of the C library
+    wrong = [name for name in undefined
+             if name.split("@")[0] not in allowed and name.startswith(("_Z", "__cxa", "__gxx", "_Unwind"))]
+    assert not wrong
+
+
+def test_has_no_constructors(library):  # noqa: F811
+    names = tree.run("nm", library)
+    assert "_GLOBAL__sub_I" not in names and "__static_initialization" not in names
+    sections = tree.run("readelf", "-SW", library)
+    # The compiler's start file brings one entry.
+    size = re.search(r"\.init_array\s+INIT_ARRAY\s+\w+ \w+ (\w+)", sections)
+    pointer = 8 if "ELF64" in tree.run("readelf", "-h", library) else 4
+    assert size is None or int(size.group(1), 16) <= pointer
+    assert ".ctors" not in sections
+
+
+def test_is_hardened(library):  # noqa: F811
+    segments = tree.run("readelf", "-lW", library)
+    assert "GNU_RELRO" in segments
+    stack = re.search(r"GNU_STACK.*", segments).group(0)
+    assert " RW " in stack and "E" not in stack.split()[6]
+    assert not re.search(r"LOAD.* RWE ", segments)
+    flags = dynamic(library)
+    assert "BIND_NOW" in flags
+    assert re.search(r"\(FLAGS_1\).*NOW", flags)
+    assert "TEXTREL" not in flags
+
+
+def test_reaches_the_platform_and_libc_through_the_dynamic_linker(library):  # noqa: F811
+    undefined = {line.split()[-1].split("@")[0]
+                 for line in tree.run("nm", "-D", "--undefined-only", library).splitlines()}
+    platform = {"mqttc_connect", "mqttc_disconnect", "ozudb_getSharedMemory", "ozulog_printf_extend"}
+    assert platform | {"time"} <= undefined
+
+
+def objects():
+    """The library's object files of this build."""
+    commands = json.loads((tree.BUILD / "compile_commands.json").read_text())
+    outputs = [re.search(r" -o (\S+)", command["command"]).group(1) for command in commands]
+    return [tree.BUILD / output for output in outputs if "/utils_ozu_objects.dir/" in output]
+
+
+def writable_data():
+    """(symbol, file) of everything our sources keep in writable memory."""
+    found = set()
+    for path in objects():
+        for line in tree.run("objdump", "-t", "--demangle", path).splitlines():
+            match = re.match(r"[0-9a-f]+ .{7} (\S+)\t[0-9a-f]+ +(?:\.hidden )?(.+)", line)
+            if not match or match.group(1) == match.group(2):
+                continue
+            section, name = match.groups()
+            if re.match(r"\.(data|bss|tdata|tbss)(?!\.rel\.ro)|\*COM\*", section):
+                found.add((re.sub(r"\(anonymous namespace\)::", "", name), path.name.removesuffix(".o")))
+    return found
+
+
+def test_keeps_no_state_but_what_is_listed():
+    lines = (tree.ROOT / "tests/abi/writable_data.txt").read_text().splitlines()
+    listed = {tuple(line.split(": ", 1)[::-1]) for line in lines if line and not line.startswith("#")}
+    found = writable_data()
+    assert found - listed == set(), "new writable data: is it wanted? Then add it to tests/abi/writable_data.txt"
+    assert listed - found == set(), "gone: take it out of tests/abi/writable_data.txt"
