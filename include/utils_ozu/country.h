@@ -1,5 +1,20 @@
 /*
  * Country codes.
+ *
+ * A country's name becomes its ISO 3166 codes. The name is compared without blanks and line ends and
+ * regardless of the case of ASCII letters, its first 63 bytes only.
+ *
+ * First comes the file "/data/ozu/etc/countries_codes.csv", if there is one: lines of name, two-letter,
+ * three-letter and numeric code, separated by commas; lines that begin with '#' are comments. A name with
+ * commas stands in double quotes and offers alternatives: it is found in full or by its first alternative.
+ * The first line that has the name in full ends the search; otherwise the last line whose first alternative
+ * fits counts. Lines of more than 127 bytes are read as several. Then come the built-in rows: Spain, France,
+ * Portugal, Italy, United Kingdom, Argentina, Brazil, Peru, Israel, Chile.
+ *
+ * Everything else gives the codes of Spain ("ES", "ESP", "724") and the result 0. A name that is neither in
+ * the file nor built in is logged at 40000; a missing, empty or blank one is not.
+ *
+ * The calls open and read the file each time. Reentrant.
  */
 #ifndef UTILS_OZU_COUNTRY_H
 #define UTILS_OZU_COUNTRY_H
@@ -7,6 +22,28 @@
 #include <utils_ozu/export.h>
 
 OZU_BEGIN_DECLS
+
+/**
+ * Looks up all codes of a country. Every output that is not null is always written.
+ *
+ * @param country  name, may be null
+ * @param alpha2   receives the two-letter code, 3 bytes, or null
+ * @param alpha3   receives the three-letter code, 4 bytes, or null
+ * @param numeric  receives the three-digit code, 4 bytes, or null
+ * @return 1 when the country was found; 0 when it was not (logs at 40000), or the name is null, empty or
+ *         blank (not logged); the outputs then hold the codes of Spain
+ */
+OZU_API unsigned get_country_codes(const char *country, char alpha2[3], char alpha3[4],
+                                   char numeric[4]) OZU_NOEXCEPT;
+
+/** get_country_codes() for the two-letter code alone. */
+OZU_API unsigned get_country_alpha2Code(const char *country, char alpha2[3]) OZU_NOEXCEPT;
+
+/** get_country_codes() for the three-letter code alone. */
+OZU_API unsigned get_country_alpha3Code(const char *country, char alpha3[4]) OZU_NOEXCEPT;
+
+/** get_country_codes() for the numeric code alone. */
+OZU_API unsigned get_country_numericCode(const char *country, char numeric[4]) OZU_NOEXCEPT;
 
 OZU_END_DECLS
 

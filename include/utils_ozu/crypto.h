@@ -1,5 +1,8 @@
 /*
  * AES files and random bytes.
+ *
+ * Both file ciphers keep a file from being read at a glance; they do not protect it. ECB shows repeated
+ * blocks, the video files share one IV, and neither notices a file that was tampered with.
  */
 #ifndef UTILS_OZU_CRYPTO_H
 #define UTILS_OZU_CRYPTO_H
@@ -7,6 +10,76 @@
 #include <utils_ozu/export.h>
 
 OZU_BEGIN_DECLS
+
+/**
+ * Encrypts or decrypts a file into another one with AES-128 in ECB mode and PKCS#7 padding.
+ *
+ * Encrypting adds 1 to 16 bytes, so an empty file becomes 16 bytes; decrypting checks and strips them. The
+ * output is created with mode 0666 less the umask, or truncated. A failed cipher leaves in the output what
+ * was produced before it, also after a wrong key, which as a rule shows in the last block only. Writes are
+ * not checked: on a full disk the output is cut short and the result is still that of the cipher. The two
+ * paths must not name the same file, since opening the output empties it.
+ *
+ * @param inPath   file to read
+ * @param outPath  file to write
+ * @param key      16 bytes
+ * @param encrypt  1 to encrypt, 0 to decrypt; handed to OpenSSL as it is
+ * @return 0 when the whole input went through the cipher;
+ *         2 when the cipher context could not be made (logs at 70000) or the cipher failed, for example on
+ *           a wrong padding (not logged);
+ *         4 when a file could not be opened (logs at 70000)
+ *
+ * Blocks for as long as the files take. Uses about 33 KB of stack.
+ */
+OZU_API unsigned ozuutils_crypt_aes128ecb(const char *inPath, const char *outPath, const unsigned char *key,
+                                          int encrypt) OZU_NOEXCEPT;
+
+/**
+ * Draws random bytes from OpenSSL's generator, which is fit for keys.
+ *
+ * @param buf    receives the bytes; after a failure its content is not defined
+ * @param count  how many, 0 or more
+ * @return 0 on success; 4 for a negative count; 2 when the generator failed. Both failures log at 70000.
+ */
+OZU_API unsigned ozuutils_rand_bytes(unsigned char *buf, int count) OZU_NOEXCEPT;
+
+/**
+ * Draws a number from the C library's rand(). Not for secrets. The process seeds the generator with srand(),
+ * if at all. The numbers are spread in equal buckets; the last one may be smaller.
+ *
+ * @param min  least number
+ * @param max  greatest number, not below min
+ * @return a number from min to max
+ *
+ * Shares the state of rand() with the whole process.
+ */
+OZU_API int ozuutils_random(int min, int max) OZU_NOEXCEPT;
+
+/**
+ * Decrypts a protected video file in place: AES in CBC mode from an offset on, with the IV that this system
+ * has for all of them. Logs nothing.
+ *
+ * The region is taken in chunks of keyLen bytes. A tail shorter than a chunk stays encrypted. With a key of
+ * 24 bytes a chunk ends in half a block: for the cipher it is filled up with zeros to 32 bytes, of which the
+ * first 24 are kept. The first chunk must decrypt to something that begins with "OZU"; otherwise nothing is
+ * written.
+ *
+ * A call that fails later, or a process that is killed, leaves a file that is decrypted up to the end of some
+ * chunk and encrypted from there on. It cannot be taken up again: work on a copy where that matters.
+ *
+ * @param path    file, writable
+ * @param key     keyLen bytes
+ * @param keyLen  16, 24 or 32
+ * @param offset  where the encrypted region begins, in bytes; the region may be empty
+ * @return 0 when every whole chunk is decrypted, also when there is none or reading failed;
+ *         1 when a seek, the cipher or a write failed, or the region does not begin with "OZU";
+ *         2 for a null path or key; 4 for another keyLen; 70 when the file could not be opened
+ *
+ * Blocks for as long as the file takes. Uses about 33 KB of stack. Not to be called twice on the same file at
+ * once.
+ */
+OZU_API unsigned decryptVideoFile(const char *path, const unsigned char *key, unsigned keyLen,
+                                  long offset) OZU_NOEXCEPT;
 
 OZU_END_DECLS
 

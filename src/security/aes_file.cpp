@@ -1,0 +1,73 @@
+// AES-128-ECB from one file to another.
+
+#include <utils_ozu/crypto.h>
+
+#include <base/log.h>
+#include <base/unique_file.h>
+#include <security/cipher.h>
+#include <security/secret.h>
+
+namespace {
+
+constexpr unsigned kDone = 0;
+constexpr unsigned kCipherFailed = 2;
+constexpr unsigned kNotOpened = 4;
+
+constexpr std::size_t kPieceSize = 16384;
+constexpr std::size_t kBlockSize = 16;
+
+// Results of the writes are not looked at: the cipher's verdict is the result.
+void store(std::FILE *output, const unsigned char *bytes, int count) noexcept {
+    static_cast<void>(std::fwrite(bytes, 1, static_cast<std::size_t>(count), output));
+}
+
+// Passes the whole input through an initialised cipher.
+unsigned stream(EVP_CIPHER_CTX *context, std::FILE *input, std::FILE *output) noexcept {
+    ozu::SecretArray<unsigned char, kPieceSize> piece;
+    ozu::SecretArray<unsigned char, kPieceSize + 2 * kBlockSize> produced;
+    int count = 0;
+    for (;;) {
+        const std::size_t got = std::fread(piece.data(), 1, kPieceSize, input);
+        if (got == 0) {
+            break;
+        }
+        if (EVP_CipherUpdate(context, produced.data(), &count, piece.data(), static_cast<int>(got)) != 1) {
+            return kCipherFailed;
+        }
+        store(output, produced.data(), count);
+    }
+    if (EVP_CipherFinal_ex(context, produced.data(), &count) != 1) {
+        return kCipherFailed;
+    }
+    store(output, produced.data(), count);
+    return kDone;
+}
+
+} // namespace
+
+unsigned ozuutils_crypt_aes128ecb(const char *inPath, const char *outPath, const unsigned char *key,
+                                  int encrypt) noexcept {
+    const ozu::ErrorQueueGuard errors;
+    const ozu::CipherContext context;
+    if (!context.valid()) {
+        OZU_LOG_TEXT(ozu::level::kFailure, "Error allocating OpenSSL cipher context");
+        return kCipherFailed;
+    }
+    ozu::UniqueFile input(std::fopen(inPath, "r"));
+    if (!input.valid()) {
+        OZU_LOG(ozu::level::kFailure, "Error opening input file: %s", inPath);
+        return kNotOpened;
+    }
+    ozu::UniqueFile output(std::fopen(outPath, "w"));
+    if (!output.valid()) {
+        OZU_LOG(ozu::level::kFailure, "Error opening output file: %s", outPath);
+        return kNotOpened;
+    }
+    input.unbuffered();
+    output.unbuffered();
+    EVP_CIPHER_CTX_reset(context.get());
+    if (EVP_CipherInit_ex(context.get(), EVP_aes_128_ecb(), nullptr, key, nullptr, encrypt) != 1) {
+        return kCipherFailed;
+    }
+    return stream(context.get(), input.get(), output.get());
+}

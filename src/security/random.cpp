@@ -1,0 +1,42 @@
+// Random bytes and bounded random numbers.
+
+#include <utils_ozu/crypto.h>
+
+#include <base/log.h>
+#include <security/cipher.h>
+
+#include <openssl/rand.h>
+
+#include <cstdint>
+#include <cstdlib>
+
+namespace {
+
+constexpr std::int64_t kLargest = 2147483647; // what rand() gives at most
+
+} // namespace
+
+unsigned ozuutils_rand_bytes(unsigned char *buf, int count) noexcept {
+    if (count < 0) {
+        OZU_LOG(ozu::level::kFailure, "Invalid number of random bytes requested: %d", count);
+        return 4;
+    }
+    const ozu::ErrorQueueGuard errors;
+    const int result = RAND_bytes(buf, count);
+    if (result != 1) {
+        OZU_LOG(ozu::level::kFailure, "Error retrieving %d random bytes, returned: %d", count, result);
+        return 2;
+    }
+    return 0;
+}
+
+int ozuutils_random(int min, int max) noexcept {
+    const std::int64_t number = std::rand();
+    const std::int64_t span = std::int64_t{max} - min + 1;
+    if (span == 0) {
+        return min;
+    }
+    // The width of one bucket; 64 bits, since for a span of 1 it is 2^31. It is 0 for some reversed limits.
+    const std::int64_t width = kLargest / span + 1;
+    return width == 0 ? min : static_cast<int>(number / width + min);
+}
