@@ -35,7 +35,9 @@ class TemporaryDirectory {
 };
 
 inline void writeFile(const std::string &path, const std::string &content) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    // A new file: some file systems write one that was truncated to the disk at once.
+    std::filesystem::remove(path);
+    std::ofstream out(path, std::ios::binary);
     out.write(content.data(), static_cast<std::streamsize>(content.size()));
     out.close();
     ASSERT_TRUE(out) << path;

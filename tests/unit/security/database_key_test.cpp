@@ -72,20 +72,33 @@ class DatabaseKey : public ozu::test::PlatformTest {
 
 } // namespace
 
+extern "C" int __real_open(const char *, int, ...);
+
+static int openInstead(const char *path, int flags, int mode) {
+    if (strcmp(path, "/proc/cmdline") != 0 || commandLine.empty()) {
+        return __real_open(path, flags, mode);
+    }
+    ++opens;
+    openFlags = flags;
+    return __real_open(commandLine.c_str(), flags, mode);
+}
+
 extern "C" {
 
-int __real_open64(const char *, int, ...);
+// Which of the two names the library calls depends on the machine.
+int __wrap_open(const char *path, int flags, ...) {
+    va_list rest;
+    va_start(rest, flags);
+    const int mode = (flags & O_CREAT) != 0 ? va_arg(rest, int) : 0;
+    va_end(rest);
+    return openInstead(path, flags, mode);
+}
 int __wrap_open64(const char *path, int flags, ...) {
     va_list rest;
     va_start(rest, flags);
     const int mode = (flags & O_CREAT) != 0 ? va_arg(rest, int) : 0;
     va_end(rest);
-    if (strcmp(path, "/proc/cmdline") != 0 || commandLine.empty()) {
-        return __real_open64(path, flags, mode);
-    }
-    ++opens;
-    openFlags = flags;
-    return __real_open64(commandLine.c_str(), flags, mode);
+    return openInstead(path, flags, mode);
 }
 
 ssize_t __real_read(int, void *, size_t);
