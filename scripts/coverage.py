@@ -1,0 +1,120 @@
+"""Holds a coverage measurement of src/ against its limits and against the list of what is not covered.
+
+usage: coverage.py [--junit FILE] [--list] BUILD
+
+BUILD is a build folder made with OZU_COVERAGE whose tests have run. Every line that no test reached must be listed in
+tests/coverage/uncovered.txt with the reason; an entry that is covered or gone fails, too. --list prints the lines that
+are not listed in the form of the list.
+"""
+
+import argparse
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import xml.etree.ElementTree as ElementTree
+
+ROOT = pathlib.Path(__file__).resolve().parents[1]
+LISTED = ROOT / "tests/coverage/uncovered.txt"
+LINES, BRANCHES = 98.0, 90.0
+SHOWN = 60
+
+
+def measure(build):
+    with tempfile.TemporaryDirectory() as folder:
+        path = pathlib.Path(folder) / "coverage.json"
+        command = ["gcovr", "--root", ROOT, "--filter", f"{ROOT}/src/", "--exclude-throw-branches",
+                   "--exclude-unreachable-branches", "-j", str(os.cpu_count()), "--json", path, build]
+        done = subprocess.run([str(part) for part in command], capture_output=True, text=True, cwd=ROOT)
+        if done.returncode != 0:
+            sys.exit(f"gcovr: {done.stderr}")
+        return json.loads(path.read_text())["files"]
+
+
+def read_list():
+    """Rows of file, text of the line, reason."""
+    rows = []
+    for number, line in enumerate(LISTED.read_text().splitlines(), 1):
+        if not line.strip() or line.startswith("#"):
+            continue
+        fields = [field.strip() for field in line.split(" | ")]
+        if len(fields) != 3 or not all(fields):
+            sys.exit(f"{LISTED.relative_to(ROOT)}:{number}: not FILE | LINE | REASON")
+        rows.append(tuple(fields))
+    return rows
+
+
+def evaluate(files):
+    """Counts by room; the lines not reached as (file, text, number)."""
+    rooms, missed = {}, []
+    for entry in files:
+        name = entry["file"]
+        source = (ROOT / name).read_text().splitlines()
+        row = rooms.setdefault(name.split("/")[1], [0, 0, 0, 0])
+        for line in entry["lines"]:
+            if line.get("gcovr/noncode"):
+                continue
+            row[0] += 1
+            row[1] += line["count"] > 0
+            row[2] += len(line["branches"])
+            row[3] += sum(branch["count"] > 0 for branch in line["branches"])
+            if line["count"] == 0:
+                missed.append((name, source[line["line_number"] - 1].strip(), line["line_number"]))
+    return rooms, missed
+
+
+def percent(part, whole):
+    return 100.0 * part / whole if whole else 100.0
+
+
+def write_junit(path, verdicts):
+    failures = sum(bool(message) for _, message in verdicts)
+    suite = ElementTree.Element("testsuite", name="coverage", tests=str(len(verdicts)), failures=str(failures))
+    for name, message in verdicts:
+        case = ElementTree.SubElement(suite, "testcase", classname="coverage", name=name)
+        if message:
+            ElementTree.SubElement(case, "failure", message=message.splitlines()[0]).text = message
+    ElementTree.ElementTree(suite).write(path, encoding="utf-8", xml_declaration=True)
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--junit")
+    parser.add_argument("--list", action="store_true")
+    parser.add_argument("build")
+    options = parser.parse_args()
+    rooms, missed = evaluate(measure(pathlib.Path(options.build).resolve()))
+    total = [sum(column) for column in zip(*rooms.values())]
+    print(f"{'room':<10}{'lines':>8}{'covered':>9}{'branches':>10}{'covered':>9}")
+    for room, row in [*sorted(rooms.items()), ("all", total)]:
+        print(f"{room:<10}{row[0]:>8}{percent(row[1], row[0]):>8.1f}%{row[2]:>10}{percent(row[3], row[2]):>8.1f}%")
+    lines, branches = percent(total[1], total[0]), percent(total[3], total[2])
+
+    rows = read_list()
+    listed = {(name, text) for name, text, _ in rows}
+    unlisted = [entry for entry in missed if entry[:2] not in listed]
+    stale = sorted(listed - {entry[:2] for entry in missed})
+    shown = unlisted if options.list else unlisted[:SHOWN]
+    for name, text, number in shown:
+        print(f"{name} | {text} | " if options.list else f"not covered and not listed: {name}:{number}: {text}")
+    if len(shown) < len(unlisted):
+        print(f"... and {len(unlisted) - len(shown)} more (--list prints all)")
+    for name, text in stale:
+        print(f"listed, but covered or gone: {name}: {text}")
+    verdicts = [
+        ("lines", "" if lines >= LINES else f"{lines:.1f} % of lines, {LINES} wanted"),
+        ("branches", "" if branches >= BRANCHES else f"{branches:.1f} % of branches, {BRANCHES} wanted"),
+        ("list", f"{len(unlisted)} lines not listed, {len(stale)} entries stale" if unlisted or stale else ""),
+    ]
+    for _, message in verdicts:
+        if message:
+            print(message)
+    if options.junit:
+        write_junit(options.junit, verdicts)
+    return 1 if any(message for _, message in verdicts) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
