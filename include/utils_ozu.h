@@ -41,6 +41,7 @@
 #ifndef UTILS_OZU_H
 #define UTILS_OZU_H
 
+#include <inc_ozu/security_ozu.h>
 #include <utils_ozu/command.h>
 #include <utils_ozu/coprocessor.h>
 #include <utils_ozu/country.h>

@@ -1,0 +1,150 @@
+// Partitions in the words of the Lum interface, and back.
+
+#include <utils_ozu/partitions.h>
+
+#include <base/log.h>
+#include <base/panel_state.h>
+
+#include <string_view>
+
+namespace {
+
+constexpr int kNotTranslated = 4;
+constexpr std::uint32_t kDisarmed = 1;
+constexpr std::string_view kMain = "main";
+constexpr std::string_view kPerimeter = "perimeter";
+constexpr std::string_view kSafety = "safety";
+constexpr std::string_view kPanic = "panic";
+constexpr std::string_view kFull = "full";
+constexpr std::string_view kFindArmType = "FIND_ARM_TYPE";
+
+// Zones and arm types as numbers.
+constexpr std::uint32_t kZoneMain = 0;
+constexpr std::uint32_t kZonePerimeter = 1;
+constexpr std::uint32_t kZoneSafety = 2;
+constexpr std::uint32_t kZonePanic = 3;
+constexpr std::uint32_t kArmFull = 0;
+constexpr std::uint32_t kArmPartial1 = 1;
+constexpr std::uint32_t kArmPartial2 = 2;
+
+int latestDisarming(const PanelSharedState &state, std::uint32_t *time) noexcept {
+    std::int32_t latest = 0;
+    for (const sec_partition partition : {PARTITION_FULL, PARTITION_DAY, PARTITION_NIGHT}) {
+        const std::int32_t disarmed = ozu::readOnce(state.partitions[partition].disarmTime);
+        latest = disarmed > latest ? disarmed : latest;
+    }
+    *time = static_cast<std::uint32_t>(latest);
+    return 0;
+}
+
+int disarmingOf(const PanelSharedState &state, sec_partition partition, std::uint32_t *time) noexcept {
+    *time = static_cast<std::uint32_t>(ozu::readOnce(state.partitions[partition].disarmTime));
+    return 0;
+}
+
+// The first of the partitions first to last that is not disarmed.
+int findArmed(sec_partition first, sec_partition last, std::uint32_t *partition) noexcept {
+    const PanelSharedState *state = ozu::panelState();
+    if (state == nullptr) {
+        return kNotTranslated;
+    }
+    for (std::uint32_t candidate = first; candidate <= static_cast<std::uint32_t>(last); ++candidate) {
+        if (ozu::readOnce(state->partitions[candidate].partitionState) != kDisarmed) {
+            *partition = candidate;
+            return 0;
+        }
+    }
+    return kNotTranslated;
+}
+
+} // namespace
+
+int ozuutils_getDisarmTimestamp(const char *zone, std::uint32_t *time) noexcept {
+    const std::string_view word = zone;
+    if (word != kMain && word != kPerimeter && word != kSafety) {
+        OZU_LOG_TEXT(ozu::level::kWarning,
+                     "Disarm timestamp currently supported only in zones: main, perimeter, safety");
+        return kNotTranslated;
+    }
+    const PanelSharedState *state = ozu::panelState();
+    if (state == nullptr) {
+        return kNotTranslated;
+    }
+    if (word == kMain) {
+        return latestDisarming(*state, time);
+    }
+    return disarmingOf(*state, word == kPerimeter ? PARTITION_PERIMETER : PARTITION_SAFETY, time);
+}
+
+int ozuutils_getSecPartition(const char *zone, const char *armType, std::uint32_t *partition) noexcept {
+    const std::string_view word = zone;
+    if (word == kMain) {
+        const std::string_view arm = armType;
+        if (arm == kFindArmType) {
+            return findArmed(PARTITION_FULL, PARTITION_NIGHT, partition);
+        }
+        if (arm == kFull) {
+            *partition = PARTITION_FULL;
+        } else if (arm == "partial1") {
+            *partition = PARTITION_DAY;
+        } else if (arm == "partial2") {
+            *partition = PARTITION_NIGHT;
+        } else {
+            OZU_LOG(ozu::level::kFailure, "bad arm_type %s for zone main", armType);
+            return kNotTranslated;
+        }
+        return 0;
+    }
+    if (word == kPerimeter && armType == kFull) {
+        *partition = PARTITION_PERIMETER;
+        return 0;
+    }
+    if (word == kPerimeter && armType == kFindArmType) {
+        return findArmed(PARTITION_PERIMETER, PARTITION_PERIMETER, partition);
+    }
+    if (word == kSafety || word == kPanic) {
+        *partition = word == kSafety ? PARTITION_SAFETY : PARTITION_PANIC;
+        return 0;
+    }
+    OZU_LOG(ozu::level::kFailure, "bad zone (%s - %s)", zone, armType);
+    return kNotTranslated;
+}
+
+int ozuutils_getLumPartition(unsigned int partition, std::uint32_t *zone, std::uint32_t *armType) noexcept {
+    const auto is = [zone, armType](std::uint32_t zoneNumber, std::uint32_t armNumber) {
+        *zone = zoneNumber;
+        *armType = armNumber;
+        return 0;
+    };
+    switch (partition) {
+    case PARTITION_FULL:
+        return is(kZoneMain, kArmFull);
+    case PARTITION_DAY:
+        return is(kZoneMain, kArmPartial1);
+    case PARTITION_NIGHT:
+        return is(kZoneMain, kArmPartial2);
+    case PARTITION_PERIMETER:
+        return is(kZonePerimeter, kArmFull);
+    case PARTITION_SAFETY:
+        return is(kZoneSafety, kArmFull);
+    case PARTITION_PANIC:
+        return is(kZonePanic, kArmFull);
+    default:
+        OZU_LOG(ozu::level::kFailure, "bad partition id %d", static_cast<int>(partition));
+        return kNotTranslated;
+    }
+}
+
+int ozuutils_getLumAlarmType(const char *word, std::uint32_t *alarmType) noexcept {
+    // By number; 0, "none", is what no alarm is reported as and translates to nothing.
+    static constexpr char kWords[][10] = {"none",      "flood", "smoke",  "gas",
+                                          "intrusion", "panic", "duress", "shock"};
+    for (std::uint32_t type = 1; type < std::size(kWords); ++type) {
+        if (std::string_view(kWords[type]) == word) {
+            *alarmType = type;
+            return 0;
+        }
+    }
+    OZU_LOG(ozu::level::kFailure, "bad alarm type '%s'", word);
+    return kNotTranslated;
+}
