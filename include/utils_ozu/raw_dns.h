@@ -30,8 +30,8 @@ OZU_BEGIN_DECLS
  * that is too long, the failure of a system call - a time-out is one - and a reply that is cut short, points
  * outside itself or holds a name of more than 255 bytes; such a reply counts as a whole for nothing.
  *
- * Blocks for at most 20 seconds, on a server that does not answer; a signal handler that runs meanwhile ends the
- * wait. Uses some 85 KB of stack. Not to be called concurrently with itself or nslookup_ozu().
+ * Blocks for at most 20 seconds, on a server that does not answer; a signal handler that runs meanwhile ends
+ * the wait. Uses some 85 KB of stack. Not to be called concurrently with itself or nslookup_ozu().
  */
 OZU_API void NgetHostByName(const char *host, int queryType, const char *dnsServer, size_t dnsServerLen,
                             char *ipOut, size_t ipOutSize) OZU_NOEXCEPT;
@@ -46,11 +46,11 @@ OZU_API void NgetHostByName(const char *host, int queryType, const char *dnsServ
  * @param ipOut      receives the dotted address
  * @param ipOutSize  capacity of ipOut in bytes, not 0; 16 hold any address
  * @return 0 when ipOut holds a text;
- *         -1 for a null argument or a size of 0, and when the system resolver finds nothing (both log at 70000).
- *         The queries log as NgetHostByName() does.
+ *         -1 for a null argument or a size of 0, and when the system resolver finds nothing (both log at
+ * 70000). The queries log as NgetHostByName() does.
  *
- * Blocks for at most 20 seconds per server, and then as long as the system resolver is configured to wait. Not
- * to be called concurrently with itself, NgetHostByName() or other users of gethostbyname().
+ * Blocks for at most 20 seconds per server, and then as long as the system resolver is configured to wait.
+ * Not to be called concurrently with itself, NgetHostByName() or other users of gethostbyname().
  */
 OZU_API int nslookup_ozu(const char *host, const char *dns1, const char *dns2, char *ipOut,
                          size_t ipOutSize) OZU_NOEXCEPT;

@@ -33,23 +33,22 @@ OZU_API void ares_global_library_deinit(void) OZU_NOEXCEPT;
  * of the answer counts. c-ares also looks into the hosts file and applies the system's search domains.
  *
  * @param host          host name
- * @param iface         network device that the queries must leave through; null or empty for any. Binding needs
- *                      CAP_NET_RAW; without it the queries go out unbound.
+ * @param iface         network device that the queries must leave through; null or empty for any. Binding
+ * needs CAP_NET_RAW; without it the queries go out unbound.
  * @param primaryDns    the primary server's address, dotted; null or empty when there is none
  * @param secondaryDns  the secondary server's address, likewise
  * @param result        at least 16 bytes; receives the dotted address. Emptied when an attempt begins;
  *                      untouched when the arguments are refused.
  * @return 0 with the address in result (logs at 20000);
- *         -1 when c-ares cannot be initialised, without any server, for an empty or null host and a null result
- *         (both log at 80000), when no server text is an address, and when nothing answered (log at 70000).
- *         A server that fails logs at 50000 and 70000; a look-up without success also logs at 60000
- *         to the remote side.
+ *         -1 when c-ares cannot be initialised, without any server, for an empty or null host and a null
+ * result (both log at 80000), when no server text is an address, and when nothing answered (log at 70000). A
+ * server that fails logs at 50000 and 70000; a look-up without success also logs at 60000 to the remote side.
  *
- * Blocks until a server answers: at most 22 seconds with both servers silent, 11 with one. Stack use is small.
- * May run concurrently once c-ares is initialised.
+ * Blocks until a server answers: at most 22 seconds with both servers silent, 11 with one. Stack use is
+ * small. May run concurrently once c-ares is initialised.
  */
-OZU_API int nslookup_ares(const char *host, const char *iface, const char *primaryDns, const char *secondaryDns,
-                          char *result) OZU_NOEXCEPT;
+OZU_API int nslookup_ares(const char *host, const char *iface, const char *primaryDns,
+                          const char *secondaryDns, char *result) OZU_NOEXCEPT;
 
 /**
  * Calls nslookup_ares() until it succeeds, at most tries times and at least once.
@@ -60,8 +59,8 @@ OZU_API int nslookup_ares(const char *host, const char *iface, const char *prima
  *
  * Blocks for up to tries times as long as nslookup_ares().
  */
-OZU_API int nslookup_ares_n(const char *host, const char *iface, const char *primaryDns, const char *secondaryDns,
-                            char *result, int reserved, int tries) OZU_NOEXCEPT;
+OZU_API int nslookup_ares_n(const char *host, const char *iface, const char *primaryDns,
+                            const char *secondaryDns, char *result, int reserved, int tries) OZU_NOEXCEPT;
 
 OZU_END_DECLS
 

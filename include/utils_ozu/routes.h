@@ -19,10 +19,9 @@ OZU_BEGIN_DECLS
  * @param metric  the route's metric
  * @param flags   RTF_* flags of <net/route.h>, 16 bits: 0x1 up, 0x2 gateway, 0x4 host
  * @return 0 when every attempt was accepted or the kernel confirmed the route;
- *         -1 when any attempt failed, even if a later one confirmed the route, and when only the fourth attempt
- *         confirmed it (logs at 50000).
- *         Logs the arguments at 30000, each answer of the kernel that is not a success at 10000, each failure
- *         at 70000.
+ *         -1 when any attempt failed, even if a later one confirmed the route, and when only the fourth
+ * attempt confirmed it (logs at 50000). Logs the arguments at 30000, each answer of the kernel that is not a
+ * success at 10000, each failure at 70000.
  *
  * Blocks for 1 second per attempt that reached the kernel: 1 second for a route that exists, 2 for a new one,
  * 4 at most. Concurrent calls for one route see each other's work as confirmation.

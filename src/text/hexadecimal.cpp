@@ -20,8 +20,7 @@ void readHexPair(const char *pair, unsigned char &byte) noexcept {
         byte = static_cast<unsigned char>(digitValue(pair[0]) * 16 + digitValue(pair[1]));
         return;
     }
-    static_cast<void>(
-        sscanf(pair, "%02hhx", &byte)); // NOLINT(cert-err34-c): a pair that does not scan is skipped
+    static_cast<void>(sscanf(pair, "%02hhx", &byte));
 }
 
 } // namespace

@@ -1,8 +1,8 @@
 /* The platform's names and nothing behind them: what remains of a start is the library's own share. */
-#define EMPTY(name)                                                                                                    \
-    int name(void);                                                                                                    \
-    int name(void) {                                                                                                   \
-        return 0;                                                                                                      \
+#define EMPTY(name)                                                                                          \
+    int name(void);                                                                                          \
+    int name(void) {                                                                                         \
+        return 0;                                                                                            \
     }
 EMPTY(ozudb_getSharedMemory)
 EMPTY(ozudb_getSeverityNameByProcName)

@@ -1,5 +1,5 @@
-/* A started panel process: after ozuutils_processInit it says so and waits to be looked at. The platform's functions
- * that the start needs are its own, so that no broker and no database take part. */
+/* A started panel process: after ozuutils_processInit it says so and waits to be looked at. The platform's
+ * functions that the start needs are its own, so that no broker and no database take part. */
 #include <utils_ozu.h>
 
 #include <mqttc.h>
