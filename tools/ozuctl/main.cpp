@@ -10,6 +10,8 @@ namespace {
 using namespace ozuctl;
 
 constexpr void (*kGroups[])(CLI::App &, Context &) = {
+    registerStatus,
+    registerState,
     registerBox,
 };
 

@@ -71,7 +71,7 @@ void printText(const Json &document) {
 
 } // namespace
 
-Json coded(int code, const std::string &name) {
+Json coded(std::int64_t code, const std::string &name) {
     return {{"code", code}, {"name", name}};
 }
 

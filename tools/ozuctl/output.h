@@ -14,7 +14,7 @@ namespace ozuctl {
 using Json = nlohmann::ordered_json;
 
 // A code with its name: {"code": 85, "name": "W3"} in JSON, "85 W3" as text.
-Json coded(int code, const std::string &name);
+Json coded(std::int64_t code, const std::string &name);
 
 // UTC seconds as ISO 8601 text, e.g. 2026-03-01T12:00:00Z; with milliseconds in the second form.
 std::string isoTime(std::int64_t seconds);

@@ -53,6 +53,8 @@ void registerBox(CLI::App &app, Context &context) {
     addVerb(*box, context, "start", "Boot a box in the background and print its folder");
     addVerb(*box, context, "shell", "Boot a box and open a shell in it");
     addVerb(*box, context, "run", "Boot a box, run a command in it, end the box");
+    addVerb(*box, context, "exec", "Run a command in a box that 'start' booted");
+    addVerb(*box, context, "status", "Tell whether a box runs, how often it booted, its reboots");
     addVerb(*box, context, "stop", "End a box that 'start' booted");
 }
 

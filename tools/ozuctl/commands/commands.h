@@ -10,5 +10,7 @@
 namespace ozuctl {
 
 void registerBox(CLI::App &app, Context &context);
+void registerState(CLI::App &app, Context &context);
+void registerStatus(CLI::App &app, Context &context);
 
 } // namespace ozuctl
