@@ -12,6 +12,9 @@ using namespace ozuctl;
 constexpr void (*kGroups[])(CLI::App &, Context &) = {
     registerStatus,
     registerState,
+#ifdef OZUCTL_REFERENCE_PLATFORM
+    registerMonitor, registerSeverity,
+#endif
     registerBox,
 };
 

@@ -260,8 +260,16 @@ std::size_t Field::offset() const {
     return row->offset + first * row->stride[0] + second * row->stride[1];
 }
 
-bool Field::isZero(const PanelSharedState &state) const {
-    return isText(*this) ? bytesOf(state)[offset()] == 0 : number(state, *this) == 0;
+bool Field::isUsual(const PanelSharedState &state) const {
+    if (isText(*this)) {
+        return bytesOf(state)[offset()] == 0;
+    }
+    const std::int64_t value = number(state, *this);
+    if (row->kind == FieldKind::Expiry) {
+        return value == 0 || value == OZUDB_BYPASS_FOREVER;
+    }
+    const bool usuallyOne = row->name == "zones[].firstInputEnabled" || row->name == "rfInputs[].enabled";
+    return value == (usuallyOne ? 1 : 0);
 }
 
 bool Field::differs(const PanelSharedState &one, const PanelSharedState &other) const {

@@ -35,7 +35,8 @@ struct Field {
 
     [[nodiscard]] std::string path() const;
     [[nodiscard]] std::size_t offset() const;
-    [[nodiscard]] bool isZero(const PanelSharedState &state) const;
+    // Holds what it holds on a panel that nobody has told anything yet.
+    [[nodiscard]] bool isUsual(const PanelSharedState &state) const;
     [[nodiscard]] bool differs(const PanelSharedState &one, const PanelSharedState &other) const;
 
     // The value as JSON: a number, a text, or a code with its name.

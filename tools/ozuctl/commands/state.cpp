@@ -2,6 +2,7 @@
 
 #include "commands/commands.h"
 #include "state_fields.h"
+#include "timeline.h"
 
 #include <chrono>
 #include <csignal>
@@ -46,7 +47,7 @@ ExitCode get(const Context &context, const Options &options) {
     Json lines = Json::object();
     for (const Field &field : fields) {
         // A field that was named is always shown.
-        if (options.all || fields.size() == 1 || !field.isZero(snapshot)) {
+        if (options.all || fields.size() == 1 || !field.isUsual(snapshot)) {
             lines[field.path()] = field.read(snapshot);
         }
     }
@@ -87,11 +88,6 @@ ExitCode set(const Options &options) {
         assignment.field.write(state, assignment.text);
     }
     return kDone;
-}
-
-std::int64_t nowMilliseconds() {
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
 }
 
 void printChange(const Context &context, const Field &field, const PanelSharedState &before,
@@ -149,9 +145,9 @@ ExitCode watch(const Context &context, const Options &options) {
 
 void addGet(CLI::App &state, Context &context) {
     auto options = std::make_shared<Options>();
-    CLI::App *command = state.add_subcommand("get", "Show fields, by default all that are not zero");
+    CLI::App *command = state.add_subcommand("get", "Show fields, by default all that differ from an untouched panel's");
     command->add_option("FIELD", options->paths, "A field or part: partitions[0].partitionState, devices[3], zones");
-    command->add_flag("--all", options->all, "Show fields that are zero, too");
+    command->add_flag("--all", options->all, "Show every field");
     command->callback([options, &context] { context.command = [&context, options] { return get(context, *options); }; });
 }
 
