@@ -20,8 +20,8 @@ Json propertiesOf(const mosquitto_property *properties) {
     char *name = nullptr;
     char *value = nullptr;
     bool next = false;
-    while ((properties = mosquitto_property_read_string_pair(properties, MQTT_PROP_USER_PROPERTY, &name, &value,
-                                                             next)) != nullptr) {
+    while ((properties = mosquitto_property_read_string_pair(properties, MQTT_PROP_USER_PROPERTY, &name,
+                                                             &value, next)) != nullptr) {
         found[name] = value;
         free(name);
         free(value);
@@ -33,15 +33,17 @@ Json propertiesOf(const mosquitto_property *properties) {
 // A number where the property holds one.
 Json numberOrText(const Json &value) {
     const auto text = value.get<std::string>();
-    const bool digits = !text.empty() && text.size() < 10 && text.find_first_not_of("0123456789") == std::string::npos;
+    const bool digits =
+        !text.empty() && text.size() < 10 && text.find_first_not_of("0123456789") == std::string::npos;
     return digits ? Json(std::stol(text)) : value;
 }
 
 Happening messageHappening(const mosquitto_message &message, const mosquitto_property *properties) {
     const Json carried = propertiesOf(properties);
-    const std::string payload =
-        hexText({static_cast<const unsigned char *>(message.payload), static_cast<std::size_t>(message.payloadlen)});
-    Json record = {{"kind", "bus"}, {"topic", message.topic}, {"length", message.payloadlen}, {"payload", payload}};
+    const std::string payload = hexText(
+        {static_cast<const unsigned char *>(message.payload), static_cast<std::size_t>(message.payloadlen)});
+    Json record = {
+        {"kind", "bus"}, {"topic", message.topic}, {"length", message.payloadlen}, {"payload", payload}};
     std::string text = "bus    " + std::string(message.topic);
     for (const char *key : {"label", "class", "command"}) {
         record[key] = carried.contains(key) ? numberOrText(carried[key]) : Json(nullptr);
@@ -74,7 +76,8 @@ struct BusListener::Session {
 
     static void onConnect(mosquitto *client, void *object, int reason, int, const mosquitto_property *) {
         if (reason == 0) {
-            mosquitto_subscribe_v5(client, nullptr, static_cast<Session *>(object)->topic.c_str(), 1, 0, nullptr);
+            mosquitto_subscribe_v5(client, nullptr, static_cast<Session *>(object)->topic.c_str(), 1, 0,
+                                   nullptr);
         }
     }
 
@@ -98,7 +101,8 @@ struct BusListener::Session {
     }
 };
 
-BusListener::BusListener(Timeline &timeline, const std::string &topic) : session_(std::make_unique<Session>()) {
+BusListener::BusListener(Timeline &timeline, const std::string &topic)
+    : session_(std::make_unique<Session>()) {
     Session &session = *session_;
     session.timeline = &timeline;
     session.topic = topic;
@@ -113,18 +117,21 @@ BusListener::BusListener(Timeline &timeline, const std::string &topic) : session
     mosquitto_subscribe_v5_callback_set(session.client, Session::onSubscribe);
     mosquitto_disconnect_v5_callback_set(session.client, Session::onDisconnect);
     mosquitto_message_v5_callback_set(session.client, Session::onMessage);
-    bool ready = mosquitto_connect(session.client, kBrokerHost, kBrokerPort, kKeepAliveSeconds) == MOSQ_ERR_SUCCESS &&
-                 mosquitto_loop_start(session.client) == MOSQ_ERR_SUCCESS;
+    bool ready =
+        mosquitto_connect(session.client, kBrokerHost, kBrokerPort, kKeepAliveSeconds) == MOSQ_ERR_SUCCESS &&
+        mosquitto_loop_start(session.client) == MOSQ_ERR_SUCCESS;
     if (ready) {
         std::unique_lock guard(session.lock);
-        ready = session.changed.wait_for(guard, std::chrono::seconds(5), [&session] { return session.subscribed; });
+        ready = session.changed.wait_for(guard, std::chrono::seconds(5),
+                                         [&session] { return session.subscribed; });
     }
     if (!ready) {
         mosquitto_loop_stop(session.client, true);
         mosquitto_destroy(session.client);
         session_.reset();
-        throw CommandError(kUnreachable, "no broker answers on 127.0.0.1:1883; start one, type 'ozuctl box shell' for "
-                                         "a box with a broker of its own, or add --no-bus");
+        throw CommandError(kUnreachable,
+                           "no broker answers on 127.0.0.1:1883; start one, type 'ozuctl box shell' for "
+                           "a box with a broker of its own, or add --no-bus");
     }
 }
 

@@ -44,7 +44,8 @@ void LogFollower::scan(bool atEnd) {
         const std::string name = entry.path().stem();
         struct stat now = {};
         const auto known = files_.find(name);
-        if (known != files_.end() && stat(entry.path().c_str(), &now) == 0 && now.st_ino == known->second.inode) {
+        if (known != files_.end() && stat(entry.path().c_str(), &now) == 0 &&
+            now.st_ino == known->second.inode) {
             continue;
         }
         if (known != files_.end()) {

@@ -10,10 +10,9 @@ namespace {
 using namespace ozuctl;
 
 constexpr void (*kGroups[])(CLI::App &, Context &) = {
-    registerStatus,
-    registerState,
+    registerStatus,  registerState,
 #ifdef OZUCTL_REFERENCE_PLATFORM
-    registerMonitor, registerSeverity,
+    registerMonitor, registerProcesses, registerSeverity,
 #endif
     registerBox,
 };

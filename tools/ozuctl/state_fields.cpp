@@ -16,14 +16,12 @@ namespace {
 
 // offsetof of nested arrays is a constant for this plain record.
 #define OZU_SCALAR(member, kind)                                                                             \
-    {#member, offsetof(PanelSharedState, member), kind, {1, 1}, {0, 0}, sizeof(PanelSharedState::member)}
+    { #member, offsetof(PanelSharedState, member), kind, {1, 1 }, {0, 0 }, sizeof(PanelSharedState::member) }
 #define OZU_ARRAY(array, member, type, number, kind)                                                         \
-    {#array "[]." #member,                                                                                   \
-     offsetof(PanelSharedState, array) + offsetof(type, member),                                             \
-     kind,                                                                                                   \
-     {number, 1},                                                                                            \
-     {sizeof(type), 0},                                                                                      \
-     sizeof(type::member)}
+    {                                                                                                        \
+#array "[]." #member, offsetof(PanelSharedState, array) + offsetof(type, member), kind,              \
+            {number, 1 }, {sizeof(type), 0 }, sizeof(type::member)                                           \
+    }
 
 constexpr FieldRow kRows[] = {
     OZU_ARRAY(partitions, partitionState, PanelPartition, OZUDB_PARTITIONS, FieldKind::PartitionState),
@@ -286,7 +284,9 @@ Json Field::read(const PanelSharedState &state) const {
     case FieldKind::Time:
         return value == 0 ? Json(nullptr) : Json(isoTime(value));
     case FieldKind::Expiry:
-        return value == OZUDB_BYPASS_FOREVER ? Json("never") : value == 0 ? Json(nullptr) : Json(isoTime(value));
+        return value == OZUDB_BYPASS_FOREVER ? Json("never")
+               : value == 0                  ? Json(nullptr)
+                                             : Json(isoTime(value));
     case FieldKind::DeviceType:
         return value == 0 ? Json(nullptr) : coded(value, getDeviceTypeName(static_cast<int>(value)));
     case FieldKind::PartitionState:
@@ -319,7 +319,8 @@ void Field::write(PanelSharedState &state, const std::string &text) const {
     if (row->size == 1) {
         *at = static_cast<unsigned char>(bits);
     } else if (row->size == 2) {
-        __atomic_store_n(reinterpret_cast<std::uint16_t *>(at), static_cast<std::uint16_t>(bits), __ATOMIC_RELAXED);
+        __atomic_store_n(reinterpret_cast<std::uint16_t *>(at), static_cast<std::uint16_t>(bits),
+                         __ATOMIC_RELAXED);
     } else {
         __atomic_store_n(reinterpret_cast<std::uint32_t *>(at), bits, __ATOMIC_RELAXED);
     }

@@ -1,7 +1,9 @@
-// ozuctl monitor: bus messages, state changes, log lines and system events as one stream in the order of time.
+// ozuctl monitor: bus messages, state changes, log lines and system events as one stream in the order of
+// time.
 
 #include "bus_listener.h"
 #include "commands/commands.h"
+#include "commands/processes.h"
 #include "log_follower.h"
 #include "state_fields.h"
 #include "timeline.h"
@@ -130,7 +132,8 @@ Happening logHappening(const std::string &file, const std::string &line) {
                    {"function", part[6].str()},
                    {"line", std::stol(part[7])},
                    {"text", part[8].str()}};
-    std::string text = "log    " + part[3].str() + " " + part[2].str() + " " + part[6].str() + ": " + part[8].str();
+    std::string text =
+        "log    " + part[3].str() + " " + part[2].str() + " " + part[6].str() + ": " + part[8].str();
     return {millisecondsOf(part[1]).value_or(nowMilliseconds()), std::move(record), std::move(text)};
 }
 
@@ -171,22 +174,6 @@ class EventReader {
 };
 
 // --- the stream ---
-
-Json processList() {
-    std::vector<platform::LoggedProcess> processes;
-    Json rows = Json::array();
-    if (platform::listProcesses(processes) == 0) {
-        for (const auto &one : processes) {
-            if (one.running) {
-                rows.push_back({{"process", one.process},
-                                {"pid", one.pid},
-                                {"severity", one.severity},
-                                {"since", isoTimeMilliseconds(one.sinceMs)}});
-            }
-        }
-    }
-    return rows;
-}
 
 std::string snapshotText(const Json &snapshot) {
     std::string text = "snapshot";
@@ -262,16 +249,18 @@ ExitCode monitor(const Context &context, const Options &options) {
 void registerMonitor(CLI::App &app, Context &context) {
     auto options = std::make_shared<Options>();
     CLI::App *command = app.add_subcommand(
-        "monitor", "Bus messages, state changes, log lines and system events as one stream in the order of time;\n"
-                   "first a snapshot. Ends with an interrupt");
+        "monitor",
+        "Bus messages, state changes, log lines and system events as one stream in the order of time;\n"
+        "first a snapshot. Ends with an interrupt");
     command->add_flag("--no-bus", options->noBus, "Leave out the messages");
     command->add_flag("--no-state", options->noState, "Leave out changes of the shared record");
     command->add_flag("--no-log", options->noLog, "Leave out log lines");
     command->add_flag("--no-events", options->noEvents, "Leave out system events");
     command->add_option("--topic", options->topic, "Messages of this topic only, with MQTT wildcards");
     command->add_option("--for", options->seconds, "Stop after so many seconds")->check(CLI::PositiveNumber);
-    command->callback(
-        [options, &context] { context.command = [&context, options] { return monitor(context, *options); }; });
+    command->callback([options, &context] {
+        context.command = [&context, options] { return monitor(context, *options); };
+    });
 }
 
 } // namespace ozuctl

@@ -1,6 +1,7 @@
-// ozuctl severity: which log lines of a process are kept.
+// ozuctl severity, processes: which log lines of a process are kept; which processes there are.
 
 #include "commands/commands.h"
+#include "commands/processes.h"
 
 #include <ozu_platform_tools.h>
 
@@ -17,8 +18,8 @@ void require(int code, const std::string &doing) {
     if (code == 0) {
         return;
     }
-    const ExitCode status = code == platform::kInvalidArgument ? kUsage
-                            : code == platform::kNotFound      ? kNo
+    const ExitCode status = code == platform::kInvalidArgument                             ? kUsage
+                            : code == platform::kNotFound                                  ? kNo
                             : code == platform::kCannotOpen || code == platform::kReadOnly ? kUnreachable
                                                                                            : kLibraryFailed;
     throw CommandError(status, doing + ": " + platform::codeText(code) + " (code " + std::to_string(code) +
@@ -35,7 +36,8 @@ ExitCode list(const Context &context) {
     require(platform::listSeverities(severities), "cannot read the severities");
     Json rows = Json::array();
     for (const auto &one : severities) {
-        rows.push_back({{"process", one.process}, {"severity", one.severity}, {"level", levelOf(one.severity)}});
+        rows.push_back(
+            {{"process", one.process}, {"severity", one.severity}, {"level", levelOf(one.severity)}});
     }
     print(context, rows);
     return kDone;
@@ -43,7 +45,8 @@ ExitCode list(const Context &context) {
 
 ExitCode show(const Context &context, const std::string &process) {
     char severity[9] = {};
-    require(ozudb_getSeverityNameByProcName(severity, 8, process.c_str()), "cannot tell the severity of " + process);
+    require(ozudb_getSeverityNameByProcName(severity, 8, process.c_str()),
+            "cannot tell the severity of " + process);
     print(context, {{"process", process}, {"severity", severity}, {"level", levelOf(severity)}});
     return kDone;
 }
@@ -62,10 +65,36 @@ ExitCode change(const std::string &process, const std::string &severity) {
 
 } // namespace
 
+Json runningProcesses() {
+    std::vector<platform::LoggedProcess> processes;
+    require(platform::listProcesses(processes), "cannot read the list of processes");
+    Json rows = Json::array();
+    for (const auto &one : processes) {
+        if (one.running) {
+            rows.push_back({{"process", one.process},
+                            {"pid", one.pid},
+                            {"severity", one.severity},
+                            {"since", isoTimeMilliseconds(one.sinceMs)}});
+        }
+    }
+    return rows;
+}
+
+void registerProcesses(CLI::App &app, Context &context) {
+    CLI::App *command = app.add_subcommand("processes", "The running panel processes");
+    command->callback([&context] {
+        context.command = [&context] {
+            print(context, runningProcesses());
+            return kDone;
+        };
+    });
+}
+
 void registerSeverity(CLI::App &app, Context &context) {
     auto words = std::make_shared<std::pair<std::string, std::string>>();
-    CLI::App *command = app.add_subcommand("severity", "The log severity of a process; with NAME sets it, at once for "
-                                                       "a running process, too; alone lists all");
+    CLI::App *command =
+        app.add_subcommand("severity", "The log severity of a process; with NAME sets it, at once for "
+                                       "a running process, too; alone lists all");
     command->add_option("PROCESS", words->first, "Registered name, or * for every process without its own");
     command->add_option("NAME", words->second, "TRACE DEBUG INFO NOTICE WARNING REMOTE ERROR CRITICAL OFF");
     command->callback([words, &context] {

@@ -96,7 +96,8 @@ void printChange(const Context &context, const Field &field, const PanelSharedSt
     const Json record = {
         {"time", when}, {"field", field.path()}, {"old", field.read(before)}, {"new", field.read(after)}};
     printRecord(context, record,
-                when + " " + field.path() + " " + plainText(record["old"]) + " -> " + plainText(record["new"]));
+                when + " " + field.path() + " " + plainText(record["old"]) + " -> " +
+                    plainText(record["new"]));
 }
 
 bool reached(const PanelSharedState &state, const std::vector<Assignment> &wanted) {
@@ -145,17 +146,21 @@ ExitCode watch(const Context &context, const Options &options) {
 
 void addGet(CLI::App &state, Context &context) {
     auto options = std::make_shared<Options>();
-    CLI::App *command = state.add_subcommand("get", "Show fields, by default all that differ from an untouched panel's");
-    command->add_option("FIELD", options->paths, "A field or part: partitions[0].partitionState, devices[3], zones");
+    CLI::App *command =
+        state.add_subcommand("get", "Show fields, by default all that differ from an untouched panel's");
+    command->add_option("FIELD", options->paths,
+                        "A field or part: partitions[0].partitionState, devices[3], zones");
     command->add_flag("--all", options->all, "Show every field");
-    command->callback([options, &context] { context.command = [&context, options] { return get(context, *options); }; });
+    command->callback(
+        [options, &context] { context.command = [&context, options] { return get(context, *options); }; });
 }
 
 void addSet(CLI::App &state, Context &context) {
     auto options = std::make_shared<Options>();
     CLI::App *command = state.add_subcommand(
-        "set", "Change fields. Values: numbers; names of device types (W3) and partition states (ARMED_2); times\n"
-               "as 2026-03-01T12:00:00Z, now, now+30; never (an expiry)");
+        "set",
+        "Change fields. Values: numbers; names of device types (W3) and partition states (ARMED_2); times\n"
+        "as 2026-03-01T12:00:00Z, now, now+30; never (an expiry)");
     command->add_option("FIELD=VALUE", options->paths)->required();
     command->callback([options, &context] { context.command = [options] { return set(*options); }; });
 }
@@ -167,8 +172,10 @@ void addWatch(CLI::App &state, Context &context) {
     command->add_option("--interval", options->intervalMs, "Milliseconds between two looks (50)")
         ->check(CLI::Range(1, 60000));
     command->add_option("--for", options->seconds, "Stop after so many seconds")->check(CLI::PositiveNumber);
-    command->add_option("--changes", options->changes, "Stop after so many changes")->check(CLI::PositiveNumber);
-    command->add_option("--until", options->until, "Stop when FIELD=VALUE holds; 124 when --for runs out first")
+    command->add_option("--changes", options->changes, "Stop after so many changes")
+        ->check(CLI::PositiveNumber);
+    command
+        ->add_option("--until", options->until, "Stop when FIELD=VALUE holds; 124 when --for runs out first")
         ->allow_extra_args(false);
     command->callback(
         [options, &context] { context.command = [&context, options] { return watch(context, *options); }; });

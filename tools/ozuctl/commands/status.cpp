@@ -1,74 +1,47 @@
-// ozuctl status: what the panel state queries answer now.
+// ozuctl status, ask: what the panel state queries answer now.
 
 #include "commands/commands.h"
 #include "state_fields.h"
+#include "state_queries.h"
 
 #include <utils_ozu/names.h>
 #include <utils_ozu/state.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <ctime>
+#include <memory>
 
 namespace ozuctl {
 
 namespace {
 
-struct PanelQuery {
-    const char *name;
-    int (*ask)();
-    std::string (*meaning)(int answer);
-};
-
-std::string yesOrNo(int answer) {
-    return answer != 0 ? "yes" : "no";
+const StateQuery &queryNamed(std::string_view name) {
+    const auto queries = stateQueries();
+    const auto found = std::ranges::find(queries, name, &StateQuery::name);
+    if (found == queries.end()) {
+        throw CommandError(kUsage, "there is no query '" + std::string(name) + "'; 'ozuctl ask' lists them");
+    }
+    return *found;
 }
 
-std::string armTypeName(int answer) {
-    static constexpr const char *kNames[] = {"FULL",
-                                             "DAY",
-                                             "NIGHT",
-                                             "PERIMETER",
-                                             "ANNEX",
-                                             "DISARMED",
-                                             "FULL+PERIMETER",
-                                             "DAY+PERIMETER",
-                                             "NIGHT+PERIMETER",
-                                             "FULL+ANNEX",
-                                             "DAY+ANNEX",
-                                             "NIGHT+ANNEX",
-                                             "FULL+PERIMETER+ANNEX",
-                                             "DAY+PERIMETER+ANNEX",
-                                             "NIGHT+PERIMETER+ANNEX",
-                                             "PERIMETER+ANNEX"};
-    return answer >= 0 && static_cast<std::size_t>(answer) < std::size(kNames) ? kNames[answer] : "UNKNOWN";
+std::int64_t answerTo(std::string_view name, std::initializer_list<std::int64_t> arguments = {}) {
+    return queryNamed(name).ask(arguments.begin());
 }
 
-std::string forcedName(int answer) {
-    return answer == 0 ? "not forced" : answer == 1 ? "forced" : "forced, stronger kind";
+Json answered(const StateQuery &query, const std::int64_t *arguments) {
+    const std::int64_t answer = query.ask(arguments);
+    return {{"query", query.name}, {"answer", answer}, {"meaning", query.meaning(answer)}};
 }
 
-std::string sirenText(int answer) {
-    return answer == 0 ? "silent" : std::to_string(answer) + " s to go";
-}
-
-constexpr PanelQuery kPanelQueries[] = {
-    {"IsPanelInAlarm", IsPanelInAlarm, yesOrNo},
-    {"IsPanelInAlarmOrArmAfterAlarm", IsPanelInAlarmOrArmAfterAlarm, yesOrNo},
-    {"IsPanelInAlarmOrArmAfterAlarmExceptPanic", IsPanelInAlarmOrArmAfterAlarmExceptPanic, yesOrNo},
-    {"IsPanelInAlarmOrArmAfterAlarmExceptAnnexPanic", IsPanelInAlarmOrArmAfterAlarmExceptAnnexPanic, yesOrNo},
-    {"IsPanelInDisarmNotEmergemcyPartitions", IsPanelInDisarmNotEmergemcyPartitions, yesOrNo},
-    {"getCurArmType", [] { return static_cast<int>(getCurArmType()); }, armTypeName},
-    {"getCurArmForced", getCurArmForced, forcedName},
-    {"isDanalockExistAndActived", isDanalockExistAndActived, yesOrNo},
-    {"ozuutils_isSafetyEventInProgress", ozuutils_isSafetyEventInProgress, yesOrNo},
-    {"ozuutils_isSafetySirenInProgress", [] { return static_cast<int>(ozuutils_isSafetySirenInProgress()); },
-     sirenText},
-};
+// --- status ---
 
 Json askPanel() {
     Json answers = Json::array();
-    for (const PanelQuery &query : kPanelQueries) {
-        const int answer = query.ask();
-        answers.push_back({{"query", query.name}, {"answer", answer}, {"meaning", query.meaning(answer)}});
+    for (const StateQuery &query : stateQueries()) {
+        if (query.arguments.empty()) {
+            answers.push_back(answered(query, nullptr));
+        }
     }
     return answers;
 }
@@ -78,30 +51,30 @@ Json askPartitions(const PanelSharedState &state) {
     for (unsigned int index = 0; index < OZUDB_PARTITIONS; ++index) {
         const PanelPartition &partition = state.partitions[index];
         partitions.push_back(
-            {{"partition", coded(static_cast<int>(index), partitionName(index))},
+            {{"partition", coded(index, partitionName(index))},
              {"state", coded(partition.partitionState, partitionStateName(partition.partitionState))},
              {"forcedArm", partition.forcedArm},
              {"armAfterAlarm", partition.armAfterAlarm},
-             {"entryTimeMs", getAu1tPartitionEntryTime(index)}});
+             {"entryTimeMs", answerTo("getAu1tPartitionEntryTime", {index})}});
     }
     return partitions;
 }
 
 Json askDevice(const PanelSharedState &state, int index) {
     const PanelDevice &device = state.devices[index];
-    const auto type = static_cast<int32_t>(device.deviceType);
-    return {{"device", index},
-            {"type", coded(device.deviceType, getDeviceTypeName(type))},
-            {"rfId", device.rfId},
-            {"active", device.active == 1},
-            {"found", ozuutils_isDeviceExistsAndActive(device.rfId, type)},
-            {"magnet", IsDeviceMagnetType(index) != 0},
-            {"camera", ozuutils_isCameraDevice(index) != 0},
-            {"open", device.openState != 0},
-            {"magnetOpen", IsMagnetOpen(index) != 0},
-            {"lidClosed", IsCameraLidClosed(index) != 0},
-            {"bypassed", ozuutils_isZoneBypassed(index, 0) != 0},
-            {"bypassedInput2", ozuutils_isZoneBypassed(index, 1) != 0}};
+    const auto is = [index](std::string_view name) { return answerTo(name, {index}) != 0; };
+    return {
+        {"device", index},
+        {"type", coded(device.deviceType, getDeviceTypeName(static_cast<int>(device.deviceType)))},
+        {"rfId", device.rfId},
+        {"active", answerTo("ozuutils_isDeviceExistsAndActive", {device.rfId, device.deviceType}) == index},
+        {"open", device.openState != 0},
+        {"isMagnet", is("IsDeviceMagnetType")},
+        {"magnetOpen", is("IsMagnetOpen")},
+        {"isCamera", is("ozuutils_isCameraDevice")},
+        {"lidClosed", is("IsCameraLidClosed")},
+        {"bypassed", answerTo("ozuutils_isZoneBypassed", {index, 0}) != 0},
+        {"bypassedInput2", answerTo("ozuutils_isZoneBypassed", {index, 1}) != 0}};
 }
 
 Json askDevices(const PanelSharedState &state) {
@@ -133,13 +106,66 @@ ExitCode status(const Context &context) {
     return kDone;
 }
 
+// --- ask ---
+
+Json queryList() {
+    Json rows = Json::array();
+    for (const StateQuery &query : stateQueries()) {
+        rows.push_back({{"query", query.name}, {"arguments", query.arguments}});
+    }
+    return rows;
+}
+
+std::int64_t argumentNumber(const std::string &word) {
+    char *end = nullptr;
+    const long long value = strtoll(word.c_str(), &end, 0);
+    if (word.empty() || *end != '\0') {
+        throw CommandError(kUsage, "'" + word + "' is not a number");
+    }
+    return value;
+}
+
+ExitCode ask(const Context &context, const std::vector<std::string> &words) {
+    if (words.empty()) {
+        print(context, queryList());
+        return kDone;
+    }
+    const StateQuery &query = queryNamed(words.front());
+    if (words.size() - 1 != query.argumentCount()) {
+        throw CommandError(kUsage,
+                           words.front() + " takes " +
+                               (query.arguments.empty() ? "no arguments" : std::string(query.arguments)));
+    }
+    std::vector<std::int64_t> arguments;
+    std::transform(words.begin() + 1, words.end(), std::back_inserter(arguments), argumentNumber);
+    static_cast<void>(Context::state());
+    const Json answer = answered(query, arguments.data());
+    if (context.json) {
+        print(context, answer);
+    } else {
+        print(context, plainText(answer["answer"]) + " " + plainText(answer["meaning"]));
+    }
+    const std::int64_t value = answer["answer"];
+    const bool isNo = query.yesOrNo ? value == 0 : value < 0;
+    return isNo ? kNo : kDone;
+}
+
 } // namespace
 
 void registerStatus(CLI::App &app, Context &context) {
     CLI::App *command = app.add_subcommand(
-        "status", "What every panel state query answers now, with names. Asking whether a zone is bypassed ends a\n"
-                  "timed bypass that has run out, as it does for any panel process.");
+        "status",
+        "What every panel state query answers now, with names. Asking whether a zone is bypassed ends a\n"
+        "timed bypass that has run out, as it does for any panel process");
     command->callback([&context] { context.command = [&context] { return status(context); }; });
+
+    auto words = std::make_shared<std::vector<std::string>>();
+    CLI::App *one =
+        app.add_subcommand("ask", "One panel state query: ask IsMagnetOpen 3; alone lists the queries.\n"
+                                  "Exit status 1 for no, and for nothing found");
+    one->add_option("QUERY", *words, "The query's name and its arguments");
+    one->callback(
+        [words, &context] { context.command = [words, &context] { return ask(context, *words); }; });
 }
 
 } // namespace ozuctl
