@@ -9,13 +9,18 @@ namespace {
 
 using namespace ozuctl;
 
+// clang-format off
 constexpr void (*kGroups[])(CLI::App &, Context &) = {
-    registerStatus,  registerState,
+    registerStatus,
+    registerState,
 #ifdef OZUCTL_REFERENCE_PLATFORM
-    registerMonitor, registerProcesses, registerSeverity,
+    registerMonitor,
+    registerProcesses,
+    registerSeverity,
 #endif
     registerBox,
 };
+// clang-format on
 
 ExitCode run(int argc, char **argv) {
     Context context;
