@@ -95,13 +95,15 @@ constexpr auto kNames = ozu::nameTable<kDeviceTypes>(kText);
 constexpr auto kCodes = ozu::nameIndex<kDeviceTypes, kMoreNames>(kText);
 constexpr std::uint16_t kVariantOffset = kText.offsetOf(kVariantName);
 
+const char *variantTypeName() noexcept {
+    return kText.at(getProductCodename() == kVariantProduct ? kVariantOffset : kNames.offset(kVariantType));
+}
+
 } // namespace
 
 const char *getDeviceTypeName(int type) noexcept {
-    if (type == kVariantType && getProductCodename() == kVariantProduct) {
-        return kText.at(kVariantOffset);
-    }
-    return kText.at(kNames.offset(static_cast<unsigned int>(type)));
+    return type == kVariantType ? variantTypeName()
+                                : kText.at(kNames.offset(static_cast<unsigned int>(type)));
 }
 
 // Answers like a search through the names of codes 0, 1, 2, ... that stops at the first match: such a search
@@ -114,7 +116,7 @@ int getDeviceTypeEnum(const char *name) noexcept {
     if (code < kVariantType) {
         return static_cast<int>(code);
     }
-    const char *variantName = getDeviceTypeName(kVariantType);
+    const char *variantName = variantTypeName();
     if (code != kVariantType) {
         return static_cast<int>(code);
     }

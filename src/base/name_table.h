@@ -128,11 +128,12 @@ consteval auto packedText() {
 
 template <std::size_t Codes>
 struct NameTable {
-    std::uint16_t offsets[Codes] = {};
+    std::uint16_t offsets[Codes + 1] = {}; // the last one is of every code too large
 
-    // Negative codes are large here, so one comparison answers for both ends.
+    // Negative codes are large here, so one comparison answers for both ends; it selects, it does not branch:
+    // codes come from the air in no order that could be predicted.
     [[nodiscard]] constexpr std::uint16_t offset(unsigned int code) const noexcept {
-        return code < Codes ? offsets[code] : std::uint16_t{0};
+        return offsets[code < Codes ? code : Codes];
     }
 };
 
@@ -154,15 +155,14 @@ struct CodeRange {
 
 template <std::size_t Groups, std::size_t Codes>
 struct PairTable {
-    CodeRange ranges[Groups] = {};
-    std::uint16_t offsets[Codes] = {};
+    CodeRange ranges[Groups + 1] = {};     // the last one, empty, is of every group too large
+    std::uint16_t offsets[Codes + 1] = {}; // the first one is of every code outside its group's range
 
     [[nodiscard]] constexpr std::uint16_t offset(unsigned int group, unsigned int code) const noexcept {
-        if (group >= Groups) {
-            return 0;
-        }
-        const CodeRange range = ranges[group];
-        return code < range.count ? offsets[range.first + code] : std::uint16_t{0};
+        const CodeRange range = ranges[group < Groups ? group : Groups];
+        // Selects, too.
+        const auto inside = static_cast<std::uint32_t>(code < range.count);
+        return offsets[(range.first + code) & (0U - inside)];
     }
 };
 
@@ -182,7 +182,7 @@ consteval auto pairTable(const NameText<Capacity> &text) {
     static_assert(sortedAndUnique(Rows), "rows must be sorted by group and code, each pair once");
     PairTable<Rows[std::size(Rows) - 1].group + 1, pairCodes<Rows>()> table;
     std::size_t start = 0;
-    std::size_t end = 0;
+    std::size_t end = 1;
     for (std::size_t i = 0; i < std::size(Rows); ++i) {
         if (i == 0 || Rows[i - 1].group != Rows[i].group) {
             start = end;
@@ -195,25 +195,25 @@ consteval auto pairTable(const NameText<Capacity> &text) {
     return table;
 }
 
-// From name to code: a hash for which a multiplier without collisions is searched at compile time. A name
-// that several rows share leads to the lowest of their codes.
+// From name to code: a hash of length and some characters, for which a multiplier without collisions is
+// searched at compile time. A name that several rows share leads to the lowest of their codes.
 inline constexpr unsigned int kNoSuchName = 255;
 
 struct NameIndex {
+    static constexpr std::size_t kShortest = 2;
+
     std::uint32_t multiplier = 1;
     std::size_t longest = 0;
     std::uint8_t codes[256] = {};
     std::uint16_t names[256] = {}; // offset of the slot's name
 
-    static constexpr std::uint32_t fold(std::uint32_t hash, char c) noexcept {
-        return hash * 31 + static_cast<unsigned char>(c);
-    }
-    static constexpr std::uint32_t hashOf(std::string_view name) noexcept {
-        std::uint32_t hash = 0;
-        for (const char c : name) {
-            hash = fold(hash, c);
-        }
-        return hash;
+    // The length is kShortest or more.
+    static constexpr std::uint32_t hashOf(const char *name, std::size_t length) noexcept {
+        const auto at = [name](std::size_t i) -> std::uint32_t {
+            return static_cast<unsigned char>(name[i]);
+        };
+        const std::uint32_t ends = at(0) | at(1) << 8U | at(length - 2) << 16U | at(length - 1) << 24U;
+        return ends + at(length / 2) * 0x01010101U + static_cast<std::uint32_t>(length) * 0x9E3779B1U;
     }
     [[nodiscard]] constexpr std::size_t slotOf(std::uint32_t hash) const noexcept {
         return (hash * multiplier) >> 24U;
@@ -222,14 +222,11 @@ struct NameIndex {
     // The code of a name, or kNoSuchName. Reads at most one character more than the longest name has.
     template <std::size_t Capacity>
     [[nodiscard]] unsigned int find(const NameText<Capacity> &text, const char *name) const noexcept {
-        std::uint32_t hash = 0;
-        for (std::size_t length = 0; name[length] != '\0'; ++length) {
-            if (length == longest) {
-                return kNoSuchName;
-            }
-            hash = fold(hash, name[length]);
+        const std::size_t length = strnlen(name, longest + 1);
+        if (length < kShortest || length > longest) {
+            return kNoSuchName;
         }
-        const std::size_t slot = slotOf(hash);
+        const std::size_t slot = slotOf(hashOf(name, length));
         return std::strcmp(text.at(names[slot]), name) == 0 ? codes[slot] : kNoSuchName;
     }
 
@@ -256,7 +253,10 @@ struct HashSet {
     template <std::size_t RowCount>
     consteval void add(const NameRow (&rows)[RowCount]) {
         for (const NameRow &row : rows) {
-            const std::uint32_t hash = NameIndex::hashOf(row.name);
+            if (row.name.size() < NameIndex::kShortest) {
+                badTable("the name is too short");
+            }
+            const std::uint32_t hash = NameIndex::hashOf(row.name.data(), row.name.size());
             bool known = false;
             for (std::size_t i = 0; i < used; ++i) {
                 known = known || hashes[i] == hash;
@@ -271,7 +271,7 @@ struct HashSet {
 template <std::size_t Capacity, std::size_t RowCount>
 consteval void enterRows(NameIndex &index, const NameText<Capacity> &text, const NameRow (&rows)[RowCount]) {
     for (const NameRow &row : rows) {
-        const std::size_t slot = index.slotOf(NameIndex::hashOf(row.name));
+        const std::size_t slot = index.slotOf(NameIndex::hashOf(row.name.data(), row.name.size()));
         const bool taken = index.names[slot] != 0 || index.codes[slot] != kNoSuchName;
         if (taken && std::string_view(text.bytes + index.names[slot]) != row.name) {
             badTable("two names have the same hash");
