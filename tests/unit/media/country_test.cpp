@@ -2,6 +2,7 @@
 
 #include <media/country_csv.h>
 
+#include "country_model.h"
 #include "fake_platform.h"
 #include "test_files.h"
 
@@ -12,6 +13,8 @@
 #include <string>
 #include <vector>
 
+using ozu::test::CountryAnswer;
+using ozu::test::countryModel;
 using ozu::test::platform;
 using ozu::test::shortLine;
 using ozu::test::writeFile;
@@ -26,17 +29,7 @@ int opened = 0, closed = 0;
 
 const char *const kUnknown = "Unknown country %s. The country codes for %s (%s, %s, %s) will be used.";
 
-struct Answer {
-    unsigned result;
-    std::string alpha2, alpha3, numeric;
-    bool operator==(const Answer &) const = default;
-};
-
-void PrintTo(const Answer &answer, std::ostream *out) {
-    *out << answer.result << ' ' << answer.alpha2 << ' ' << answer.alpha3 << ' ' << answer.numeric;
-}
-
-const Answer kNotFound = {0, "ES", "ESP", "724"};
+const CountryAnswer kNotFound = {0, "ES", "ESP", "724"};
 
 class CountryCodes : public ozu::test::PlatformTest {
   protected:
@@ -49,10 +42,10 @@ class CountryCodes : public ozu::test::PlatformTest {
         EXPECT_EQ(opened, closed);
         PlatformTest::TearDown();
     }
-    static Answer codes(const char *country) {
+    static CountryAnswer codes(const char *country) {
         char text[16];
         memset(text, 0x5a, sizeof(text));
-        Answer answer = {};
+        CountryAnswer answer = {};
         answer.result = get_country_codes(country, text, text + 4, text + 9);
         EXPECT_EQ(text[3], 0x5a);
         EXPECT_EQ(text[8], 0x5a);
@@ -93,7 +86,7 @@ int __wrap_fclose(FILE *stream) {
 } // extern "C"
 
 TEST_F(CountryCodes, builtInRows) {
-    const std::vector<std::pair<const char *, Answer>> rows = {
+    const std::vector<std::pair<const char *, CountryAnswer>> rows = {
         {"Spain", {1, "ES", "ESP", "724"}},          {"France", {1, "FR", "FRA", "250"}},
         {"Portugal", {1, "PT", "PRT", "620"}},       {"Italy", {1, "IT", "ITA", "380"}},
         {"United Kingdom", {1, "GB", "GBR", "826"}}, {"Argentina", {1, "AR", "ARG", "032"}},
@@ -108,10 +101,10 @@ TEST_F(CountryCodes, builtInRows) {
 
 TEST_F(CountryCodes, blanksLineEndsAndCaseDoNotCount) {
     for (const char *name : {"spain", " Spain ", "SPAIN\n", "s p\ra\ni n", "\r\nSpAiN"}) {
-        EXPECT_EQ(codes(name), (Answer{1, "ES", "ESP", "724"})) << name;
+        EXPECT_EQ(codes(name), (CountryAnswer{1, "ES", "ESP", "724"})) << name;
     }
     for (const char *name : {"UNITED KINGDOM", "unitedkingdom", "United  Kingdom\r\n"}) {
-        EXPECT_EQ(codes(name), (Answer{1, "GB", "GBR", "826"})) << name;
+        EXPECT_EQ(codes(name), (CountryAnswer{1, "GB", "GBR", "826"})) << name;
     }
     EXPECT_EQ(codes("Spain\t"), kNotFound) << "a tab counts";
     EXPECT_EQ(codes("Spa"), kNotFound);
@@ -144,9 +137,9 @@ TEST_F(CountryCodes, missingAndBlankNamesAreNotLogged) {
 TEST_F(CountryCodes, nameThatIsBlankForItsFirst63Characters) {
     EXPECT_EQ(codes((std::string(63, ' ') + "France").c_str()), kNotFound);
     EXPECT_THAT(platform().journal, IsEmpty()) << "an empty key";
-    EXPECT_EQ(codes((std::string(57, ' ') + "France").c_str()), (Answer{1, "FR", "FRA", "250"}));
+    EXPECT_EQ(codes((std::string(57, ' ') + "France").c_str()), (CountryAnswer{1, "FR", "FRA", "250"}));
     EXPECT_EQ(codes((std::string(58, ' ') + "France").c_str()), kNotFound) << "cut to FRANC";
-    EXPECT_EQ(codes(("France" + std::string(57, ' ') + "x").c_str()), (Answer{1, "FR", "FRA", "250"}))
+    EXPECT_EQ(codes(("France" + std::string(57, ' ') + "x").c_str()), (CountryAnswer{1, "FR", "FRA", "250"}))
         << "the 64th character is not looked at";
 }
 
@@ -183,34 +176,35 @@ TEST_F(CountryCodes, singleCodes) {
 
 TEST_F(CountryCodes, fileComesFirst) {
     file("# countries\nFrance,FX,FXX,999\r\nGermany,DE,DEU,276\n");
-    EXPECT_EQ(codes("france"), (Answer{1, "FX", "FXX", "999"}));
-    EXPECT_EQ(codes("GERMANY"), (Answer{1, "DE", "DEU", "276"}));
-    EXPECT_EQ(codes("Italy"), (Answer{1, "IT", "ITA", "380"}));
+    EXPECT_EQ(codes("france"), (CountryAnswer{1, "FX", "FXX", "999"}));
+    EXPECT_EQ(codes("GERMANY"), (CountryAnswer{1, "DE", "DEU", "276"}));
+    EXPECT_EQ(codes("Italy"), (CountryAnswer{1, "IT", "ITA", "380"}));
     EXPECT_EQ(codes("Atlantis"), kNotFound);
     EXPECT_EQ(opened, 4);
 }
 
 TEST_F(CountryCodes, alternativeNames) {
     file("\"Great Britain,UK\",GB,GBR,826\n");
-    EXPECT_EQ(codes("Great Britain,UK"), (Answer{1, "GB", "GBR", "826"}));
-    EXPECT_EQ(codes("GreatBritain"), (Answer{1, "GB", "GBR", "826"}));
+    EXPECT_EQ(codes("Great Britain,UK"), (CountryAnswer{1, "GB", "GBR", "826"}));
+    EXPECT_EQ(codes("GreatBritain"), (CountryAnswer{1, "GB", "GBR", "826"}));
     EXPECT_EQ(codes("UK"), kNotFound);
 }
 
 TEST_F(CountryCodes, firstAlternativeIsOnlyKeptUntilAFullNameComes) {
     file("\"Utopia,U\",AA,AAA,1\n\"Utopia,V\",BB,BBB,2\n");
-    EXPECT_EQ(codes("Utopia"), (Answer{1, "BB", "BBB", "002"})) << "the last one counts";
+    EXPECT_EQ(codes("Utopia"), (CountryAnswer{1, "BB", "BBB", "002"})) << "the last one counts";
     file("\"Utopia,U\",AA,AAA,1\nUtopia,CC,CCC,3\n\"Utopia,V\",BB,BBB,2\nUtopia,DD,DDD,4\n");
-    EXPECT_EQ(codes("Utopia"), (Answer{1, "CC", "CCC", "003"})) << "the first full name ends the search";
+    EXPECT_EQ(codes("Utopia"), (CountryAnswer{1, "CC", "CCC", "003"}))
+        << "the first full name ends the search";
     file("\"France,F\",FX,FXX,9\n");
-    EXPECT_EQ(codes("France"), (Answer{1, "FX", "FXX", "009"})) << "before the built-in rows";
+    EXPECT_EQ(codes("France"), (CountryAnswer{1, "FX", "FXX", "009"})) << "before the built-in rows";
 }
 
 struct FileCase {
     const char *label;
     std::string content;
     std::string country;
-    Answer answer;
+    CountryAnswer answer;
 };
 
 void PrintTo(const FileCase &fileCase, std::ostream *out) {
@@ -224,7 +218,7 @@ TEST_P(CountryFile, gives) {
     EXPECT_EQ(codes(GetParam().country.c_str()), GetParam().answer);
 }
 
-const Answer kU = {1, "UT", "UTO", "123"};
+const CountryAnswer kU = {1, "UT", "UTO", "123"};
 
 INSTANTIATE_TEST_SUITE_P(
     Lines, CountryFile,
@@ -296,11 +290,11 @@ TEST_F(CountryCodes, lineOf127CharactersIsOneLineAndOf128IsTwo) {
     // 127 characters with the line feed: one line.
     file(row + std::string(126 - row.size(), ' ') + "\nFrance,FX,FXX,1\n");
     EXPECT_EQ(codes("Utopia"), kU);
-    EXPECT_EQ(codes("France"), (Answer{1, "FX", "FXX", "001"}));
+    EXPECT_EQ(codes("France"), (CountryAnswer{1, "FX", "FXX", "001"}));
     // The limit falls behind the last character; the line feed is a line of its own.
     file(row + std::string(127 - row.size(), ' ') + "\nFrance,FX,FXX,1\n");
     EXPECT_EQ(codes("Utopia"), kU);
-    EXPECT_EQ(codes("France"), (Answer{1, "FX", "FXX", "001"}));
+    EXPECT_EQ(codes("France"), (CountryAnswer{1, "FX", "FXX", "001"}));
     // What stands beyond is another line.
     file(std::string(127, 'x') + row + "\n");
     EXPECT_EQ(codes("Utopia"), kU);
@@ -317,7 +311,7 @@ TEST_F(CountryCodes, lineOf127CharactersIsOneLineAndOf128IsTwo) {
 
 TEST_F(CountryCodes, unreadableFileIsNoFile) {
     ASSERT_EQ(mkdir(countryFile.c_str(), 0700), 0);
-    EXPECT_EQ(codes("France"), (Answer{1, "FR", "FRA", "250"})) << "a directory";
+    EXPECT_EQ(codes("France"), (CountryAnswer{1, "FR", "FRA", "250"})) << "a directory";
 }
 
 // Fields and names, one character at a time.
@@ -345,7 +339,7 @@ std::string normalized(const char *text, std::size_t size) {
     std::string buffer(size + 1, '\x5a');
     ozu::normalizeCountryField(buffer.data(), text, size);
     EXPECT_EQ(buffer[size], '\x5a');
-    return buffer.c_str();
+    return buffer.substr(0, buffer.find('\0'));
 }
 
 TEST(CountryCsv, normalizedFields) {
@@ -356,81 +350,6 @@ TEST(CountryCsv, normalizedFields) {
     EXPECT_EQ(normalized("   abc", 4), "");
     EXPECT_EQ(normalized("abc", 1), "");
     EXPECT_EQ(normalized("a\tb{z}\x80", 16), "A\tB{Z}\x80");
-}
-
-// A second reading of the file's rules, as strings.
-
-std::string modelNormal(const std::optional<std::string> &text, std::size_t size) {
-    std::string normal;
-    for (const char c : text.value_or("").substr(0, size - 1)) {
-        if (std::string(" \n\r").find(c) == std::string::npos) {
-            normal += c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c;
-        }
-    }
-    return normal;
-}
-
-std::vector<std::optional<std::string>> modelFields(const std::string &line) {
-    std::vector<std::string> pieces(1);
-    bool quoted = false;
-    for (const char c : line) {
-        quoted ^= c == '"';
-        if (c == ',' && !quoted) {
-            pieces.emplace_back();
-        } else {
-            pieces.back() += c;
-        }
-    }
-    std::vector<std::optional<std::string>> fields(4);
-    for (std::size_t i = 0; i < std::min<std::size_t>(4, pieces.size()); ++i) {
-        const std::string &piece = pieces[i];
-        const auto quotes = std::count(piece.begin(), piece.end(), '"');
-        const std::size_t first = piece.find('"'), last = piece.rfind('"');
-        fields[i] = quotes > 0 && quotes % 2 == 0 ? piece.substr(first + 1, last - first - 1) : piece;
-    }
-    return fields;
-}
-
-std::vector<std::string> modelLines(const std::string &content) {
-    std::vector<std::string> lines;
-    for (std::size_t at = 0; at < content.size();) {
-        const std::size_t feed = content.find('\n', at);
-        const std::size_t length =
-            std::min<std::size_t>(127, (feed == std::string::npos ? content.size() : feed + 1) - at);
-        const std::string line = content.substr(at, length);
-        lines.push_back(line.substr(0, line.find('\0')));
-        at += length;
-    }
-    return lines;
-}
-
-Answer modelRow(const std::vector<std::optional<std::string>> &fields) {
-    std::string numeric = modelNormal(fields[3], 4);
-    if (numeric.size() < 3) {
-        char padded[16];
-        snprintf(padded, sizeof(padded), "%03d", atoi(numeric.c_str())); // NOLINT(cert-err34-c)
-        numeric = padded;
-    }
-    return {1, modelNormal(fields[1], 3), modelNormal(fields[2], 4), numeric};
-}
-
-std::optional<Answer> model(const std::string &content, const std::string &country) {
-    const std::string key = modelNormal(country, 64);
-    std::optional<Answer> found;
-    for (const std::string &line : modelLines(content)) {
-        if (!line.empty() && line[0] == '#') {
-            continue;
-        }
-        const auto fields = modelFields(line);
-        const std::string name = modelNormal(fields[0], 64);
-        if (!name.empty() && name == key) {
-            return modelRow(fields);
-        }
-        if (name.find(',') != std::string::npos && name.substr(0, name.find(',')) == key) {
-            found = modelRow(fields);
-        }
-    }
-    return found;
 }
 
 TEST_F(CountryCodes, agreesWithTheModelOnRandomFiles) {
@@ -458,7 +377,7 @@ TEST_F(CountryCodes, agreesWithTheModelOnRandomFiles) {
         }
         file(content);
         for (const char *key : {"ab", "ab,c", "12", "\"ab", "xyz"}) {
-            const auto expected = model(content, key);
+            const auto expected = countryModel(content, key);
             ASSERT_EQ(codes(key), expected.value_or(kNotFound)) << key << " in:\n" << content;
             hits += expected.has_value() ? 1 : 0;
         }

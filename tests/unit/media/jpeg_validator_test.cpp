@@ -28,12 +28,11 @@ using ozu::test::PictureShape;
 using ozu::test::platform;
 using ozu::test::withDimensions;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool kSanitized = true;
 // The buffer of a picture that did not decode stays allocated by design.
-extern "C" const char *__lsan_default_suppressions();
+extern "C" __attribute__((visibility("default"))) const char *__lsan_default_suppressions();
 extern "C" const char *__lsan_default_suppressions() {
     return "leak:allocatePixels\n";
 }

@@ -115,7 +115,7 @@ ssize_t __wrap_read(int fd, void *buffer, size_t size) {
 TEST_F(DatabaseKey, serialBytesMeetTheMaskInLittleEndianOrder) {
     const std::string key = keyOf("console=ttymxc0 androidboot.serialno=1A2B3C4D quiet\n");
     EXPECT_EQ(key, keyFor(0x1A2B3C4D));
-    for (unsigned i = 0; i < 20; ++i) {
+    for (std::size_t i = 0; i < 20; ++i) {
         static constexpr unsigned kSerial[] = {0x4D, 0x3C, 0x2B, 0x1A};
         EXPECT_EQ(std::stoul(key.substr(2 * i, 2), nullptr, 16) ^ static_cast<unsigned char>(kMask[i]),
                   kSerial[i % 4]);
