@@ -17,9 +17,9 @@
 
 namespace {
 
-constexpr std::size_t kMaxCommand = 512;
+constexpr std::size_t kMaxCommand = EXEC_CMD_MAX_COMMAND;
 // The number that the refusal names; the table takes 18 words, their null entry, and one entry that refuses.
-constexpr int kMaxParameters = 20;
+constexpr int kMaxParameters = EXEC_CMD_MAX_PARAMETERS;
 constexpr std::size_t kChunk = 512;
 
 constexpr int kMarkerSeen = 1;
@@ -129,9 +129,66 @@ class ReadySet {
     int fd_;
 };
 
-void giveOut(char *output, const char *chunk) noexcept {
+// What was read last, terminated even when the read filled it.
+using Chunk = std::array<char, kChunk + 1>;
+
+void giveOut(char *output, const Chunk &chunk) noexcept {
     memset(output, 0, kChunk);
-    memcpy(output, chunk, strnlen(chunk, kChunk));
+    memcpy(output, chunk.data(), strnlen(chunk.data(), kChunk));
+}
+
+// The helpers of exec_cmd log under its name.
+constexpr const char *kExecCmd = "exec_cmd";
+
+void logWords(const Words &words) noexcept {
+    for (int i = 0; i < words.count(); ++i) {
+        OZU_LOG_AS(kExecCmd, ozu::level::kProgress, "command[%d]: %s", i, words.at(i));
+    }
+}
+
+// True when there is something to read; otherwise result says why not.
+bool awaitOutput(ReadySet &set, int fd, timeval &timeout, int &result) noexcept {
+    const int ready = select(fd + 1, set.arm(), nullptr, nullptr, &timeout);
+    if (ready == -1) {
+        OZU_LOG_AS(kExecCmd, ozu::level::kFailure, "select(): %s", strerror(errno));
+        result = kFailed;
+        return false;
+    }
+    if (ready == 0) {
+        OZU_LOG_SHORT(ozu::level::kNotable, "%s", "probing timed out");
+        result = kTimedOut;
+        return false;
+    }
+    if (!set.ready()) {
+        OZU_LOG_AS(kExecCmd, ozu::level::kFailure, "Unexpected error, select_retval %d", ready);
+        result = kFailed;
+        return false;
+    }
+    return true;
+}
+
+// Reads until the marker, the time-out or an error. Leaves the chunk with the marker behind, otherwise an
+// empty one.
+int watchOutput(int fd, int timeoutSeconds, const char *endMarker, Chunk &chunk) noexcept {
+    ReadySet set(alloca(ReadySet::bytes(fd)), fd);
+    // Linux lowers it by the time waited, so it bounds the whole run.
+    timeval timeout = {timeoutSeconds, 0};
+    int result = kFailed;
+    while (awaitOutput(set, fd, timeout, result)) {
+        const ssize_t received = read(fd, chunk.data(), kChunk);
+        if (chunk[0] != '\0') {
+            OZU_LOG_AS(kExecCmd, ozu::level::kProgress, "output:\n%.300s", chunk.data());
+        }
+        if (endMarker != nullptr && strstr(chunk.data(), endMarker) != nullptr) {
+            OZU_LOG_AS(kExecCmd, ozu::level::kProgress, "%s", "End string detected");
+            return kMarkerSeen;
+        }
+        chunk.fill('\0');
+        if (received <= 0) {
+            return kOutputEnded;
+        }
+    }
+    return result;
 }
 
 } // namespace
@@ -176,9 +233,7 @@ int exec_cmd(const char *command, int timeoutSeconds, const char *endMarker, cha
         OZU_LOG(ozu::level::kProgress, "Too many parameters in command, max value is %d", kMaxParameters);
         return kFailed;
     }
-    for (int i = 0; i < words.count(); ++i) {
-        OZU_LOG(ozu::level::kProgress, "command[%d]: %s", i, words.at(i));
-    }
+    logWords(words);
     OZU_LOG(ozu::level::kProgress, "Run executable for %d seconds...", timeoutSeconds);
 
     int outFd = -1;
@@ -190,44 +245,10 @@ int exec_cmd(const char *command, int timeoutSeconds, const char *endMarker, cha
         return kFailed;
     }
     OZU_LOG_TEXT(ozu::level::kTrace, "reading output...");
-
-    ReadySet set(alloca(ReadySet::bytes(outFd)), outFd);
-    // Linux lowers it by the time waited, so it bounds the whole run.
-    timeval timeout = {timeoutSeconds, 0};
-    std::array<char, kChunk + 1> chunk = {};
-    int result = kFailed;
-    for (;;) {
-        const int ready = select(outFd + 1, set.arm(), nullptr, nullptr, &timeout);
-        if (ready == -1) {
-            OZU_LOG(ozu::level::kFailure, "select(): %s", strerror(errno));
-            break;
-        }
-        if (ready == 0) {
-            OZU_LOG_SHORT(ozu::level::kNotable, "%s", "probing timed out");
-            result = kTimedOut;
-            break;
-        }
-        if (!set.ready()) {
-            OZU_LOG(ozu::level::kFailure, "Unexpected error, select_retval %d", ready);
-            break;
-        }
-        const ssize_t received = read(outFd, chunk.data(), kChunk);
-        if (chunk[0] != '\0') {
-            OZU_LOG(ozu::level::kProgress, "output:\n%.300s", chunk.data());
-        }
-        if (endMarker != nullptr && strstr(chunk.data(), endMarker) != nullptr) {
-            OZU_LOG_TEXT(ozu::level::kProgress, "End string detected");
-            result = kMarkerSeen;
-            break;
-        }
-        chunk.fill('\0');
-        if (received <= 0) {
-            result = kOutputEnded;
-            break;
-        }
-    }
+    Chunk chunk = {};
+    const int result = watchOutput(outFd, timeoutSeconds, endMarker, chunk);
     if (output != nullptr) {
-        giveOut(output, chunk.data());
+        giveOut(output, chunk);
     }
     close(outFd);
     OZU_LOG_TEXT(ozu::level::kProgress, "killing executable");

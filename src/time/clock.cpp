@@ -100,6 +100,7 @@ unsigned int utils_get_cp_uptime(double *uptime, double *idle) noexcept {
         return 0;
     }
     double idleSeconds = 0.0;
+    // NOLINTNEXTLINE(cert-err34-c): how the text is defined
     if (sscanf(text.data(), "%lf %lf", uptime, &idleSeconds) < 2) {
         return 0;
     }
