@@ -80,7 +80,8 @@ int ozuutils_findProcessId(const char *name) noexcept {
         if (*end != '\0') {
             continue;
         }
-        const char *program = CommandLine(proc.fd(), pid).program();
+        CommandLine line(proc.fd(), pid);
+        const char *program = line.program();
         if (program != nullptr && strcmp(program, name) == 0) {
             return static_cast<int>(pid);
         }
