@@ -9,7 +9,7 @@ namespace {
 
 [[noreturn]] void jumpBack(j_common_ptr cinfo) noexcept {
     // The decoder is C and knows no other way out. NOLINTNEXTLINE(cert-err52-cpp)
-    std::longjmp(reinterpret_cast<ozu::JpegErrorContext *>(cinfo->err)->jump, 1);
+    std::longjmp(static_cast<ozu::JpegErrorContext *>(static_cast<void *>(cinfo->err))->jump, 1);
 }
 
 } // namespace

@@ -13,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -510,12 +511,32 @@ TEST_F(Command, childrenDoNotInheritEarlierPipes) {
     reap();
 }
 
+// Emulators of other machines may end at 1023 themselves, and then by aborting: a child finds out.
+static bool selectTakesHighNumbers() {
+    const pid_t process = __real_fork();
+    if (process == 0) {
+        const rlimit few = {1100, 1100};
+        std::array<unsigned long, 64> set = {};
+        timeval now = {};
+        const bool made = setrlimit(RLIMIT_NOFILE, &few) == 0 && dup2(0, 1090) == 1090;
+        set[1090 / (8 * sizeof(long))] = 1UL << (1090 % (8 * sizeof(long)));
+        _exit(made && __real_select(1091, reinterpret_cast<fd_set *>(set.data()), nullptr, nullptr, &now) >= 0
+                  ? 0
+                  : 1);
+    }
+    int status = -1;
+    return waitpid(process, &status, 0) == process && status == 0;
+}
+
 TEST_F(Command, descriptorsAboveOneThousandAndTwentyThree) {
     rlimit limit = {};
     getrlimit(RLIMIT_NOFILE, &limit);
     const rlimit former = limit;
     if (limit.rlim_max < 2600) {
         GTEST_SKIP() << "the hard limit of descriptors is " << limit.rlim_max;
+    }
+    if (!selectTakesHighNumbers()) {
+        GTEST_SKIP() << "select() of this machine takes no descriptors above 1023";
     }
     limit.rlim_cur = 2600;
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);

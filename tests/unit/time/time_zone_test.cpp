@@ -192,7 +192,7 @@ TEST_F(TimeZone, nothingHappensBeforeTheAbort) {
             platform().onCall["ozulog_printf"] = [] { fputs("logged", stderr); };
             applyTimeZone(std::string(104, 'z').c_str(), 1);
         },
-        testing::KilledBySignal(SIGABRT), "^$");
+        testing::KilledBySignal(SIGABRT), testing::Not(testing::HasSubstr("logged")));
 }
 
 TEST_F(TimeZone, namesAreTakenAsTheyAre) {
