@@ -32,9 +32,14 @@ OZU_API void ares_global_library_deinit(void) OZU_NOEXCEPT;
  * Makes up to ARES_MAX_RETRY attempts with time-outs of 5, 1 and 5 seconds per server. The first IPv4 address
  * of the answer counts. c-ares also looks into the hosts file and applies the system's search domains.
  *
+ * Each attempt waits once per server for something to arrive and does not wait again. So an answer that
+ * is cut short and would continue over TCP is given up; and when the primary server's machine refuses the
+ * query because nothing listens there, the look-up fails at once, without the secondary's turn.
+ *
  * @param host          host name
- * @param iface         network device that the queries must leave through; null or empty for any. Binding
- * needs CAP_NET_RAW; without it the queries go out unbound.
+ * @param iface         network device that the queries must leave through; null or empty for any. A device
+ *                      that does not exist, or binding without the right to (CAP_NET_RAW), leaves the
+ *                      queries unbound.
  * @param primaryDns    the primary server's address, dotted; null or empty when there is none
  * @param secondaryDns  the secondary server's address, likewise
  * @param result        at least 16 bytes; receives the dotted address. Emptied when an attempt begins;
