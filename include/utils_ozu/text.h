@@ -262,8 +262,8 @@ OZU_API char *ozuutils_data2hexstr(const unsigned char *data, unsigned int len, 
                                    unsigned int dstSize, const char *sep) OZU_NOEXCEPT;
 
 /**
- * Reads bytes from hexadecimal text, each pair as scanf() reads "%02hhx". A pair that does not scan leaves
- * its byte as it was.
+ * Reads bytes from hexadecimal text, each pair as scanf() reads "%02hhx" from where it starts: blanks in
+ * front are skipped and a sign counts. A pair that does not scan leaves its byte as it was.
  * @param hex      text of pairs
  * @param out      receives half as many bytes as the text has characters
  * @param outSize  capacity of out in bytes

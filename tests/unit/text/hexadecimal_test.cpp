@@ -362,6 +362,15 @@ TEST(HexToBinary, everyPairScansAsTheLibraryScansIt) {
     EXPECT_EQ(out[0], 0x0A);
 }
 
+TEST(HexToBinary, blanksInFrontAreSkipped) {
+    unsigned char out[3] = {0xE0, 0xE1, 0xE2};
+    EXPECT_EQ(ozuutils_hexStringToBinary("  0A 1", out, 3, 0), 3);
+    EXPECT_EQ(std::string(reinterpret_cast<char *>(out), 3), "\x0A\x0A\x01");
+    out[1] = 0xE1;
+    EXPECT_EQ(ozuutils_hexStringToBinary("0A  ", out, 2, 0), 2);
+    EXPECT_EQ(std::string(reinterpret_cast<char *>(out), 2), "\x0A\xE1");
+}
+
 TEST(HexToBinary, goesBackWhereItCameFrom) {
     Random random(35);
     for (unsigned int n = 0; n < 200; ++n) {
