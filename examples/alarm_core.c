@@ -1,8 +1,12 @@
 /*
- * alarm_core: raises the alarm when a contact opens while the panel is armed.
+ * alarm_core: arms and disarms partitions on request, and raises the alarm when a contact opens while FULL is
+ * armed.
  *
- * A panel process in C: start-up, questions over the panel's state, a message, an event line. It runs until
- * it is told to end.
+ * A panel process in C: start-up with a function for messages, questions over the panel's state, event lines,
+ * a message to another process. It runs until it is told to end.
+ *
+ * Requests come to Process/ALARM_CORE: class 1, a sec_cmd as command, the partition as the payload's one
+ * byte.
  */
 #include <mqttc.h>
 #include <ozudb.h>
@@ -12,7 +16,9 @@
 #include <unistd.h>
 #include <utils_ozu.h>
 
-/* Messages of this example to the siren. */
+enum { REQUEST_CLASS = 1 };
+enum { STATE_ALARM = 0, STATE_DISARMED = 1, STATE_ARMED = 2 };
+/* Messages to the siren. */
 enum { SIREN_CLASS = 1, SIREN_ON = 1 };
 
 static volatile sig_atomic_t told_to_end = 0;
@@ -21,6 +27,24 @@ static void end(int number) {
     (void)number;
     told_to_end = 1;
 }
+
+/* [message] */
+/* Runs on the bus session's own thread. */
+static void on_message(const OzuMqttMessage *message, void *user) {
+    (void)user;
+    if (message->messageClass != REQUEST_CLASS || message->payloadLength != 1) {
+        return;
+    }
+    unsigned int partition = *(const unsigned char *)message->payload;
+    if (partition >= OZUDB_PARTITIONS) {
+        ozulog_printf(50000, "request for partition %u refused", partition);
+        return;
+    }
+    int arm = message->command == SEC_CMD_ARM_PARTITION;
+    ozudb_getSharedMemory(0)->partitions[partition].partitionState = arm ? STATE_ARMED : STATE_DISARMED;
+    writeSecurityCmdToSystemLog((unsigned int)message->command, partition, message->senderLabel);
+}
+/* [end] */
 
 /* The first device whose contact is open and watched; 0 when there is none. */
 static int open_contact(void) {
@@ -36,14 +60,17 @@ static void raise_alarm(int device) {
     PanelSharedState *panel = ozudb_getSharedMemory(0);
     unsigned char payload = (unsigned char)device;
 
-    panel->partitions[PARTITION_FULL].partitionState = 0;
+    panel->partitions[PARTITION_FULL].partitionState = STATE_ALARM;
     ozulog_printf(40000, "ALARM: contact of device %d (%s) is open", device,
                   getDeviceTypeName((int)panel->devices[device].deviceType));
     writeSecurityEventToSystemLog(SEC_DETECTION_IMMEDIATE_EVENT, PARTITION_FULL, "RADIO");
-    if (ozumqttc_messagePublish("Process/SAFETY_SIREN", sizeof payload, "ALARM_CORE", SIREN_CLASS, SIREN_ON,
-                                &payload) != 0) {
-        ozulog_printf(70000, "the siren could not be told");
+    /* [publish] */
+    int code = ozumqttc_messagePublish("Process/SAFETY_SIREN", sizeof payload, "ALARM_CORE", SIREN_CLASS,
+                                       SIREN_ON, &payload);
+    if (code != 0) {
+        ozulog_printf(70000, "the siren was not told, code %d", code);
     }
+    /* [end] */
 }
 
 int main(void) {
@@ -51,11 +78,13 @@ int main(void) {
     signal(SIGINT, end);
 
     /* [start] */
-    int code = ozuutils_processInit("ALARM_CORE", NULL);
+    OzuMqttArg bus = {on_message, NULL};
+    int code = ozuutils_processInit("ALARM_CORE", &bus);
     if (code != 0) {
         fprintf(stderr, "alarm_core: start-up failed with code %d\n", code);
         return 1;
     }
+    ozumqttc_topicSubscribe("Process/ALARM_CORE");
     /* [end] */
     ozulog_printf(40000, "alarm core is up, arm type %d", (int)getCurArmType());
 

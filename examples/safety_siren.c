@@ -1,7 +1,8 @@
 /*
- * safety_siren: sounds while a safety event is young, and tells every process how long it still will.
+ * safety_siren: sounds while a safety event is young and tells every process how long it still will; also
+ * sounds when the alarm core says so.
  *
- * A panel process in C that publishes on the bus.
+ * A panel process in C that publishes on the bus and listens to it.
  */
 #include <mqttc.h>
 #include <ozulog.h>
@@ -10,7 +11,9 @@
 #include <unistd.h>
 #include <utils_ozu.h>
 
-/* Messages of this example to all processes: the payload is the number of seconds to go. */
+/* Messages to Process/SAFETY_SIREN: the payload is the device that raised the alarm. */
+enum { SIREN_CLASS = 1, SIREN_ON = 1 };
+/* Messages to all processes: the payload is the number of seconds to go. */
 enum { COUNTDOWN_CLASS = 1, COUNTDOWN = 2 };
 
 static volatile sig_atomic_t told_to_end = 0;
@@ -20,27 +23,34 @@ static void end(int number) {
     told_to_end = 1;
 }
 
+static void on_message(const OzuMqttMessage *message, void *user) {
+    (void)user;
+    if (message->messageClass == SIREN_CLASS && message->command == SIREN_ON && message->payloadLength == 1) {
+        ozulog_printf(40000, "siren sounds: alarm of device %u", *(const unsigned char *)message->payload);
+    }
+}
+
 static void tell(unsigned char seconds) {
-    ozulog_printf(40000, "siren %s, %u s to go", seconds != 0 ? "sounds" : "is silent", seconds);
-    /* [publish] */
+    ozulog_printf(40000, "safety siren %s, %u s to go", seconds != 0 ? "sounds" : "is silent", seconds);
     int code = ozumqttc_messagePublish("Process/ALL", sizeof seconds, "SAFETY_SIREN", COUNTDOWN_CLASS,
                                        COUNTDOWN, &seconds);
     if (code != 0) {
         ozulog_printf(70000, "countdown not sent, code %d", code);
     }
-    /* [end] */
 }
 
 int main(void) {
+    OzuMqttArg bus = {on_message, NULL};
     unsigned char before = 0;
 
     signal(SIGTERM, end);
     signal(SIGINT, end);
-    int code = ozuutils_processInit("SAFETY_SIREN", NULL);
+    int code = ozuutils_processInit("SAFETY_SIREN", &bus);
     if (code != 0) {
         fprintf(stderr, "safety_siren: start-up failed with code %d\n", code);
         return 1;
     }
+    ozumqttc_topicSubscribe("Process/SAFETY_SIREN");
     while (!told_to_end) {
         unsigned char seconds = ozuutils_isSafetySirenInProgress();
         if (seconds != before) {

@@ -3,23 +3,65 @@
 #include <utils_ozu/process.h>
 
 #include <unistd.h>
+#ifdef OZUCTL_REFERENCE_PLATFORM
+#include <ozu_platform_tools.h>
+#endif
 
 #include <cstdlib>
 
 namespace ozuctl {
 
-PanelSharedState &Context::state() {
-    PanelSharedState *record = ozudb_getSharedMemory(0);
-    if (record == nullptr) {
-        throw CommandError(kUnreachable, "the panel's shared record cannot be reached (see the line above).\n"
-                                         "Type 'ozuctl box run -- COMMAND' to work in a panel box, or set "
-                                         "OZU_PLATFORM_DIR to the platform's data folder.");
+namespace {
+
+[[noreturn]] void unreachable(const std::string &why) {
+    throw CommandError(kUnreachable,
+                       "the panel's shared record cannot be reached" + why +
+                           ".\nIs a panel process running? OZU_PLATFORM_DIR names the platform's data "
+                           "folder (default /var/lib/ozu);\n'ozuctl box shell' gives you a panel of "
+                           "your own.");
+}
+
+} // namespace
+
+#ifdef OZUCTL_REFERENCE_PLATFORM
+
+const PanelSharedState &Context::state() {
+    const PanelSharedState *record = nullptr;
+    std::string why;
+    if (ozu::platform::attachState(record, why) != 0) {
+        unreachable(": " + why);
     }
     return *record;
 }
 
+void Context::changeState(const std::function<void(PanelSharedState &)> &change) {
+    if (const int code = ozu::platform::updateState(change); code != 0) {
+        unreachable(std::string(": ") + ozu::platform::codeText(code) + " (code " + std::to_string(code) +
+                    ")");
+    }
+}
+
+#else
+
+const PanelSharedState &Context::state() {
+    const PanelSharedState *record = ozudb_getSharedMemory(0);
+    if (record == nullptr) {
+        unreachable("");
+    }
+    return *record;
+}
+
+void Context::changeState(const std::function<void(PanelSharedState &)> &change) {
+    PanelSharedState *record = ozudb_getSharedMemory(0);
+    if (record == nullptr) {
+        unreachable("");
+    }
+    change(*record);
+}
+
+#endif
+
 void Context::startPanelProcess(void *mqttArg) {
-    static_cast<void>(state());
     const std::string name = "ozuctl-" + std::to_string(getpid());
     if (const int code = ozuutils_processInit(name.c_str(), mqttArg); code != 0) {
         throw CommandError(kUnreachable, "cannot start as a panel process (code " + std::to_string(code) +

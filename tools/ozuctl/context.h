@@ -34,8 +34,11 @@ class Context {
     // The command line's command; set by the subcommand's callback, run by main.
     std::function<ExitCode()> command;
 
-    // The panel's shared record. Throws kUnreachable and says what to do when it is not there.
-    static PanelSharedState &state();
+    // The panel's shared record, for reading. Throws kUnreachable and says what to do when it is not there.
+    static const PanelSharedState &state();
+
+    // Changes the record the way the platform's own writers do, and makes it first if need be.
+    static void changeState(const std::function<void(PanelSharedState &)> &change);
 
     // Starts ozuctl as a panel process on the bus; needed by commands that publish or listen. The session is
     // named after ozuctl and its process id, so that several run side by side. Throws kUnreachable.

@@ -13,6 +13,7 @@ using namespace ozuctl;
 constexpr void (*kGroups[])(CLI::App &, Context &) = {
     registerStatus,
     registerState,
+    registerBus,
 #ifdef OZUCTL_REFERENCE_PLATFORM
     registerMonitor,
     registerProcesses,

@@ -11,6 +11,7 @@ namespace ozuctl {
 
 void registerBox(CLI::App &app, Context &context);
 void registerMonitor(CLI::App &app, Context &context);
+void registerBus(CLI::App &app, Context &context);
 void registerProcesses(CLI::App &app, Context &context);
 void registerSeverity(CLI::App &app, Context &context);
 void registerState(CLI::App &app, Context &context);

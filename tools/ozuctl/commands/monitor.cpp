@@ -117,23 +117,24 @@ std::optional<std::int64_t> millisecondsOf(const std::string &iso) {
     return std::int64_t{timegm(&parts)} * 1000 + fraction;
 }
 
-// "time letter process[pid] source function:line text"; a line that does not look so is passed on as it is.
+// "time level letter process[pid] source function:line text", with "- -" for a line without position. Any
+// other line is passed on as it is.
 Happening logHappening(const std::string &file, const std::string &line) {
-    static const std::regex shape(R"(^(\S+) ([A-Z]) (\S+)\[(\d+)\] (\S+) (\S+):(\d+) (.*)$)");
+    static const std::regex shape(R"(^(\S+) (\d+) ([A-Z]) (.+?)\[(\d+)\] (\S+) (?:-|(\S+):(\d+)) (.*)$)");
     std::smatch part;
     if (!std::regex_match(line, part, shape)) {
         return {nowMilliseconds(), {{"kind", "log"}, {"process", file}, {"text", line}}, "log    " + line};
     }
+    const bool placed = part[7].matched;
     Json record = {{"kind", "log"},
-                   {"process", part[3].str()},
-                   {"pid", std::stol(part[4])},
-                   {"level", part[2].str()},
-                   {"source", part[5].str()},
-                   {"function", part[6].str()},
-                   {"line", std::stol(part[7])},
-                   {"text", part[8].str()}};
-    std::string text =
-        "log    " + part[3].str() + " " + part[2].str() + " " + part[6].str() + ": " + part[8].str();
+                   {"process", part[4].str()},
+                   {"pid", std::stol(part[5])},
+                   {"level", coded(std::stol(part[2]), part[3])},
+                   {"source", placed ? Json(part[6]) : Json(nullptr)},
+                   {"function", placed ? Json(part[7]) : Json(nullptr)},
+                   {"line", placed ? Json(std::stol(part[8])) : Json(nullptr)},
+                   {"text", part[9].str()}};
+    std::string text = "log    " + part[4].str() + " " + part[3].str() + " " + part[9].str();
     return {millisecondsOf(part[1]).value_or(nowMilliseconds()), std::move(record), std::move(text)};
 }
 

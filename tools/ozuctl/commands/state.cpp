@@ -78,15 +78,16 @@ std::vector<Assignment> parseAssignments(const std::vector<std::string> &words) 
 
 ExitCode set(const Options &options) {
     const auto assignments = parseAssignments(options.paths);
-    PanelSharedState &state = Context::state();
-    // All values are tried on a copy first: either every field changes or none.
-    auto copy = std::make_unique<PanelSharedState>(state);
+    // All values are tried on a scratch record first: either every field changes or none.
+    auto scratch = std::make_unique<PanelSharedState>();
     for (const Assignment &assignment : assignments) {
-        assignment.field.write(*copy, assignment.text);
+        assignment.field.write(*scratch, assignment.text);
     }
-    for (const Assignment &assignment : assignments) {
-        assignment.field.write(state, assignment.text);
-    }
+    Context::changeState([&assignments](PanelSharedState &state) {
+        for (const Assignment &assignment : assignments) {
+            assignment.field.write(state, assignment.text);
+        }
+    });
     return kDone;
 }
 
