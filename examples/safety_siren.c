@@ -57,7 +57,7 @@ int main(void) {
             tell(seconds);
             before = seconds;
         }
-        usleep(200 * 1000);
+        usleep(500 * 1000);
     }
     return 0;
 }

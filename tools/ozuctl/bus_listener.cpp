@@ -3,6 +3,7 @@
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstdlib>
 
@@ -38,6 +39,15 @@ Json numberOrText(const Json &value) {
     return digits ? Json(std::stol(text)) : value;
 }
 
+// The payload again where it is nothing but printable text.
+std::string readable(const mosquitto_message &message) {
+    const std::string text(static_cast<const char *>(message.payload),
+                           static_cast<std::size_t>(message.payloadlen));
+    const bool plain =
+        text.size() > 1 && std::ranges::all_of(text, [](char c) { return c >= ' ' && c < 0x7F; });
+    return plain ? " " + text : "";
+}
+
 Happening messageHappening(const mosquitto_message &message, const mosquitto_property *properties) {
     const Json carried = propertiesOf(properties);
     const std::string payload = hexText(
@@ -54,7 +64,7 @@ Happening messageHappening(const mosquitto_message &message, const mosquitto_pro
     if (record["label"].is_number()) {
         record["label"] = carried["label"];
     }
-    text += " [" + payload + "]";
+    text += " [" + payload + "]" + readable(message);
     return {nowMilliseconds(), std::move(record), std::move(text)};
 }
 
@@ -83,8 +93,10 @@ struct BusListener::Session {
 
     static void onSubscribe(mosquitto *, void *object, int, int, const int *, const mosquitto_property *) {
         auto *session = static_cast<Session *>(object);
-        session->tellBroker(true);
         const std::lock_guard guard(session->lock);
+        if (session->subscribed) {
+            session->tellBroker(true); // back after a break
+        }
         session->subscribed = true;
         session->changed.notify_all();
     }

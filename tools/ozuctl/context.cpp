@@ -2,11 +2,14 @@
 
 #include <utils_ozu/process.h>
 
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 #ifdef OZUCTL_REFERENCE_PLATFORM
 #include <ozu_platform_tools.h>
 #endif
 
+#include <cstddef>
 #include <cstdlib>
 
 namespace ozuctl {
@@ -61,8 +64,31 @@ void Context::changeState(const std::function<void(PanelSharedState &)> &change)
 
 #endif
 
+namespace {
+
+// A name that no other ozuctl on this broker uses, out of a few, so that names do not pile up in the process
+// list and the log folder. A socket without a file holds it; the kernel gives it back when the process ends.
+std::string freeProcessName() {
+    constexpr int kNames = 100;
+    for (int number = 1; number <= kNames; ++number) {
+        std::string name = "OZUCTL_" + std::to_string(number);
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        name.copy(address.sun_path + 1, sizeof address.sun_path - 1);
+        const int holder = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+        if (holder >= 0 && bind(holder, reinterpret_cast<const sockaddr *>(&address), length) == 0) {
+            return name; // the socket stays open as long as the process
+        }
+        close(holder);
+    }
+    throw CommandError(kUnreachable, "too many ozuctl run at the same time");
+}
+
+} // namespace
+
 void Context::startPanelProcess(void *mqttArg) {
-    const std::string name = "ozuctl-" + std::to_string(getpid());
+    const std::string name = freeProcessName();
     if (const int code = ozuutils_processInit(name.c_str(), mqttArg); code != 0) {
         throw CommandError(kUnreachable, "cannot start as a panel process (code " + std::to_string(code) +
                                              "): is the broker running on 127.0.0.1:1883?\n"

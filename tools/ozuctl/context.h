@@ -40,8 +40,8 @@ class Context {
     // Changes the record the way the platform's own writers do, and makes it first if need be.
     static void changeState(const std::function<void(PanelSharedState &)> &change);
 
-    // Starts ozuctl as a panel process on the bus; needed by commands that publish or listen. The session is
-    // named after ozuctl and its process id, so that several run side by side. Throws kUnreachable.
+    // Starts ozuctl as a panel process on the bus; needed by commands that publish or listen. The session's
+    // name is OZUCTL_1, or a higher number while others run. Throws kUnreachable.
     static void startPanelProcess(void *mqttArg = nullptr);
 
     // In a panel box, where changing the machine changes nothing but the box.

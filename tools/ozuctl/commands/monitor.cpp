@@ -220,7 +220,7 @@ ExitCode monitor(const Context &context, const Options &options) {
 
     state.look();
     const Json snapshot = {
-        {"kind", "snapshot"}, {"processes", processList()}, {"fields", state.snapshot()["fields"]}};
+        {"kind", "snapshot"}, {"processes", runningProcesses()}, {"fields", state.snapshot()["fields"]}};
     show(context, {nowMilliseconds(), snapshot, snapshotText(snapshot)});
 
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(options.seconds);
