@@ -8,6 +8,8 @@
 extern "C" {
 #endif
 
+#pragma GCC visibility push(default)
+
 /**
  * Reports an event of a device.
  * @param deviceIndex  index into PanelSharedState.devices
@@ -21,6 +23,8 @@ extern "C" {
  */
 int MESSENGER_SendTBBEvent(int deviceIndex, int deviceType, int eventClass, int eventCode, int partition,
                            int input, int user);
+
+#pragma GCC visibility pop
 
 #ifdef __cplusplus
 }

@@ -10,12 +10,36 @@
 extern "C" {
 #endif
 
+#pragma GCC visibility push(default)
+
+/** One message as it arrived. Everything in it is valid during the callback only. */
+typedef struct OzuMqttMessage {
+    const char *topic;
+    const char *senderLabel; /**< empty when the sender gave none */
+    int messageClass;
+    int command;
+    unsigned int payloadLength; /**< bytes */
+    const void *payload;        /**< null when payloadLength is 0 */
+} OzuMqttMessage;
+
+/**
+ * What mqttArg points to, for implementations that deliver messages to a function of the process (the
+ * reference platform does). It is copied by mqttc_connect().
+ */
+typedef struct OzuMqttArg {
+    /** Called for each message on the session's own thread, one at a time. It may publish and subscribe (a
+        subscription made here returns at once); it must not connect, disconnect or block for long. Null:
+       none. */
+    void (*onMessage)(const OzuMqttMessage *message, void *user);
+    void *user; /**< handed to onMessage */
+} OzuMqttArg;
+
 /**
  * Opens the process's session.
  * @param host        address of the broker
  * @param port        its TCP port
  * @param clientName  name of the session, unique on the broker
- * @param mqttArg     the implementation's own argument
+ * @param mqttArg     the implementation's own argument: null, or a pointer to an OzuMqttArg
  */
 int mqttc_connect(const char *host, int port, const char *clientName, void *mqttArg);
 
@@ -36,6 +60,8 @@ int ozumqttc_topicSubscribe(const char *topic);
  */
 int ozumqttc_messagePublish(const char *topic, unsigned int payloadLength, const char *senderLabel,
                             int messageClass, int command, const void *payload);
+
+#pragma GCC visibility pop
 
 #ifdef __cplusplus
 }

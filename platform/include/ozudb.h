@@ -15,6 +15,8 @@
 extern "C" {
 #endif
 
+#pragma GCC visibility push(default)
+
 /** Numbers of records in PanelSharedState. */
 #define OZUDB_PARTITIONS 8
 #define OZUDB_DEVICES 206 /* index 0 is not used */
@@ -219,6 +221,8 @@ int ozudb_ModifyBypassExpiry(int zoneIndex, int bypassed, int expiry);
 int ozudb_isTagReader(int deviceIndex);
 int ozudb_isRfInput(int deviceIndex);
 int ozudb_isRfDetector(int deviceIndex);
+
+#pragma GCC visibility pop
 
 #ifdef __cplusplus
 }

@@ -13,6 +13,8 @@
 extern "C" {
 #endif
 
+#pragma GCC visibility push(default)
+
 /** Opens the process's log. Lines written before go to standard error. */
 int ozulog_init(const char *processName);
 
@@ -25,6 +27,8 @@ int ozulog_printf_extend(int level, const char *format, const char *sourceFile, 
 
 /** Writes one line that is sent to the remote side, too. */
 int ozulog_printf_mqtt_transmission(int level, const char *format, ...) __attribute__((format(printf, 2, 3)));
+
+#pragma GCC visibility pop
 
 #ifdef __cplusplus
 }

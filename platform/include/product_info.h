@@ -8,8 +8,12 @@
 extern "C" {
 #endif
 
+#pragma GCC visibility push(default)
+
 /** Returns the code of the product variant this process runs on. */
 int getProductCodename(void);
+
+#pragma GCC visibility pop
 
 #ifdef __cplusplus
 }

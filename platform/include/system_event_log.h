@@ -8,11 +8,15 @@
 extern "C" {
 #endif
 
+#pragma GCC visibility push(default)
+
 /** Appends one line. @return 0, or the implementation's code */
 int LOG_system_event(int category, const char *text);
 
 /** Appends one line unless lines of this category and subtype come too fast. @return as above */
 int limited_log_system_event(int category, int subtype, const char *text);
+
+#pragma GCC visibility pop
 
 #ifdef __cplusplus
 }

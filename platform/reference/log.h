@@ -1,0 +1,13 @@
+// What the other parts of the platform need of the log.
+#pragma once
+
+#include <string>
+
+namespace ozu::platform {
+
+// Name under which this process logs; the program's name before ozulog_init.
+std::string loggingName();
+// Back to the state before ozulog_init, for tests.
+void forgetLog() noexcept;
+
+} // namespace ozu::platform

@@ -1,0 +1,130 @@
+// The process's session with the broker.
+//
+// One thread of the session owns the connection and makes every call of the MQTT library; publishers and
+// subscribers hand it their wishes. It reconnects by itself, subscribes again, and sends again what the
+// broker has not acknowledged.
+#pragma once
+
+#include <mqttc.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+struct mosquitto;
+struct mosquitto_message;
+struct mqtt5__property;
+
+namespace ozu::platform {
+
+class InFlightPlace;
+
+struct BusMessage {
+    std::string topic;
+    std::string label;
+    int messageClass = 0;
+    int command = 0;
+    std::vector<unsigned char> payload;
+};
+
+// Names of the user properties that carry what is not payload.
+inline constexpr const char *kLabelProperty = "label";
+inline constexpr const char *kClassProperty = "class";
+inline constexpr const char *kCommandProperty = "command";
+
+// A message is accepted while the ones that wait for their acknowledgement stay within both bounds.
+inline constexpr std::size_t kMostMessages = 1000;
+inline constexpr std::size_t kMostBytes = std::size_t{4} << 20;
+// How long a caller waits: for the session, for the answer to a subscription, for the last acknowledgements.
+inline constexpr std::chrono::milliseconds kConnectTimeout{5000};
+inline constexpr std::chrono::milliseconds kSubscribeTimeout{5000};
+inline constexpr std::chrono::milliseconds kDrainTimeout{3000};
+
+class MqttSession : public std::enable_shared_from_this<MqttSession> {
+  public:
+    MqttSession(std::string host, int port, std::string name, const OzuMqttArg *arg);
+    ~MqttSession();
+    MqttSession(const MqttSession &) = delete;
+    MqttSession &operator=(const MqttSession &) = delete;
+
+    // Starts the thread and waits until the broker has accepted the session. @return 0 or a Code
+    int start();
+    // Waits for outstanding acknowledgements, leaves the broker, ends the thread.
+    void stop();
+    int subscribe(const std::string &topic);
+    int publish(BusMessage message);
+
+  private:
+    struct Callbacks; // of the MQTT library
+
+    enum class Phase { Starting, Connected, Lost, Ended };
+    struct Subscription {
+        int result = 0;
+        bool answered = false;
+    };
+
+    // On the session's thread.
+    void run() noexcept;
+    void serve();
+    int connectOnce();
+    void serveConnection();
+    void waitBeforeRetry();
+    void pump();
+    void sendSubscriptions();
+    bool readyToLeave();
+    void leave();
+    bool waitForSocket(int timeoutMs);
+    void onConnect(int reason);
+    void onDisconnect(int reason);
+    void onAcknowledged(int mid, int reason);
+    void onSubscribed(int mid, int reason);
+    void onMessage(const mosquitto_message &message, const mqtt5__property *properties);
+
+    // On any thread.
+    void wake() noexcept;
+    void setPhase(Phase phase, int result);
+    void updateCount(); // with mutex_ held
+    [[nodiscard]] bool onOwnThread() const noexcept;
+
+    const std::string host_;
+    const int port_;
+    const std::string name_;
+    OzuMqttArg arg_{};
+
+    int wakeUp_ = -1; // event descriptor
+    mosquitto *client_ = nullptr;
+    pthread_t thread_{};
+
+    std::mutex mutex_; // of everything up to the next comment
+    std::condition_variable changed_;
+    Phase phase_ = Phase::Starting;
+    int startResult_ = 0;
+    bool stopping_ = false;
+    bool takenOver_ = false;
+    std::chrono::steady_clock::time_point stopBy_;
+    std::deque<BusMessage> waiting_;
+    std::size_t unacknowledged_ = 0; // waiting_ and sent_
+    std::size_t unacknowledgedBytes_ = 0;
+    std::vector<std::string> topics_; // granted or asked for
+    std::deque<std::string> newTopics_;
+    std::map<std::string, Subscription> asked_;
+    InFlightPlace *place_ = nullptr;
+
+    // Of the session's thread alone.
+    std::map<int, std::size_t> sent_; // size by message number, not acknowledged
+    std::map<int, std::string> subscribing_;
+    bool accepted_ = false; // the broker has answered CONNECT with success
+    int refusal_ = 0;
+    unsigned failures_ = 0; // since the last success
+};
+
+// Publishes on this process's session, if it has one. @return 0 or a Code
+int publishOnSession(BusMessage message);
+
+} // namespace ozu::platform

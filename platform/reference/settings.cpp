@@ -1,0 +1,446 @@
+#include "settings.h"
+
+#include "data_folder.h"
+#include "database_file.h"
+#include "severity.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <memory>
+#include <mutex>
+
+namespace ozu::platform {
+
+namespace {
+
+constexpr const char *kDatabaseName = "/ozu.db";
+constexpr int kSchemaVersion = 1;
+constexpr int kKeptEvents = 10000;
+// Limited event lines: so many of one category and subtype within the window, the others are counted.
+constexpr int kLinesPerWindow = 5;
+constexpr std::int64_t kWindowMs = 60000;
+constexpr std::size_t kLongestEvent = 1024;
+
+constexpr const char *kSchema = R"sql(
+CREATE TABLE severities (process TEXT PRIMARY KEY, severity TEXT NOT NULL) WITHOUT ROWID;
+CREATE TABLE processes (process TEXT PRIMARY KEY, severity TEXT NOT NULL, pid INTEGER NOT NULL,
+                        since_ms INTEGER NOT NULL) WITHOUT ROWID;
+CREATE TABLE reboot (id INTEGER PRIMARY KEY CHECK (id = 1), next_reason INTEGER, last_reason INTEGER);
+CREATE TABLE modem_statistics (modem INTEGER PRIMARY KEY CHECK (modem IN (0, 1)),
+    c1 INTEGER NOT NULL, c2 INTEGER NOT NULL, c3 INTEGER NOT NULL, c4 INTEGER NOT NULL,
+    c5 INTEGER NOT NULL, c6 INTEGER NOT NULL, c7 INTEGER NOT NULL, c8 INTEGER NOT NULL);
+CREATE TABLE bypass (zone INTEGER PRIMARY KEY CHECK (zone BETWEEN 0 AND 255), bypassed INTEGER NOT NULL,
+                     expiry INTEGER NOT NULL);
+CREATE TABLE system_events (id INTEGER PRIMARY KEY AUTOINCREMENT, time_ms INTEGER NOT NULL,
+    category INTEGER NOT NULL, subtype INTEGER, process TEXT NOT NULL, pid INTEGER NOT NULL,
+    text TEXT NOT NULL, suppressed INTEGER NOT NULL);
+CREATE TABLE event_limits (category INTEGER NOT NULL, subtype INTEGER NOT NULL, window_ms INTEGER NOT NULL,
+    lines INTEGER NOT NULL, suppressed INTEGER NOT NULL, PRIMARY KEY (category, subtype)) WITHOUT ROWID;
+CREATE TABLE settings (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
+INSERT INTO severities VALUES ('*', 'INFO');
+INSERT INTO reboot VALUES (1, NULL, NULL);
+)sql";
+
+std::recursive_mutex databaseMutex;
+DatabaseFile *database = nullptr;
+pid_t databaseOwner = 0;
+
+std::int64_t nowMs() {
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+}
+
+void makeSchema(DatabaseFile &file) {
+    if (file.number("PRAGMA user_version") == kSchemaVersion) {
+        return;
+    }
+    Transaction transaction(file);
+    const std::int64_t version = file.number("PRAGMA user_version");
+    if (version > kSchemaVersion) {
+        throw Error(kWrongVersion, "the database was written by a newer release (version " +
+                                       std::to_string(version) + "): run that release, or restore a copy");
+    }
+    if (version == 0) {
+        file.run(kSchema);
+        file.run("PRAGMA user_version=1");
+    }
+    transaction.commit();
+}
+
+// The open connection; the caller holds databaseMutex.
+DatabaseFile &connection() {
+    if (database != nullptr && databaseOwner != getpid()) {
+        database->abandon(); // inherited over a fork; SQLite connections must not cross one
+        delete database;
+        database = nullptr;
+    }
+    if (database == nullptr) {
+        const std::string folder = folderPath();
+        const FolderLock lock(folder);
+        auto file = std::make_unique<DatabaseFile>(folder + kDatabaseName);
+        makeSchema(*file);
+        database = file.release();
+        databaseOwner = getpid();
+    }
+    return *database;
+}
+
+// Runs one operation. After a failure that may be the file's own fault the next one opens it anew.
+template <class Operation>
+auto withDatabase(Operation operation) {
+    const std::lock_guard guard(databaseMutex);
+    try {
+        return operation(connection());
+    } catch (const Error &error) {
+        if (error.code() != kBusy && error.code() != kNotFound && error.code() != kDiskFull) {
+            delete database;
+            database = nullptr;
+        }
+        throw;
+    }
+}
+
+template <class Operation>
+auto inTransaction(Operation operation) {
+    return withDatabase([&](DatabaseFile &file) {
+        Transaction transaction(file);
+        if constexpr (std::is_void_v<decltype(operation(file))>) {
+            operation(file);
+            transaction.commit();
+        } else {
+            auto result = operation(file);
+            transaction.commit();
+            return result;
+        }
+    });
+}
+
+std::optional<std::string> firstText(DatabaseFile &file, const char *sql, const std::string &key) {
+    auto query = file.prepare(sql);
+    query.bind(key);
+    return query.step() ? std::optional(query.text(0)) : std::nullopt;
+}
+
+std::optional<std::string> configured(DatabaseFile &file, const std::string &process) {
+    if (auto own = firstText(file, "SELECT severity FROM severities WHERE process = ?", process)) {
+        return own;
+    }
+    return firstText(file, "SELECT severity FROM severities WHERE process = ?", kAnyProcess);
+}
+
+void insertEvent(DatabaseFile &file, int category, const std::optional<int> &subtype, const std::string &text,
+                 int suppressed) {
+    file.prepare("INSERT INTO system_events (time_ms, category, subtype, process, pid, text, suppressed) "
+                 "VALUES (?, ?, ?, ?, ?, ?, ?)")
+        .bind(nowMs())
+        .bind(category)
+        .bind(subtype)
+        .bind(std::string_view(program_invocation_short_name))
+        .bind(getpid())
+        .bind(text.substr(0, kLongestEvent))
+        .bind(suppressed)
+        .step();
+    file.prepare("DELETE FROM system_events WHERE id <= (SELECT max(id) FROM system_events) - ?")
+        .bind(kKeptEvents)
+        .step();
+}
+
+void writeBypass(DatabaseFile &file, const LastingBypass &row) {
+    file.prepare("INSERT OR REPLACE INTO bypass VALUES (?, ?, ?)")
+        .bind(row.zone)
+        .bind(row.bypassed)
+        .bind(std::int64_t{row.expiry})
+        .step();
+}
+
+void writeStatistics(DatabaseFile &file, const LastingStatistics &row) {
+    auto insert = file.prepare("INSERT OR REPLACE INTO modem_statistics VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    insert.bind(row.modem);
+    for (const std::uint16_t counter : row.counter) {
+        insert.bind(int{counter});
+    }
+    insert.step();
+}
+
+// A fork must not catch the database in the middle of an operation.
+[[maybe_unused]] const int forkHandlers = pthread_atfork(
+    [] { databaseMutex.lock(); }, [] { databaseMutex.unlock(); }, [] { databaseMutex.unlock(); });
+
+} // namespace
+
+SettingsLock::SettingsLock() {
+    databaseMutex.lock();
+}
+
+SettingsLock::~SettingsLock() {
+    databaseMutex.unlock();
+}
+
+void openSettings() {
+    withDatabase([](DatabaseFile &) {});
+}
+
+void forgetSettings() noexcept {
+    const std::lock_guard guard(databaseMutex);
+    delete database;
+    database = nullptr;
+}
+
+std::optional<std::string> configuredSeverity(const std::string &process) {
+    return withDatabase([&](DatabaseFile &file) { return configured(file, process); });
+}
+
+std::optional<std::string> effectiveSeverity(const std::string &process) {
+    return withDatabase([&](DatabaseFile &file) {
+        auto registered = firstText(file, "SELECT severity FROM processes WHERE process = ?", process);
+        return registered ? registered : configured(file, process);
+    });
+}
+
+void registerProcess(const std::string &process, const std::string &severity, int pid) {
+    inTransaction([&](DatabaseFile &file) {
+        file.prepare("INSERT OR REPLACE INTO processes VALUES (?, ?, ?, ?)")
+            .bind(process)
+            .bind(severity)
+            .bind(pid)
+            .bind(nowMs())
+            .step();
+    });
+}
+
+std::vector<ProcessSeverity> allSeverities() {
+    return withDatabase([](DatabaseFile &file) {
+        std::vector<ProcessSeverity> rows;
+        auto query = file.prepare("SELECT process, severity FROM severities ORDER BY process");
+        while (query.step()) {
+            rows.push_back({query.text(0), query.text(1)});
+        }
+        return rows;
+    });
+}
+
+void storeSeverity(const std::string &process, const std::string &severity) {
+    inTransaction([&](DatabaseFile &file) {
+        file.prepare("INSERT OR REPLACE INTO severities VALUES (?, ?)").bind(process).bind(severity).step();
+        // Running processes follow: the named one, or with "*" all that have no row of their own.
+        if (process == kAnyProcess) {
+            file.prepare(
+                    "UPDATE processes SET severity = ? WHERE process NOT IN (SELECT process FROM severities)")
+                .bind(severity)
+                .step();
+        } else {
+            file.prepare("UPDATE processes SET severity = ? WHERE process = ?")
+                .bind(severity)
+                .bind(process)
+                .step();
+        }
+    });
+}
+
+bool dropSeverity(const std::string &process) {
+    return inTransaction([&](DatabaseFile &file) {
+        file.prepare("DELETE FROM severities WHERE process = ?").bind(process).step();
+        const bool existed = file.changes() > 0;
+        const auto general = configured(file, process);
+        if (existed && general) {
+            file.prepare("UPDATE processes SET severity = ? WHERE process = ?")
+                .bind(*general)
+                .bind(process)
+                .step();
+        }
+        return existed;
+    });
+}
+
+std::vector<LoggedProcess> allProcesses() {
+    return withDatabase([](DatabaseFile &file) {
+        std::vector<LoggedProcess> rows;
+        auto query = file.prepare("SELECT process, severity, pid, since_ms FROM processes ORDER BY process");
+        while (query.step()) {
+            const int pid = query.integer(2);
+            rows.push_back(
+                {query.text(0), query.text(1), pid, query.number(3), pid > 0 && kill(pid, 0) == 0});
+        }
+        return rows;
+    });
+}
+
+void storeRebootReason(int reason) {
+    inTransaction([&](DatabaseFile &file) {
+        file.prepare("INSERT INTO reboot (id, next_reason) VALUES (1, ?) "
+                     "ON CONFLICT (id) DO UPDATE SET next_reason = excluded.next_reason")
+            .bind(reason)
+            .step();
+    });
+}
+
+std::pair<std::optional<int>, std::optional<int>> rebootReasons() {
+    return withDatabase([](DatabaseFile &file) {
+        std::pair<std::optional<int>, std::optional<int>> reasons;
+        auto query = file.prepare("SELECT next_reason, last_reason FROM reboot");
+        if (query.step()) {
+            reasons.first = query.isNull(0) ? std::nullopt : std::optional(query.integer(0));
+            reasons.second = query.isNull(1) ? std::nullopt : std::optional(query.integer(1));
+        }
+        return reasons;
+    });
+}
+
+void beginBoot() {
+    inTransaction([](DatabaseFile &file) {
+        file.run("UPDATE reboot SET last_reason = next_reason, next_reason = NULL");
+    });
+}
+
+LastingState readLastingState() {
+    return withDatabase([](DatabaseFile &file) {
+        LastingState lasting;
+        auto bypass = file.prepare("SELECT zone, bypassed, expiry FROM bypass");
+        while (bypass.step()) {
+            lasting.bypass.push_back(
+                {bypass.integer(0), bypass.integer(1), static_cast<std::uint32_t>(bypass.number(2))});
+        }
+        auto statistics = file.prepare("SELECT modem, c1, c2, c3, c4, c5, c6, c7, c8 FROM modem_statistics");
+        while (statistics.step()) {
+            auto &row = lasting.statistics.emplace_back();
+            row.modem = statistics.integer(0);
+            for (int i = 0; i < OZUDB_MODEM_COUNTERS; ++i) {
+                row.counter[static_cast<std::size_t>(i)] =
+                    static_cast<std::uint16_t>(statistics.number(i + 1));
+            }
+        }
+        auto reboot = file.prepare("SELECT last_reason FROM reboot WHERE last_reason IS NOT NULL");
+        if (reboot.step()) {
+            lasting.rebootReason = reboot.integer(0);
+        }
+        return lasting;
+    });
+}
+
+void applyLastingState(const LastingState &lasting, PanelSharedState &state) {
+    for (const auto &row : lasting.bypass) {
+        if (row.zone >= 0 && row.zone < OZUDB_ZONES) {
+            auto &bypass = state.zones[row.zone].bypass[0];
+            bypass.bypassed = static_cast<std::uint8_t>(row.bypassed);
+            bypass.bypassExpiry = row.expiry;
+        }
+    }
+    for (const auto &row : lasting.statistics) {
+        if (row.modem == 0 || row.modem == 1) {
+            auto &record = state.modemStatistics[statisticsPosition(row.modem)];
+            std::memcpy(record.counter, row.counter.data(), sizeof(record.counter));
+        }
+    }
+}
+
+void storeBypass(const std::vector<LastingBypass> &rows) {
+    storeLasting({rows, {}, {}});
+}
+
+void storeStatistics(const std::vector<LastingStatistics> &rows) {
+    storeLasting({{}, rows, {}});
+}
+
+void storeLasting(const LastingState &rows) {
+    inTransaction([&](DatabaseFile &file) {
+        for (const auto &row : rows.bypass) {
+            writeBypass(file, row);
+        }
+        for (const auto &row : rows.statistics) {
+            writeStatistics(file, row);
+        }
+    });
+}
+
+void appendEvent(int category, const std::string &text) {
+    inTransaction([&](DatabaseFile &file) { insertEvent(file, category, std::nullopt, text, 0); });
+}
+
+bool appendLimitedEvent(int category, int subtype, const std::string &text) {
+    return inTransaction([&](DatabaseFile &file) {
+        const std::int64_t now = nowMs();
+        std::int64_t windowStart = now;
+        int lines = 0;
+        int suppressed = 0;
+        auto query = file.prepare(
+            "SELECT window_ms, lines, suppressed FROM event_limits WHERE category = ? AND subtype = ?");
+        query.bind(category).bind(subtype);
+        if (query.step()) {
+            const std::int64_t start = query.number(0);
+            suppressed = query.integer(2);
+            // A clock that was set back begins a new window.
+            if (now >= start && now - start < kWindowMs) {
+                windowStart = start;
+                lines = query.integer(1);
+            }
+        }
+        const bool written = lines < kLinesPerWindow;
+        if (written) {
+            insertEvent(file, category, subtype, text, suppressed);
+        }
+        file.prepare("INSERT OR REPLACE INTO event_limits VALUES (?, ?, ?, ?, ?)")
+            .bind(category)
+            .bind(subtype)
+            .bind(windowStart)
+            .bind(written ? lines + 1 : lines)
+            .bind(written ? 0 : suppressed + 1)
+            .step();
+        return written;
+    });
+}
+
+std::vector<SystemEvent> eventsAfter(std::int64_t id, int limit) {
+    return withDatabase([&](DatabaseFile &file) {
+        std::vector<SystemEvent> rows;
+        auto query = file.prepare("SELECT id, time_ms, category, subtype, pid, process, text, suppressed "
+                                  "FROM system_events WHERE id > ? ORDER BY id LIMIT ?");
+        query.bind(id).bind(limit);
+        while (query.step()) {
+            rows.push_back({query.number(0), query.number(1), query.integer(2),
+                            query.isNull(3) ? std::nullopt : std::optional(query.integer(3)),
+                            query.integer(4), query.text(5), query.text(6), query.integer(7)});
+        }
+        return rows;
+    });
+}
+
+std::optional<std::string> setting(const std::string &name) {
+    return withDatabase([&](DatabaseFile &file) {
+        return firstText(file, "SELECT value FROM settings WHERE name = ?", name);
+    });
+}
+
+int numericSetting(const std::string &name, int lowest, int highest, int otherwise) {
+    const auto text = setting(name);
+    if (!text) {
+        return otherwise;
+    }
+    int value = 0;
+    const char *end = text->data() + text->size();
+    const auto [stop, error] = std::from_chars(text->data(), end, value);
+    return error == std::errc() && stop == end && value >= lowest && value <= highest ? value : otherwise;
+}
+
+std::vector<Setting> allSettings() {
+    return withDatabase([](DatabaseFile &file) {
+        std::vector<Setting> rows;
+        auto query = file.prepare("SELECT name, value FROM settings ORDER BY name");
+        while (query.step()) {
+            rows.push_back({query.text(0), query.text(1)});
+        }
+        return rows;
+    });
+}
+
+void storeSetting(const std::string &name, const std::string &value) {
+    inTransaction([&](DatabaseFile &file) {
+        file.prepare("INSERT OR REPLACE INTO settings VALUES (?, ?)").bind(name).bind(value).step();
+    });
+}
+
+} // namespace ozu::platform

@@ -1,0 +1,334 @@
+#include "shared_segment.h"
+
+#include "data_folder.h"
+#include "errors.h"
+#include "settings.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <mutex>
+
+namespace ozu::platform {
+
+namespace {
+
+constexpr const char *kSharedFolder = "/dev/shm/";
+constexpr const char *kNamePrefix = "ozu-v";
+constexpr int kLockSeconds = 10;
+constexpr std::uint16_t kDefaultEntryDelay = 30;
+
+std::mutex attachMutex;
+std::atomic<Segment *> attached{nullptr};
+
+std::string advice(const std::string &path) {
+    return "stop all panel processes, remove " + path + " and start processes of one release";
+}
+
+[[noreturn]] void refuse(const std::string &path, const std::string &what) {
+    throw Error(kNoSharedRecord, "shared segment " + path + " " + what + ": " + advice(path));
+}
+
+// Another layout's segment of the same folder means that processes of two releases would not see each other.
+void refuseOtherLayouts(const std::string &identity) {
+    const std::unique_ptr<DIR, int (*)(DIR *)> folder(opendir(kSharedFolder), closedir);
+    if (!folder) {
+        return;
+    }
+    const std::string own = segmentPath(identity);
+    while (const dirent *entry = readdir(folder.get())) {
+        const std::string name = entry->d_name;
+        const std::string path = kSharedFolder + name;
+        const std::string tail = "-" + identity;
+        if (name.starts_with(kNamePrefix) && name.ends_with(tail) && path != own) {
+            const std::size_t from = std::strlen(kNamePrefix);
+            refuse(path, "has layout version " + name.substr(from, name.size() - tail.size() - from) +
+                             ", this process needs version " + std::to_string(kLayoutVersion));
+        }
+    }
+}
+
+// What of a segment can be told before it is mapped.
+void checkFile(int fd, const std::string &path, const std::string &folder) {
+    struct stat found {};
+    struct stat home {};
+    if (fstat(fd, &found) != 0 || stat(folder.c_str(), &home) != 0) {
+        throw Error(codeOfErrno(errno), path + ": " + std::strerror(errno));
+    }
+    if (!S_ISREG(found.st_mode)) {
+        refuse(path, "is not a regular file");
+    }
+    if (found.st_uid != home.st_uid && found.st_uid != geteuid() && found.st_uid != 0) {
+        refuse(path, "belongs to user " + std::to_string(found.st_uid));
+    }
+    SegmentHeader *header = nullptr;
+    constexpr std::size_t kFixedPart = offsetof(SegmentHeader, stateSize);
+    alignas(SegmentHeader) std::array<unsigned char, kFixedPart> bytes{};
+    if (pread(fd, bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+        refuse(path, "is too short");
+    }
+    header = reinterpret_cast<SegmentHeader *>(bytes.data());
+    if (header->magic != kSegmentMagic) {
+        refuse(path, "does not begin with the mark of a shared record");
+    }
+    if (header->layoutVersion != kLayoutVersion) {
+        refuse(path, "has layout version " + std::to_string(header->layoutVersion) +
+                         ", this process needs version " + std::to_string(kLayoutVersion));
+    }
+    if (header->segmentSize != sizeof(Segment) || found.st_size != static_cast<off_t>(sizeof(Segment))) {
+        refuse(path, "has " + std::to_string(found.st_size) + " bytes and says " +
+                         std::to_string(header->segmentSize) + ", this process needs " +
+                         std::to_string(sizeof(Segment)));
+    }
+}
+
+void checkHeader(const SegmentHeader &header, const std::string &path) {
+    if (header.stateSize != sizeof(PanelSharedState) || header.stateOffset != offsetof(Segment, state)) {
+        refuse(path, "holds a record of " + std::to_string(header.stateSize) + " bytes, this process needs " +
+                         std::to_string(sizeof(PanelSharedState)));
+    }
+    if (header.pointerBits != 8 * sizeof(void *)) {
+        refuse(path, "was made by a " + std::to_string(header.pointerBits) + "-bit process, this one has " +
+                         std::to_string(8 * sizeof(void *)) + " bits");
+    }
+}
+
+Segment *mapSegment(int fd, const std::string &path, int protection) {
+    void *address = mmap(nullptr, sizeof(Segment), protection, MAP_SHARED, fd, 0);
+    if (address == MAP_FAILED) {
+        throw Error(codeOfErrno(errno), path + ": " + std::strerror(errno));
+    }
+    return static_cast<Segment *>(address);
+}
+
+void initialise(SharedMutex &shared) {
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+    pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+    const int error = pthread_mutex_init(&shared.mutex, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+    if (error != 0) {
+        throw Error(kInternal, std::string("mutex of the shared segment: ") + std::strerror(error));
+    }
+}
+
+// A panel that nobody has told anything yet.
+void fillFresh(PanelSharedState &state) {
+    constexpr std::uint32_t kDisarmed = 1;
+    for (auto &partition : state.partitions) {
+        partition.partitionState = kDisarmed;
+    }
+    for (auto &zone : state.zones) {
+        zone.firstInputEnabled = 1;
+        zone.bypass[0].bypassExpiry = OZUDB_BYPASS_FOREVER;
+        zone.bypass[1].bypassExpiry = OZUDB_BYPASS_FOREVER;
+    }
+    for (auto &input : state.rfInputs) {
+        input.enabled = 1;
+    }
+    state.au1tEntryDelayFull = kDefaultEntryDelay;
+    state.au1tEntryDelayShort = kDefaultEntryDelay;
+}
+
+void fill(Segment &segment) {
+    auto &header = segment.header;
+    header.magic = kSegmentMagic;
+    header.layoutVersion = kLayoutVersion;
+    header.segmentSize = sizeof(Segment);
+    header.stateSize = sizeof(PanelSharedState);
+    header.stateOffset = offsetof(Segment, state);
+    header.pointerBits = 8 * sizeof(void *);
+    initialise(header.writers);
+    for (auto &slot : header.inFlight) {
+        initialise(slot.owner);
+    }
+    fillFresh(segment.state);
+    beginBoot();
+    const LastingState lasting = readLastingState();
+    applyLastingState(lasting, segment.state);
+    header.hasBootReason = lasting.rebootReason ? 1 : 0;
+    header.bootReason = lasting.rebootReason.value_or(0);
+    header.ready.store(1, std::memory_order_release);
+}
+
+// Makes the segment under a name of its own and moves it into place, so that no process sees a half-made one.
+Segment *create(const std::string &path, const std::string &folder) {
+    const std::string draft = path + ".new";
+    unlink(draft.c_str());
+    const Descriptor file(open(draft.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0660));
+    if (!file) {
+        throw Error(codeOfErrno(errno), draft + ": " + std::strerror(errno));
+    }
+    struct stat home {};
+    // Room is reserved now: a full /dev/shm must be an error here, not a SIGBUS later.
+    int error = posix_fallocate(file.get(), 0, sizeof(Segment));
+    if (error == 0 && (fchmod(file.get(), 0660) != 0 || stat(folder.c_str(), &home) != 0 ||
+                       (geteuid() == 0 && fchown(file.get(), home.st_uid, home.st_gid) != 0))) {
+        error = errno;
+    }
+    if (error != 0) {
+        unlink(draft.c_str());
+        throw Error(codeOfErrno(error), draft + ": " + std::strerror(error));
+    }
+    Segment *segment = mapSegment(file.get(), draft, PROT_READ | PROT_WRITE);
+    try {
+        fill(*segment);
+        if (rename(draft.c_str(), path.c_str()) != 0) {
+            throw Error(codeOfErrno(errno), path + ": " + std::strerror(errno));
+        }
+    } catch (...) {
+        munmap(segment, sizeof(Segment));
+        unlink(draft.c_str());
+        throw;
+    }
+    return segment;
+}
+
+Segment *attach() {
+    const std::string folder = folderPath();
+    // The database first: whoever opens it takes the folder's lock, too.
+    const SettingsLock settings;
+    openSettings();
+    const FolderLock lock(folder);
+    refuseOtherLayouts(lock.identity());
+    const std::string path = segmentPath(lock.identity());
+    const Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+    if (!file) {
+        if (errno == ENOENT) {
+            return create(path, folder);
+        }
+        throw Error(codeOfErrno(errno), path + ": " + std::strerror(errno));
+    }
+    checkFile(file.get(), path, folder);
+    Segment *segment = mapSegment(file.get(), path, PROT_READ | PROT_WRITE);
+    try {
+        checkHeader(segment->header, path);
+    } catch (...) {
+        munmap(segment, sizeof(Segment));
+        throw;
+    }
+    return segment;
+}
+
+void undoHalfChange(Segment &segment) {
+    if (segment.header.shadowValid.load(std::memory_order_acquire) != 0) {
+        std::memcpy(&segment.state, &segment.header.shadow, sizeof(segment.state));
+        segment.header.shadowValid.store(0, std::memory_order_release);
+    }
+    // The dead owner may have changed the database but not the record any more.
+    try {
+        applyLastingState(readLastingState(), segment.state);
+    } catch (const Error &error) {
+        note(70000, __func__, error.what());
+    }
+}
+
+} // namespace
+
+std::string segmentPath(const std::string &identity, std::uint32_t layoutVersion) {
+    return kSharedFolder + (kNamePrefix + std::to_string(layoutVersion)) + "-" + identity;
+}
+
+Segment &sharedSegment() {
+    Segment *segment = attached.load(std::memory_order_acquire);
+    if (segment == nullptr) {
+        const std::lock_guard guard(attachMutex);
+        segment = attached.load(std::memory_order_acquire);
+        if (segment == nullptr) {
+            segment = attach();
+            attached.store(segment, std::memory_order_release);
+        }
+    }
+    return *segment;
+}
+
+Segment *trySharedSegment() noexcept {
+    if (Segment *segment = attached.load(std::memory_order_acquire)) {
+        return segment;
+    }
+    try {
+        return &sharedSegment();
+    } catch (const std::exception &error) {
+        static std::mutex mutex;
+        static std::string noted;
+        const std::lock_guard guard(mutex);
+        if (noted != error.what()) {
+            noted = error.what();
+            note(80000, "ozudb_getSharedMemory", noted);
+        }
+        return nullptr;
+    }
+}
+
+Segment *mappedSegment() noexcept {
+    return attached.load(std::memory_order_acquire);
+}
+
+void forgetSegment() noexcept {
+    attached.store(nullptr, std::memory_order_release);
+}
+
+WriterLock::WriterLock(Segment &segment) : segment_(segment) {
+    timespec until{};
+    clock_gettime(CLOCK_REALTIME, &until);
+    until.tv_sec += kLockSeconds;
+    pthread_mutex_t &mutex = segment.header.writers.mutex;
+    const int error = pthread_mutex_timedlock(&mutex, &until);
+    if (error == EOWNERDEAD) {
+        undoHalfChange(segment);
+        pthread_mutex_consistent(&mutex);
+    } else if (error != 0) {
+        throw Error(error == ETIMEDOUT ? kBusy : kInternal,
+                    std::string("writers' lock of the shared record: ") + std::strerror(error));
+    }
+}
+
+WriterLock::~WriterLock() {
+    pthread_mutex_unlock(&segment_.header.writers.mutex);
+}
+
+void changeRecord(Segment &segment, const std::function<void(PanelSharedState &)> &change) {
+    auto &header = segment.header;
+    std::memcpy(&header.shadow, &segment.state, sizeof(header.shadow));
+    header.shadowValid.store(1, std::memory_order_release);
+    try {
+        change(segment.state);
+    } catch (...) {
+        std::memcpy(&segment.state, &header.shadow, sizeof(header.shadow));
+        header.shadowValid.store(0, std::memory_order_release);
+        throw;
+    }
+    header.shadowValid.store(0, std::memory_order_release);
+}
+
+const Segment *mapReadOnly(std::string &why) {
+    try {
+        const std::string folder = folderPath();
+        const std::string identity = existingIdentity(folder);
+        if (identity.empty()) {
+            throw Error(kNoSharedRecord, "no panel process has run with the data folder " + folder);
+        }
+        refuseOtherLayouts(identity);
+        const std::string path = segmentPath(identity);
+        const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+        if (!file) {
+            throw Error(kNoSharedRecord, "shared segment " + path + ": " + std::strerror(errno));
+        }
+        checkFile(file.get(), path, folder);
+        const Segment *segment = mapSegment(file.get(), path, PROT_READ);
+        checkHeader(segment->header, path);
+        return segment;
+    } catch (const std::exception &error) {
+        why = error.what();
+        return nullptr;
+    }
+}
+
+} // namespace ozu::platform
