@@ -29,7 +29,7 @@ struct JudgeErrors {
 };
 
 void leave(j_common_ptr decoder) {
-    longjmp(reinterpret_cast<JudgeErrors *>(decoder->err)->jump, 1); // NOLINT(cert-err52-cpp)
+    longjmp(static_cast<JudgeErrors *>(static_cast<void *>(decoder->err))->jump, 1); // NOLINT(cert-err52-cpp)
 }
 
 void countOnly(j_common_ptr decoder, int level) {
