@@ -52,9 +52,6 @@ extern "C" int __wrap_access(const char *path, int mode) {
 extern "C" FILE *__wrap_fopen(const char *path, const char * /*mode*/) {
     return openVersionFile(path);
 }
-extern "C" FILE *__wrap_fopen64(const char *path, const char * /*mode*/) {
-    return openVersionFile(path);
-}
 
 namespace {
 

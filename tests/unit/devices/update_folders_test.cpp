@@ -49,9 +49,6 @@ int recordedWalk(const char *folder, __nftw_func_t callback, int descriptors, in
 extern "C" int __wrap_nftw(const char *folder, __nftw_func_t callback, int descriptors, int flags) {
     return recordedWalk(folder, callback, descriptors, flags);
 }
-extern "C" int __wrap_nftw64(const char *folder, __nftw_func_t callback, int descriptors, int flags) {
-    return recordedWalk(folder, callback, descriptors, flags);
-}
 
 namespace {
 

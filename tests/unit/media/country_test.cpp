@@ -72,11 +72,6 @@ FILE *__wrap_fopen(const char *path, const char *mode) {
     return stream;
 }
 
-// Which of the two names the library calls depends on the machine.
-FILE *__wrap_fopen64(const char *path, const char *mode) {
-    return __wrap_fopen(path, mode);
-}
-
 int __real_fclose(FILE *);
 int __wrap_fclose(FILE *stream) {
     ++closed;

@@ -86,10 +86,6 @@ FILE *__wrap_fopen(const char *path, const char *mode) {
     return openStream(path, mode);
 }
 
-FILE *__wrap_fopen64(const char *path, const char *mode) {
-    return openStream(path, mode);
-}
-
 } // extern "C"
 
 TEST_F(DnsFile, lastRecordComesFirst) {

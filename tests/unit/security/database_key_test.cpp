@@ -85,15 +85,7 @@ static int openInstead(const char *path, int flags, int mode) {
 
 extern "C" {
 
-// Which of the two names the library calls depends on the machine.
 int __wrap_open(const char *path, int flags, ...) {
-    va_list rest;
-    va_start(rest, flags);
-    const int mode = (flags & O_CREAT) != 0 ? va_arg(rest, int) : 0;
-    va_end(rest);
-    return openInstead(path, flags, mode);
-}
-int __wrap_open64(const char *path, int flags, ...) {
     va_list rest;
     va_start(rest, flags);
     const int mode = (flags & O_CREAT) != 0 ? va_arg(rest, int) : 0;

@@ -167,13 +167,6 @@ int __wrap_open(const char *path, int flags, ...) {
     va_end(rest);
     return openInstead(path, flags, mode);
 }
-int __wrap_open64(const char *path, int flags, ...) {
-    va_list rest;
-    va_start(rest, flags);
-    const int mode = (flags & O_CREAT) != 0 ? va_arg(rest, int) : 0;
-    va_end(rest);
-    return openInstead(path, flags, mode);
-}
 
 } // extern "C"
 
