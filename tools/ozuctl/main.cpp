@@ -24,6 +24,9 @@ constexpr void (*kGroups[])(CLI::App &, Context &) = {
 // clang-format on
 
 ExitCode run(int argc, char **argv) {
+    if (argc > 0) {
+        becomeBoxIfAsked(argv + 1);
+    }
     Context context;
     CLI::App app{"Asks the panel and its library, and shows what happens on the panel."};
     app.set_version_flag("--version", "ozuctl " OZUCTL_VERSION);

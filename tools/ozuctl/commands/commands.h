@@ -9,6 +9,10 @@
 
 namespace ozuctl {
 
+// Where the arguments say "box VERB ...", this process becomes the panel-box script, which reads all that
+// follows itself; its exit status is ozuctl's.
+void becomeBoxIfAsked(char **arguments);
+
 void registerBox(CLI::App &app, Context &context);
 void registerMonitor(CLI::App &app, Context &context);
 void registerBus(CLI::App &app, Context &context);
