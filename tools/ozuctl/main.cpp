@@ -19,6 +19,7 @@ constexpr void (*kGroups[])(CLI::App &, Context &) = {
     registerProcesses,
     registerSeverity,
 #endif
+    registerNet,
     registerBox,
 };
 // clang-format on

@@ -16,6 +16,7 @@ void becomeBoxIfAsked(char **arguments);
 void registerBox(CLI::App &app, Context &context);
 void registerMonitor(CLI::App &app, Context &context);
 void registerBus(CLI::App &app, Context &context);
+void registerNet(CLI::App &app, Context &context);
 void registerProcesses(CLI::App &app, Context &context);
 void registerSeverity(CLI::App &app, Context &context);
 void registerState(CLI::App &app, Context &context);

@@ -1,0 +1,90 @@
+#include "log_tap.h"
+
+#include "context.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <regex>
+#include <utility>
+
+namespace ozuctl {
+
+namespace {
+
+// "TIME LEVEL LETTER PROCESS[PID] SOURCE FUNCTION:LINE TEXT", with "- -" for a line without position.
+std::optional<LoggedLine> parse(const std::string &line) {
+    static const std::regex kLayout(R"(\S+ (\d{5}) \S \S+\[\d+\] \S+ (?:-|(\S+):\d+) (.*))");
+    std::smatch parts;
+    if (!std::regex_match(line, parts, kLayout)) {
+        return std::nullopt;
+    }
+    LoggedLine logged{std::stoi(parts[1]), parts[2], parts[3]};
+    // Line feeds at the end come escaped.
+    while (logged.text.size() >= 2 && logged.text.compare(logged.text.size() - 2, 2, "\\n") == 0) {
+        logged.text.resize(logged.text.size() - 2);
+    }
+    return logged;
+}
+
+void writeAll(int fd, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = write(fd, text.data(), text.size());
+        if (written < 0) {
+            return; // nobody is there to be told
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+} // namespace
+
+LogTap::LogTap(Receiver receiver)
+    : receiver_(std::move(receiver)), standardError_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
+    std::array<int, 2> ends{};
+    if (standardError_ < 0 || pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw CommandError(kLibraryFailed, std::string("standard error cannot be read: ") + strerror(errno));
+    }
+    pipe_ = ends[0];
+    dup2(ends[1], STDERR_FILENO);
+    close(ends[1]);
+    reader_ = std::thread(&LogTap::read, this);
+}
+
+LogTap::~LogTap() {
+    dup2(standardError_, STDERR_FILENO); // closes the last writing end, which ends the reader
+    reader_.join();
+    close(pipe_);
+    close(standardError_);
+}
+
+void LogTap::read() {
+    std::string rest;
+    std::array<char, 4096> bytes{};
+    for (;;) {
+        const ssize_t count = ::read(pipe_, bytes.data(), bytes.size());
+        if (count <= 0) {
+            break;
+        }
+        rest.append(bytes.data(), static_cast<std::size_t>(count));
+        for (std::size_t end = rest.find('\n'); end != std::string::npos; end = rest.find('\n')) {
+            handOn(std::string_view(rest).substr(0, end));
+            rest.erase(0, end + 1);
+        }
+    }
+    writeAll(standardError_, rest);
+}
+
+void LogTap::handOn(std::string_view line) const {
+    const auto logged = parse(std::string(line));
+    const std::string shown = logged ? receiver_(*logged) : std::string(line);
+    if (!shown.empty()) {
+        writeAll(standardError_, shown + '\n');
+    }
+}
+
+} // namespace ozuctl
