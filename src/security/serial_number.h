@@ -25,7 +25,8 @@ constexpr SerialParameter findSerialNumber(std::string_view line) noexcept {
     if (start == std::string_view::npos) {
         return {true, {}};
     }
-    return {true, line.substr(start, line.find(' ', start) - start)};
+    line.remove_prefix(start); // unlike substr() it needs nothing of the C++ library
+    return {true, line.substr(0, line.find(' '))};
 }
 
 // The value of a hexadecimal digit, 16 for any other character.
