@@ -10,9 +10,11 @@
 #include <unistd.h>
 
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 namespace {
 
@@ -43,8 +45,10 @@ class Directory {
 class CommandLine {
   public:
     CommandLine(int proc, long pid) noexcept {
+        constexpr std::string_view kFile = "/cmdline";
         std::array<char, 32> path = {};
-        snprintf(path.data(), path.size(), "%ld/cmdline", pid);
+        const auto number = std::to_chars(path.data(), path.data() + path.size(), pid);
+        memcpy(number.ptr, kFile.data(), kFile.size());
         const ozu::UniqueFd file(openat(proc, path.data(), O_RDONLY | O_CLOEXEC));
         if (!file.valid()) {
             return;

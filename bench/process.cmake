@@ -1,0 +1,8 @@
+# Processes, files and commands against the plain way (process_bench): the library's own sources and options.
+add_executable(process_bench process_bench.cpp)
+foreach(source command files processes)
+    target_sources(process_bench PRIVATE "${PROJECT_SOURCE_DIR}/src/process/${source}.cpp")
+endforeach()
+target_include_directories(process_bench PRIVATE
+    $<TARGET_PROPERTY:utils_ozu_objects,INTERFACE_INCLUDE_DIRECTORIES>)
+target_link_libraries(process_bench PRIVATE ozu_flags)
