@@ -62,6 +62,7 @@ bool usableProcessName(const char *name) noexcept {
 const std::vector<std::string> &severityNames() {
     static const std::vector<std::string> names = [] {
         std::vector<std::string> all;
+        all.reserve(std::size(kSeverities));
         for (const auto &row : kSeverities) {
             all.emplace_back(row.name);
         }
