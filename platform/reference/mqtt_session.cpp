@@ -286,7 +286,11 @@ void MqttSession::serve() {
     for (;;) {
         const int result = connectOnce();
         if (result == 0) {
+            const auto since = Clock::now();
             serveConnection();
+            // Two processes of one name push each other out: a connection that did not last is no success, so
+            // that they do it ever more rarely.
+            failures_ = Clock::now() - since < kLastingConnection ? failures_ + 1 : 0;
         }
         const std::lock_guard guard(mutex_);
         if (phase_ == Phase::Starting) { // the first attempt decides what mqttc_connect returns
@@ -333,7 +337,6 @@ int MqttSession::connectOnce() {
         }
     }
     if (accepted_) {
-        failures_ = 0;
         return 0;
     }
     ++failures_;

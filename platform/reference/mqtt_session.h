@@ -43,6 +43,7 @@ inline constexpr std::size_t kMostMessages = 1000;
 inline constexpr std::size_t kMostBytes = std::size_t{4} << 20;
 // How long a caller waits: for the session, for the answer to a subscription, for the last acknowledgements.
 inline constexpr std::chrono::milliseconds kConnectTimeout{5000};
+inline constexpr std::chrono::milliseconds kLastingConnection{10000};
 inline constexpr std::chrono::milliseconds kSubscribeTimeout{5000};
 inline constexpr std::chrono::milliseconds kDrainTimeout{3000};
 
@@ -121,7 +122,7 @@ class MqttSession : public std::enable_shared_from_this<MqttSession> {
     std::map<int, std::string> subscribing_;
     bool accepted_ = false; // the broker has answered CONNECT with success
     int refusal_ = 0;
-    unsigned failures_ = 0; // since the last success
+    unsigned failures_ = 0; // since the last connection that lasted
 };
 
 // Publishes on this process's session, if it has one. @return 0 or a Code

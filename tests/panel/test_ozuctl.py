@@ -258,8 +258,8 @@ def test_monitor_merges_everything_in_order(ozuctl, box):
     event = position(kind="event", text="SECURITY EVENT: Type [ SEC_DETECTION_IMMEDIATE_EVENT ] Partition "
                                         "[ PARTITION_FULL ] Media [ RADIO ]")
     siren = position(kind="bus", topic="Process/SAFETY_SIREN", payload="01")
-    assert arming < armed < opened
-    assert max(armed, opened) < max(alarm, event, siren)
+    # The record is looked at now and then, so a change may be told a moment late; what was waited for is in order.
+    assert max(arming, armed) < min(opened, alarm, event, siren)
 
 
 def test_monitor_survives_the_broker(ozuctl, box):

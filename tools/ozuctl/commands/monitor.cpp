@@ -27,7 +27,9 @@ namespace platform = ozu::platform;
 
 // Long enough for a log line or an event to be written and found after it happened.
 constexpr std::int64_t kHoldMs = 300;
-constexpr auto kLook = std::chrono::milliseconds(25);
+// The record has no time stamps: its changes are as exact as the looks at it are frequent.
+constexpr auto kLook = std::chrono::milliseconds(5);
+constexpr int kLooksPerRead = 10; // log files and events carry their own times
 constexpr int kEventsPerLook = 1000;
 
 volatile std::sig_atomic_t stopped = 0;
@@ -224,20 +226,27 @@ ExitCode monitor(const Context &context, const Options &options) {
     show(context, {nowMilliseconds(), snapshot, snapshotText(snapshot)});
 
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(options.seconds);
-    while (stopped == 0 && (options.seconds <= 0 || std::chrono::steady_clock::now() < end)) {
+    for (int look = 0; stopped == 0 && (options.seconds <= 0 || std::chrono::steady_clock::now() < end);
+         ++look) {
         if (!options.noState) {
             state.look();
         }
-        if (logs) {
+        if (logs && look % kLooksPerRead == 0) {
             logs->look();
         }
-        if (events) {
+        if (events && look % kLooksPerRead == 0) {
             events->look();
         }
         for (const Happening &happening : timeline.ripe()) {
             show(context, happening);
         }
         std::this_thread::sleep_for(kLook);
+    }
+    if (logs) {
+        logs->look();
+    }
+    if (events) {
+        events->look();
     }
     for (const Happening &happening : timeline.ripe(true)) {
         show(context, happening);
