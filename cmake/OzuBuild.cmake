@@ -26,11 +26,16 @@ endif()
 set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG")
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 
+# Compiled objects are shared between build folders and checkouts: ccache sees paths below the tree as relative.
 find_program(OZU_CCACHE ccache)
 if(OZU_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    set(CMAKE_C_COMPILER_LAUNCHER "${OZU_CCACHE}")
-    set(CMAKE_CXX_COMPILER_LAUNCHER "${OZU_CCACHE}")
+    set(launcher "${CMAKE_COMMAND}" -E env "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" CCACHE_NOHASHDIR=1 "${OZU_CCACHE}")
+    set(CMAKE_C_COMPILER_LAUNCHER ${launcher})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
 endif()
+
+# What runs once per build is built to be built quickly; only what ships is tuned.
+set(OZU_QUICK_BUILD $<$<CONFIG:RelWithDebInfo>:-O1;-g1>)
 
 function(_ozu_add_if_supported target flag)
     string(MAKE_C_IDENTIFIER "OZU_HAS${flag}" known)
