@@ -88,5 +88,7 @@ endif()
 add_library(ozu_shared_flags INTERFACE)
 target_link_libraries(ozu_shared_flags INTERFACE ozu_flags)
 target_link_options(ozu_shared_flags INTERFACE
-    -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,separate-code -Wl,--as-needed
-    $<$<NOT:$<BOOL:${OZU_SANITIZE}>>:-Wl,-z,defs>)
+    -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,separate-code -Wl,--as-needed)
+if(NOT OZU_SANITIZE) # a sanitizer's run time comes with the program
+    target_link_options(ozu_shared_flags INTERFACE -Wl,-z,defs)
+endif()

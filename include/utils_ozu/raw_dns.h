@@ -30,8 +30,9 @@ OZU_BEGIN_DECLS
  * that is too long, the failure of a system call - a time-out is one - and a reply that is cut short, points
  * outside itself or holds a name of more than 255 bytes; such a reply counts as a whole for nothing.
  *
- * Blocks for at most 20 seconds, on a server that does not answer; a signal handler that runs meanwhile ends
- * the wait. Uses some 85 KB of stack. Not to be called concurrently with itself or nslookup_ozu().
+ * Blocks for 20 seconds on a server that does not answer, to which the kernel may add 1.5 seconds; a signal
+ * handler that runs meanwhile ends the wait. Uses some 85 KB of stack. Not to be called concurrently with
+ * itself or nslookup_ozu().
  */
 OZU_API void NgetHostByName(const char *host, int queryType, const char *dnsServer, size_t dnsServerLen,
                             char *ipOut, size_t ipOutSize) OZU_NOEXCEPT;

@@ -49,8 +49,8 @@ OZU_API int checkRouteAndDel(const char *dest, const char *gw, const char *mask,
  * @param ifname    part of an interface name ("eth" finds routes through eth0 and eth1); null finds nothing
  * @return 0 on success;
  *         -1 when there is no such route (nothing logged), for a null gateway, when the kernel could not be
- *         asked, and when its answer is larger than 8,192 bytes - some 80 routes - or damaged (log at 70000).
- *         A process whose id is above 32768 finds nothing.
+ *         asked, and when its answer is damaged or larger than 8,192 bytes, which some 100 routes fill (each
+ *         logs at 70000). A process whose id is above 32768 finds nothing.
  *
  * Blocks until the kernel has answered. May run concurrently; the text goes through inet_ntoa()'s buffer.
  */

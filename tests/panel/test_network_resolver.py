@@ -187,3 +187,21 @@ def test_environment_and_resolv_conf_of_others(box):
                        env={"RES_OPTIONS": "ndots:200 timeout:999999999999 x:y", "LOCALDOMAIN": "a b " + "c" * 900})
         assert {query["server"] for query in servers.queries()} <= {A1}
     assert (answer["result"], answer["address"]) == (0, "10.77.0.1")
+
+
+def test_hosts_file_and_order_of_the_system(box):
+    """c-ares asks the hosts file first, as /etc/nsswitch.conf has it, and no server where that leaves them out."""
+    (box.etc / "hosts").write_text("127.0.0.1 localhost\n10.77.0.3 known.test\n")
+    with dns_servers(box, a1="honest") as servers:
+        answer = probe(box, "ares", "known.test", "-", A1, "-")
+        assert (answer["result"], answer["address"]) == (0, "10.77.0.3")
+        # Nothing was asked, so there was nothing to wait for: no attempt counts, though the last one found it.
+        assert lines(answer, 50000) == ["make ppoll to wait at least 1 second", "no events to wait for"] * 3 or \
+            lines(answer, 50000) == ["no events to wait for"] * 3
+        assert lines(answer, 60000) == ["NETWORK: fail to retrieve host ip url[known.test]"]
+        assert lines(answer)[-1] == "Resolved [known.test]"
+        assert servers.queries() == []
+        (box.etc / "nsswitch.conf").unlink(missing_ok=True)
+        (box.etc / "nsswitch.conf").write_text("hosts: files\n")
+        assert probe(box, "ares", "x.test", "-", A1, "-")["result"] == -1
+        assert servers.queries() == []

@@ -2,8 +2,10 @@
 
 import json
 
+import jsonschema
 import pytest
 
+from box import ROOT
 from network_box import address, dns_servers
 
 
@@ -22,7 +24,10 @@ def net(box, *words, code=0):
 
 
 def document(box, *words, code=0):
-    return json.loads(net(box, "--json", *words, code=code).stdout)
+    found = json.loads(net(box, "--json", *words, code=code).stdout)
+    schema = ROOT / "tools" / "ozuctl" / "schema" / f"net-{words[0]}.json"
+    jsonschema.Draft202012Validator(json.loads(schema.read_text())).validate(found)
+    return found
 
 
 def test_address(panel):
@@ -60,6 +65,7 @@ def test_texts(panel):
         "text": "10.0.0.1", "valid": False, "reason": "10.0.0.1 has invalid range.", "anyAddress": True}
     assert net(panel, "valid", "a.b", code=1).stdout == "no: a.b is a host name.\n"
     assert net(panel, "host-of", "scheme://user@host:8080/x").stdout == "host\n"
+    assert document(panel, "host-of", "host") == {"url": "host", "host": "host"}
     net(panel, "host-of", "scheme:///x", code=1)
 
 

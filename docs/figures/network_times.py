@@ -1,0 +1,106 @@
+#!/usr/bin/env python3
+"""Time to answer of the network functions, by failure case.
+
+    network_times.py measure    runs every case in a panel box, all at once, and writes network_times.json
+    network_times.py draw       draws network_times.svg from it
+
+Measuring takes some 45 seconds of real time and needs the build with the tests (network_probe).
+"""
+
+import html
+import json
+import pathlib
+import sys
+
+HERE = pathlib.Path(__file__).resolve().parent
+DATA = HERE / "network_times.json"
+PICTURE = HERE / "network_times.svg"
+
+# group, case, what network_probe is to do; a1 to a6 stand for servers
+CASES = [
+    ("nslookup_ares", "primary answers", "ares h1.test - a1 a2"),
+    ("nslookup_ares", "primary slow (1.5 s)", "ares h2.test - a4 a2"),
+    ("nslookup_ares", "primary refuses the name, secondary answers", "ares h3.test - a5 a2"),
+    ("nslookup_ares", "primary silent, secondary answers", "ares h4.test - a3 a2"),
+    ("nslookup_ares", "no such name", "ares h5.test - a6 a2"),
+    ("nslookup_ares", "no server on the primary's machine", "ares h6.test - a9 a2"),
+    ("nslookup_ares", "only a primary, silent", "ares h7.test - a3 -"),
+    ("nslookup_ares", "both silent", "ares h8.test - a3 a7"),
+    ("nslookup_ozu", "primary answers", "pair h1.test a1 a2"),
+    ("nslookup_ozu", "primary slow (1.5 s)", "pair h2.test a4 a2"),
+    ("nslookup_ozu", "primary refuses the name, secondary answers", "pair h3.test a5 a2"),
+    ("nslookup_ozu", "primary silent, secondary answers", "pair h4.test a3 a2"),
+    ("nslookup_ozu", "no server on the primary's machine", "pair h6.test a9 a2"),
+    ("nslookup_ozu", "both silent, name in /etc/hosts", "pair hosts.test a3 a7"),
+    ("nslookup_ozu", "both silent", "pair h8.test a3 a7"),
+    ("checkRouteAndAdd", "route exists", "add 10.1.0.0 - 255.255.0.0 eth0 0 1"),
+    ("checkRouteAndAdd", "new route", "add 10.2.0.0 - 255.255.0.0 eth0 0 1"),
+    ("checkRouteAndAdd", "unknown device", "add 10.3.0.0 - 255.255.0.0 eth9 0 1"),
+]
+SERVERS = {"a1": "honest", "a2": "honest", "a3": "silent", "a4": "slow:1.5", "a5": "refuse", "a6": "unknown",
+           "a7": "silent"}
+
+
+def measure():
+    sys.path.insert(0, str(HERE.parents[1] / "tests" / "panel"))
+    from box import PanelBox
+    from network_box import address, dns_servers, start_probe
+
+    with PanelBox(broker=False) as box, dns_servers(box, **SERVERS):
+        (box.etc / "hosts").write_text("127.0.0.1 localhost\n10.77.0.3 hosts.test\n")
+        (box.etc / "nsswitch.conf").unlink(missing_ok=True)
+        (box.etc / "nsswitch.conf").write_text("hosts: files dns\n")
+        for words in ("link add eth0 type veth peer name far0", "addr add 192.168.7.20/24 dev eth0",
+                      "link set eth0 up", "link set far0 up", "route add 10.1.0.0/16 dev eth0"):
+            box.run(["ip", *words.split()], check=True)
+        running = []
+        for group, case, words in CASES:
+            arguments = [address(word) if len(word) == 2 and word[0] == "a" else word for word in words.split()]
+            running.append((group, case, start_probe(box, *arguments)))
+        rows = []
+        for group, case, finish in running:
+            answer = finish(120)
+            rows.append({"function": group, "case": case, "seconds": round(answer["seconds"], 4),
+                         "success": answer["result"] == 0})
+    DATA.write_text(json.dumps(rows, indent=1) + "\n")
+
+
+def draw():
+    rows = json.loads(DATA.read_text())
+    left, right, bar, step = 330, 130, 14, 22
+    width, scale = 900, (900 - left - right) / 40
+    parts, y = [], 46
+    for seconds in range(0, 41, 5):
+        x = left + seconds * scale
+        parts.append(f'<line x1="{x:.1f}" y1="34" x2="{x:.1f}" y2="BOTTOM" stroke="#d8d8d8"/>'
+                     f'<text x="{x:.1f}" y="28" text-anchor="middle" fill="#555">{seconds} s</text>')
+    last = None
+    for row in rows:
+        if row["function"] != last:
+            last = row["function"]
+            y += 8
+            parts.append(f'<text x="10" y="{y + 11}" font-weight="bold">{last}</text>')
+            y += step
+        length = max(row["seconds"] * scale, 1.5)
+        colour = "#2b7a4b" if row["success"] else "#b5462f"
+        time = f'{row["seconds"] * 1000:.0f} ms' if row["seconds"] < 0.1 else f'{row["seconds"]:.1f} s'
+        parts.append(
+            f'<text x="{left - 8}" y="{y + 11}" text-anchor="end">{html.escape(row["case"])}</text>'
+            f'<rect x="{left}" y="{y}" width="{length:.1f}" height="{bar}" fill="{colour}"/>'
+            f'<text x="{left + length + 6:.1f}" y="{y + 11}">{time}, {"done" if row["success"] else "failed"}</text>')
+        y += step
+    height = y + 12
+    body = "\n".join(parts).replace("BOTTOM", str(height - 10))
+    PICTURE.write_text(
+        f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width} {height}" width="{width}" height="{height}" '
+        f'font-family="sans-serif" font-size="12">\n<title>Time until each call returns</title>\n'
+        f'<rect width="{width}" height="{height}" fill="#ffffff"/>\n{body}\n</svg>\n')
+
+
+if __name__ == "__main__":
+    if sys.argv[1:] == ["measure"]:
+        measure()
+    elif sys.argv[1:] == ["draw"]:
+        draw()
+    else:
+        sys.exit(__doc__)
