@@ -1,5 +1,7 @@
 #include "bus_listener.h"
 
+#include "panel_messages.h"
+
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
 
@@ -64,7 +66,19 @@ Happening messageHappening(const mosquitto_message &message, const mosquitto_pro
     if (record["label"].is_number()) {
         record["label"] = carried["label"];
     }
-    text += " [" + payload + "]" + readable(message);
+        text += " [" + payload + "]";
+    const auto number = [&record](const char *key) {
+        return record[key].is_number() ? record[key].get<int>() : -1;
+    };
+    const auto meaning = meaningOf(
+        message.topic, number("class"), number("command"),
+        {static_cast<const unsigned char *>(message.payload), static_cast<std::size_t>(message.payloadlen)});
+    if (meaning) {
+        record["meaning"] = meaning->record;
+        text += " " + meaning->text;
+    } else {
+        text += readable(message);
+    }
     return {nowMilliseconds(), std::move(record), std::move(text)};
 }
 

@@ -16,10 +16,20 @@ constexpr void (*kGroups[])(CLI::App &, Context &) = {
     registerBus,
 #ifdef OZUCTL_REFERENCE_PLATFORM
     registerMonitor,
+    registerEvents,
     registerProcesses,
     registerSeverity,
 #endif
     registerNet,
+    registerNames,
+    registerDeviceType,
+    registerPartition,
+    registerIdentity,
+    registerNxp,
+    registerGpio,
+    registerModem,
+    registerImsi,
+    registerRsu,
     registerBox,
 };
 // clang-format on

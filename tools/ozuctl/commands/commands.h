@@ -14,10 +14,20 @@ namespace ozuctl {
 void becomeBoxIfAsked(char **arguments);
 
 void registerBox(CLI::App &app, Context &context);
+void registerDeviceType(CLI::App &app, Context &context);
+void registerEvents(CLI::App &app, Context &context);
+void registerGpio(CLI::App &app, Context &context);
+void registerIdentity(CLI::App &app, Context &context);
+void registerImsi(CLI::App &app, Context &context);
+void registerModem(CLI::App &app, Context &context);
 void registerMonitor(CLI::App &app, Context &context);
 void registerBus(CLI::App &app, Context &context);
 void registerNet(CLI::App &app, Context &context);
+void registerNames(CLI::App &app, Context &context);
+void registerNxp(CLI::App &app, Context &context);
+void registerPartition(CLI::App &app, Context &context);
 void registerProcesses(CLI::App &app, Context &context);
+void registerRsu(CLI::App &app, Context &context);
 void registerSeverity(CLI::App &app, Context &context);
 void registerState(CLI::App &app, Context &context);
 void registerStatus(CLI::App &app, Context &context);

@@ -5,6 +5,7 @@
 #include "commands/commands.h"
 #include "commands/processes.h"
 #include "log_follower.h"
+#include "panel_messages.h"
 #include "state_fields.h"
 #include "timeline.h"
 
@@ -162,11 +163,12 @@ class EventReader {
                            {{"kind", "event"},
                             {"process", event.process},
                             {"pid", event.pid},
-                            {"category", event.category},
+                            {"category", coded(event.category, eventCategoryName(event.category))},
                             {"subtype", event.subtype ? Json(*event.subtype) : Json(nullptr)},
                             {"suppressed", event.suppressed},
                             {"text", event.text}},
-                           "event  " + event.process + " category " + std::to_string(event.category) + ": " +
+                           "event  " + event.process + " " +
+                               plainText(coded(event.category, eventCategoryName(event.category))) + ": " +
                                event.text});
         }
     }
