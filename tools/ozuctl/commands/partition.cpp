@@ -11,6 +11,7 @@ namespace ozuctl {
 namespace {
 
 constexpr const char *kZones[] = {"main", "perimeter", "safety", "panic"};
+constexpr const char *kFindArmType = "FIND_ARM_TYPE";
 constexpr const char *kArmTypes[] = {"full", "partial1", "partial2"};
 
 Json partitionJson(unsigned number) {
@@ -60,7 +61,8 @@ ExitCode find(const Context &context, const std::string &zone, const std::string
     static_cast<void>(Context::state());
     std::uint32_t partition = 0;
     if (ozuutils_getSecPartition(zone.c_str(), armType.c_str(), &partition) != 0) {
-        notTranslated("zone '" + zone + "' with arm type '" + armType + "'");
+        notTranslated("zone '" + zone + "' with arm type '" + armType + "'" +
+                      (armType == kFindArmType ? ": nothing in it is armed, or it" : ""));
     }
     print(context, partitionJson(partition));
     return kDone;
@@ -87,7 +89,7 @@ ExitCode alarmType(const Context &context, const std::string &word) {
 
 struct Words {
     std::string zone;
-    std::string armType = "FIND_ARM_TYPE";
+    std::string armType = kFindArmType;
     unsigned number = 0;
 };
 
