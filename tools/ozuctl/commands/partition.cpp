@@ -58,7 +58,9 @@ ExitCode words(const Context &context, unsigned number) {
 }
 
 ExitCode find(const Context &context, const std::string &zone, const std::string &armType) {
-    static_cast<void>(Context::state());
+    if (armType == kFindArmType) {
+        static_cast<void>(Context::state());
+    }
     std::uint32_t partition = 0;
     if (ozuutils_getSecPartition(zone.c_str(), armType.c_str(), &partition) != 0) {
         notTranslated("zone '" + zone + "' with arm type '" + armType + "'" +

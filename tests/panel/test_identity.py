@@ -1,0 +1,112 @@
+"""The panel's identity, from hardware addresses set on real interfaces; dialers, keyfobs, names, partitions."""
+
+import pytest
+
+import ozuctl
+from ozuctl import ask, coded, run
+
+
+def add_interface(box, name, address, number, up=True):
+    box.run(["ip", "link", "add", name, "address", address, "type", "veth", "peer", "name", f"p{number}"], check=True)
+    # The kernel lists interfaces that have an IPv4 address.
+    box.run(["ip", "addr", "add", f"192.0.2.{number}/32", "dev", name], check=True)
+    if up:
+        box.run(["ip", "link", "set", name, "up"], check=True)
+
+
+def test_only_loopback(box):
+    done = run(box, "identity", status=4)
+    assert "calcConfigUniqueId" in done.stderr and "Cannot get valid HW address" in done.stderr
+
+
+def test_hardware_address(box):
+    add_interface(box, "eth0", "00:11:22:0a:0b:0c", 1)
+    assert ask(box, "identity", "identity") == {"hexadecimal": "220a0b0c", "decimal": "10011012"}
+    for third in (0, 5, 99, 100, 109, 205, 250, 255):
+        box.run(["ip", "link", "set", "eth0", "down"], check=True)
+        box.run(["ip", "link", "set", "eth0", "address", f"02:11:ff:{third:02x}:07:fe"], check=True)
+        decimal = f"{third:02d}007254"[-8:]
+        decimal = "1" + decimal[1:] if decimal[0] == "0" else decimal
+        assert ask(box, "identity", "identity") == {"hexadecimal": f"ff{third:02x}07fe", "decimal": decimal}
+
+
+def test_first_interface_in_the_kernels_order_even_when_down(box):
+    add_interface(box, "wlan0", "02:00:00:01:02:03", 1, up=False)
+    add_interface(box, "eth0", "02:00:00:04:05:06", 2)
+    assert ask(box, "identity", "identity")["hexadecimal"] == "00010203"
+
+
+def test_many_interfaces(box):
+    for number in range(1, 41):
+        add_interface(box, f"eth{number}", f"02:00:00:00:00:{number:02x}", number, up=False)
+    assert ask(box, "identity", "identity")["hexadecimal"] == "00000001"
+
+
+def test_dialer(box):
+    run(box, "state", "set", "dialers[4].dialerId=7", "dialers[4].dialerCheckA=11", "dialers[4].dialerCheckB=22")
+    assert ask(box, "dialer", "dialer", 7, 11, 22) == {"id": 7, "index": 4, "accepted": True}
+    assert ask(box, "dialer", "dialer", 7, 22, 11, status=1)["index"] is None
+    assert "zero or not in range index: [17]" in run(box, "dialer", 17, 0, 0, status=1).stderr
+    assert "dialer id not found in Data base" in run(box, "dialer", 16, 0, 0, status=1).stderr
+
+
+def test_keyfob(box):
+    run(box, "state", "set", "sy9Keyfobs[3].userId=42", "sy9Keyfobs[9].userId=42")
+    assert ask(box, "keyfob", "keyfob", 42) == {"user": 42, "keyfob": 3}
+    assert ask(box, "keyfob", "keyfob", 43, status=1) == {"user": 43, "keyfob": None}
+
+
+def test_camera_profiles(box):
+    run(box, "state", "set", "devices[5].deviceType=59", "devices[5].fwMajor=1", "devices[5].fwMinor=3",
+        "devices[5].fwBuild=1")
+    assert ask(box, "profiles", "profiles", 5, status=1) == {"device": 5, "profiles": False}
+    run(box, "state", "set", "devices[5].fwBuild=2")
+    assert ask(box, "profiles", "profiles", 5) == {"device": 5, "profiles": True}
+    ask(box, "profiles", "profiles", 206, status=1)
+
+
+def test_partitions(box):
+    assert len(ask(box, "partition-list", "partition", "list")) == 9
+    assert ask(box, "partition-find", "partition", "find", "main", "partial2") == coded(2, "PARTITION_NIGHT")
+    run(box, "state", "set", *(f"partitions[{p}].partitionState=1" for p in range(8)))
+    run(box, "partition", "find", "main", status=1)
+    run(box, "state", "set", "partitions[1].partitionState=2", "partitions[2].disarmTime=1000000000")
+    assert ask(box, "partition-find", "partition", "find", "main") == coded(1, "PARTITION_DAY")
+    assert ask(box, "partition-disarmed", "partition", "disarmed", "main")["disarmed"] == "2001-09-09T01:46:40Z"
+    assert "bad zone (perimeter - partial1)" in run(box, "partition", "find", "perimeter", "partial1", status=1).stderr
+    assert ask(box, "partition-words", "partition", "words", 3)["zone"] == "perimeter"
+    assert "bad partition id 4" in run(box, "partition", "words", 4, status=1).stderr
+    assert ask(box, "partition-alarm-type", "partition", "alarm-type", "shock") == coded(7, "shock")
+    assert "bad alarm type 'none'" in run(box, "partition", "alarm-type", "none", status=1).stderr
+
+
+@pytest.mark.parametrize("words, answer", [
+    (["device", "85"], coded(85, "W3")),
+    (["device", "0x55"], coded(85, "W3")),
+    (["tarn1", "254"], coded(254, "ENCRYPTED_MESSAGE")),
+    (["tarn1old", "181"], coded(181, "8_BYTE_TAG_PRESENT")),
+    (["tarn2", "244"], coded(244, "DEVICE_INFO_ACK")),
+    (["tarnplus", "20", "3"], {"opcode": coded(20, "VOICE_EXTENDER"), "subOpcode": coded(3, "ACTION_STREAMING_SU")}),
+    (["tarn1", "5", "12"], {"opcode": coded(5, "USER_INTERFACE"), "subOpcode": coded(12, "CLONED_TAG_UID")}),
+], ids=lambda value: "-".join(value) if isinstance(value, list) else "")
+def test_names(box, words, answer):
+    assert ask(box, "names", "names", *words) == answer
+
+
+def test_names_without_a_code_and_unknown_ones(box):
+    assert [len(ask(box, "names", "names", table)) for table in ("device", "tarn1", "tarn1old", "tarn2", "tarnplus")] \
+        == [66, 19, 86, 45, 22]
+    ask(box, "names", "names", "device", 11, status=1)
+    ask(box, "names", "names", "tarn1", 5, 200, status=1)
+    run(box, "names", "device", "x", status=2)
+
+
+def test_device_type(box):
+    assert ask(box, "device-type", "device-type", "TAG READER") == coded(37, "TAG READER")
+    assert ask(box, "device-type", "device-type", "UMK") == coded(38, "UMK")
+    run(box, "device-type", "tag reader", status=1)
+
+
+def test_every_schema_is_one(box):
+    for path in ozuctl.SCHEMAS.glob("*.json"):
+        ozuctl.schema(path.stem)
