@@ -53,14 +53,17 @@ std::string video(std::size_t size, unsigned seed = 5) {
     return plain;
 }
 
-// The encrypting side for chunks of whole blocks.
+// The encrypting side for chunks of whole blocks. The cipher writes whole blocks, also of a last half one.
 std::string encrypted(const std::string &plain, const std::string &key) {
     AES_KEY schedule;
     AES_set_encrypt_key(raw(key), static_cast<int>(key.size() * 8), &schedule);
-    std::string iv = kIv, out(plain.size() / key.size() * key.size(), '\0');
-    AES_cbc_encrypt(raw(plain), reinterpret_cast<unsigned char *>(out.data()), out.size(), &schedule,
+    const std::size_t size = plain.size() / key.size() * key.size();
+    std::string in = plain.substr(0, size);
+    in.resize((size + 15) / 16 * 16, '\0');
+    std::string iv = kIv, out(in.size(), '\0');
+    AES_cbc_encrypt(raw(in), reinterpret_cast<unsigned char *>(out.data()), in.size(), &schedule,
                     reinterpret_cast<unsigned char *>(iv.data()), AES_ENCRYPT);
-    return out + plain.substr(out.size());
+    return out.substr(0, size) + plain.substr(size);
 }
 
 // Independent model of the decryption: one block at a time, straight from the block cipher.
