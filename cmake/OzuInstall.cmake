@@ -67,6 +67,9 @@ endforeach()
 
 if(TARGET ozuctl)
     install(TARGETS ozuctl RUNTIME COMPONENT tools)
+    # ozuctl box runs this script, found relative to itself.
+    install(DIRECTORY "${PROJECT_SOURCE_DIR}/tools/box/" DESTINATION "${CMAKE_INSTALL_LIBEXECDIR}/ozu"
+        COMPONENT tools USE_SOURCE_PERMISSIONS)
 endif()
 
 # Pages and examples.

@@ -4,6 +4,7 @@
 #ifndef UTILS_OZU_EXPORT_H
 #define UTILS_OZU_EXPORT_H
 
+/** @cond */
 #ifdef __cplusplus
 #define OZU_BEGIN_DECLS extern "C" {
 #define OZU_END_DECLS }
@@ -13,6 +14,7 @@
 #define OZU_END_DECLS
 #define OZU_NOEXCEPT
 #endif
+/** @endcond */
 
 /** Marks a function or constant that libutils_ozu exports. */
 #define OZU_API __attribute__((visibility("default")))

@@ -49,7 +49,8 @@ OZU_API int get_device_ip(const char *ifname, char *ipText) OZU_NOEXCEPT;
  * The four numbers are stored when all four pointers are given, also when their range is refused; of a text
  * with fewer numbers those found. With a null pointer among the four nothing is stored.
  *
- * @param s  the text; not null
+ * @param s        the text; not null
+ * @param a,b,c,d  receive the numbers, first to last; may be null
  * @return 1 when accepted;
  *         0 for a text with anything but digits and dots (logs at 10000), with fewer than four numbers, or
  *         with a number out of range (both log at 70000)
@@ -65,7 +66,7 @@ OZU_API int is_valid_ip(const char *s, int *a, int *b, int *c, int *d) OZU_NOEXC
 OZU_API int isValidIpAddress(const char *cp) OZU_NOEXCEPT;
 
 /**
- * Cuts the host out of a URL of the shape scheme://user@host:port/path.
+ * Cuts the host out of a URL of the shape `scheme://user@host:port/path`.
  *
  * The host starts after the first "@", else after the first "://", else at the beginning; it ends before the
  * first ":" after that, else before the first "/", else with the text. So "host/a:b" gives "host/a".

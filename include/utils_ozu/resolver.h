@@ -58,6 +58,7 @@ OZU_API int nslookup_ares(const char *host, const char *iface, const char *prima
 /**
  * Calls nslookup_ares() until it succeeds, at most tries times and at least once.
  *
+ * @param host,iface,primaryDns,secondaryDns,result  as for nslookup_ares()
  * @param reserved  not used
  * @param tries     most calls; below 1 counts as 1
  * @return the last call's result

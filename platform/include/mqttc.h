@@ -14,10 +14,10 @@ extern "C" {
 
 /** One message as it arrived. Everything in it is valid during the callback only. */
 typedef struct OzuMqttMessage {
-    const char *topic;
-    const char *senderLabel; /**< empty when the sender gave none */
-    int messageClass;
-    int command;
+    const char *topic;          /**< the topic it was published to */
+    const char *senderLabel;    /**< empty when the sender gave none */
+    int messageClass;           /**< 0 when the sender gave none */
+    int command;                /**< 0 when the sender gave none */
     unsigned int payloadLength; /**< bytes */
     const void *payload;        /**< null when payloadLength is 0 */
 } OzuMqttMessage;

@@ -17,19 +17,19 @@ extern "C" {
 
 #pragma GCC visibility push(default)
 
-/** Numbers of records in PanelSharedState. */
-#define OZUDB_PARTITIONS 8
-#define OZUDB_DEVICES 206 /* index 0 is not used */
-#define OZUDB_ZONES 256
-#define OZUDB_TAG_READERS 256
-#define OZUDB_RF_INPUTS 256
-#define OZUDB_SAFETY_EVENTS 50
-#define OZUDB_MODEMS 2
-#define OZUDB_MODEM_COUNTERS 8
-#define OZUDB_DNS_SERVER_PAIRS 3
-#define OZUDB_DNS_TEXT 100
-#define OZUDB_DIALERS 16
-#define OZUDB_SY9_KEYFOBS 11 /* index 0 is not used */
+/* Numbers of records in PanelSharedState. */
+#define OZUDB_PARTITIONS 8       /**< partitions */
+#define OZUDB_DEVICES 206        /**< devices, index 0 not used */
+#define OZUDB_ZONES 256          /**< detector zones */
+#define OZUDB_TAG_READERS 256    /**< tag readers */
+#define OZUDB_RF_INPUTS 256      /**< RF inputs */
+#define OZUDB_SAFETY_EVENTS 50   /**< safety events */
+#define OZUDB_MODEMS 2           /**< modems */
+#define OZUDB_MODEM_COUNTERS 8   /**< counters of a modem */
+#define OZUDB_DNS_SERVER_PAIRS 3 /**< pairs of DNS servers */
+#define OZUDB_DNS_TEXT 100       /**< bytes of a DNS server's text */
+#define OZUDB_DIALERS 16         /**< dialers */
+#define OZUDB_SY9_KEYFOBS 11     /**< SY9 keyfobs, index 0 not used */
 
 /** Expiry of a bypass that does not end by itself. */
 #define OZUDB_BYPASS_FOREVER 0xFFFFFFFFu
@@ -50,8 +50,8 @@ typedef struct PanelDevice {
     uint8_t active;      /**< 1 enrolled and active; anything else is not */
     uint8_t openState;   /**< non-zero: contact or lid open */
     uint8_t fwMajor;     /**< firmware version major.minor.build */
-    uint8_t fwMinor;
-    uint8_t fwBuild;
+    uint8_t fwMinor;     /**< firmware version, second number */
+    uint8_t fwBuild;     /**< firmware version, third number */
 } PanelDevice;
 
 /** Bypass of one input of a zone. */
@@ -67,10 +67,12 @@ typedef struct PanelZone {
     PanelBypass bypass[2];      /**< of the first input, of a magnet-type detector's second input */
 } PanelZone;
 
+/** One tag reader. */
 typedef struct PanelTagReader {
     uint8_t bypassed; /**< non-zero: bypassed */
 } PanelTagReader;
 
+/** One RF input. */
 typedef struct PanelRfInput {
     uint8_t enabled; /**< 1 enabled, 0 bypassed */
 } PanelRfInput;
@@ -85,26 +87,26 @@ typedef struct PanelSafetyEvent {
 
 /** Counters of one modem; the second counts reboots. */
 typedef struct PanelModemStatistics {
-    uint16_t counter[OZUDB_MODEM_COUNTERS];
+    uint16_t counter[OZUDB_MODEM_COUNTERS]; /**< the second one counts reboots */
 } PanelModemStatistics;
 
 /** One pair of DNS servers: dotted IPv4 texts, empty for none. */
 typedef struct PanelDnsServerPair {
-    char primary[OZUDB_DNS_TEXT];
-    char secondary[OZUDB_DNS_TEXT];
+    char primary[OZUDB_DNS_TEXT];   /**< asked first */
+    char secondary[OZUDB_DNS_TEXT]; /**< asked when the first does not answer */
 } PanelDnsServerPair;
 
 /** One entry of the dialer table. */
 typedef struct PanelDialer {
-    uint8_t dialerId; /**< 1 to 16 */
-    uint8_t dialerCheckA;
-    uint8_t dialerCheckB;
+    uint8_t dialerId;     /**< 1 to 16 */
+    uint8_t dialerCheckA; /**< first byte that identifies the dialer */
+    uint8_t dialerCheckB; /**< second byte that identifies the dialer */
 } PanelDialer;
 
 /** One SY9 keyfob. */
 typedef struct PanelSy9Keyfob {
-    uint8_t userId; /**< the panel user it belongs to */
-    uint8_t reserved[2];
+    uint8_t userId;      /**< the panel user it belongs to */
+    uint8_t reserved[2]; /**< not used by the library */
 } PanelSy9Keyfob;
 
 /**
@@ -115,25 +117,26 @@ typedef struct PanelSy9Keyfob {
  * view.
  */
 typedef struct PanelSharedState {
-    PanelPartition partitions[OZUDB_PARTITIONS];
-    PanelDevice devices[OZUDB_DEVICES];
-    PanelZone zones[OZUDB_ZONES];
-    PanelTagReader tagReaders[OZUDB_TAG_READERS];
-    PanelRfInput rfInputs[OZUDB_RF_INPUTS];
-    PanelSafetyEvent safetyEvents[OZUDB_SAFETY_EVENTS];
+    PanelPartition partitions[OZUDB_PARTITIONS];        /**< by partition number */
+    PanelDevice devices[OZUDB_DEVICES];                 /**< by device index */
+    PanelZone zones[OZUDB_ZONES];                       /**< by tableIndex of a detector */
+    PanelTagReader tagReaders[OZUDB_TAG_READERS];       /**< by tableIndex of a tag reader */
+    PanelRfInput rfInputs[OZUDB_RF_INPUTS];             /**< by tableIndex of an input */
+    PanelSafetyEvent safetyEvents[OZUDB_SAFETY_EVENTS]; /**< a slot with startTime 0 is free */
     PanelModemStatistics modemStatistics[OZUDB_MODEMS]; /**< [0] is modem index 1, [1] is modem index 0 */
-    PanelDnsServerPair dnsServerPairs[OZUDB_DNS_SERVER_PAIRS];
-    PanelDialer dialers[OZUDB_DIALERS];
-    PanelSy9Keyfob sy9Keyfobs[OZUDB_SY9_KEYFOBS];
-    uint32_t powerManagerMode; /**< 1 and 5: the power manager takes part in a reboot */
-    uint8_t timeSourceFlagA;   /**< clock-validity marks, see ozuutils_isSystemTimeOk() */
-    uint8_t timeSourceFlagB;
+    PanelDnsServerPair dnsServerPairs[OZUDB_DNS_SERVER_PAIRS]; /**< for the permanent DNS file */
+    PanelDialer dialers[OZUDB_DIALERS];                        /**< the dialer table */
+    PanelSy9Keyfob sy9Keyfobs[OZUDB_SY9_KEYFOBS];              /**< by keyfob number */
+    uint32_t powerManagerMode;    /**< 1 and 5: the power manager takes part in a reboot */
+    uint8_t timeSourceFlagA;      /**< clock-validity marks, see ozuutils_isSystemTimeOk() */
+    uint8_t timeSourceFlagB;      /**< as timeSourceFlagA */
     uint16_t au1tEntryDelayFull;  /**< seconds */
     uint16_t au1tEntryDelayShort; /**< seconds */
     uint8_t cpPlasticVersion;     /**< housing version, 1 to 3 */
     uint8_t cBankModeActive;      /**< non-zero: the modem is in CBank mode */
 } PanelSharedState;
 
+/** @cond */
 #ifdef __cplusplus
 #define OZUDB_ASSERT(condition, text) static_assert(condition, text)
 #elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
@@ -178,6 +181,7 @@ OZUDB_ASSERT_OFFSET(au1tEntryDelayShort, 11404);
 OZUDB_ASSERT_OFFSET(cpPlasticVersion, 11406);
 OZUDB_ASSERT_OFFSET(cBankModeActive, 11407);
 OZUDB_ASSERT(sizeof(PanelSharedState) == 11408, "the shared record has another size");
+/** @endcond */
 
 /**
  * Maps the shared record on the first call and returns its address.
@@ -190,6 +194,7 @@ PanelSharedState *ozudb_getSharedMemory(int reserved);
  * Finds the log severity that is registered for a process.
  * @param out      receives the severity's name, at most outSize bytes; not terminated when it fills them
  * @param outSize  capacity of out in bytes
+ * @param processName  registered name of the process
  */
 int ozudb_getSeverityNameByProcName(char *out, int outSize, const char *processName);
 
@@ -204,6 +209,7 @@ int ozudb_isInFlightData(unsigned char *inFlight);
 
 /**
  * Writes the eight counters of one modem into the record and the database.
+ * @param c1,c2,c3,c4,c5,c6,c7,c8  new values of counter[0] to counter[7]
  * @param modemIndex  0 or 1; modem 1 is the first of PanelSharedState.modemStatistics
  */
 int ozudb_ModifyModemStatistics(uint16_t c1, uint16_t c2, uint16_t c3, uint16_t c4, uint16_t c5, uint16_t c6,
@@ -217,9 +223,12 @@ int ozudb_ModifyModemStatistics(uint16_t c1, uint16_t c2, uint16_t c3, uint16_t 
  */
 int ozudb_ModifyBypassExpiry(int zoneIndex, int bypassed, int expiry);
 
-/** Each returns non-zero when the device is of that kind, 0 otherwise and for an index out of range. */
+/** Returns non-zero when the device is a tag reader, 0 otherwise and for an index out of range. */
 int ozudb_isTagReader(int deviceIndex);
+/** Returns non-zero when the device is an RF input, 0 otherwise and for an index out of range.
+ */
 int ozudb_isRfInput(int deviceIndex);
+/** Returns non-zero when the device is a radio detector, 0 otherwise and for an index out of range. */
 int ozudb_isRfDetector(int deviceIndex);
 
 #pragma GCC visibility pop

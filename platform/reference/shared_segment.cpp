@@ -67,23 +67,21 @@ void checkFile(int fd, const std::string &path, const std::string &folder) {
     if (found.st_uid != home.st_uid && found.st_uid != geteuid() && found.st_uid != 0) {
         refuse(path, "belongs to user " + std::to_string(found.st_uid));
     }
-    SegmentHeader *header = nullptr;
     constexpr std::size_t kFixedPart = offsetof(SegmentHeader, stateSize);
-    alignas(SegmentHeader) std::array<unsigned char, kFixedPart> bytes{};
-    if (pread(fd, bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+    SegmentHeader header{};
+    if (pread(fd, &header, kFixedPart, 0) != static_cast<ssize_t>(kFixedPart)) {
         refuse(path, "is too short");
     }
-    header = reinterpret_cast<SegmentHeader *>(bytes.data());
-    if (header->magic != kSegmentMagic) {
+    if (header.magic != kSegmentMagic) {
         refuse(path, "does not begin with the mark of a shared record");
     }
-    if (header->layoutVersion != kLayoutVersion) {
-        refuse(path, "has layout version " + std::to_string(header->layoutVersion) +
+    if (header.layoutVersion != kLayoutVersion) {
+        refuse(path, "has layout version " + std::to_string(header.layoutVersion) +
                          ", this process needs version " + std::to_string(kLayoutVersion));
     }
-    if (header->segmentSize != sizeof(Segment) || found.st_size != static_cast<off_t>(sizeof(Segment))) {
+    if (header.segmentSize != sizeof(Segment) || found.st_size != static_cast<off_t>(sizeof(Segment))) {
         refuse(path, "has " + std::to_string(found.st_size) + " bytes and says " +
-                         std::to_string(header->segmentSize) + ", this process needs " +
+                         std::to_string(header.segmentSize) + ", this process needs " +
                          std::to_string(sizeof(Segment)));
     }
 }

@@ -319,10 +319,10 @@ void Field::write(PanelSharedState &state, const std::string &text) const {
     if (row->size == 1) {
         *at = static_cast<unsigned char>(bits);
     } else if (row->size == 2) {
-        __atomic_store_n(reinterpret_cast<std::uint16_t *>(at), static_cast<std::uint16_t>(bits),
-                         __ATOMIC_RELAXED);
+        __atomic_store_n(static_cast<std::uint16_t *>(static_cast<void *>(at)),
+                         static_cast<std::uint16_t>(bits), __ATOMIC_RELAXED);
     } else {
-        __atomic_store_n(reinterpret_cast<std::uint32_t *>(at), bits, __ATOMIC_RELAXED);
+        __atomic_store_n(static_cast<std::uint32_t *>(static_cast<void *>(at)), bits, __ATOMIC_RELAXED);
     }
 }
 

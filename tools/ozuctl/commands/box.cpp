@@ -28,16 +28,14 @@ constexpr Verb kVerbs[] = {
     {"check", "Say whether boxes are possible on this machine"},
 };
 
-// The script beside an installed ozuctl, or the one of the source tree this build came from.
+// The script as it stands beside an installed ozuctl; a build folder has a link in its place.
 std::string boxScript() {
     const auto own = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    for (const auto &candidate :
-         {own / "../libexec/ozu/panel-box", std::filesystem::path(OZUCTL_SOURCE_BOX)}) {
-        if (access(candidate.c_str(), X_OK) == 0) {
-            return candidate;
-        }
+    const auto script = own / "../libexec/ozu/panel-box";
+    if (access(script.c_str(), X_OK) != 0) {
+        throw CommandError(kUnreachable, "the panel-box script is not installed beside ozuctl");
     }
-    throw CommandError(kUnreachable, "the panel-box script is not installed beside ozuctl");
+    return script;
 }
 
 } // namespace
