@@ -1,0 +1,116 @@
+#include "broker.h"
+
+#include "panel_folder.h"
+
+#include <arpa/inet.h>
+#include <csignal>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace ozu::test {
+
+namespace {
+
+constexpr const char *kPrograms[] = {"/usr/sbin/mosquitto", "/usr/bin/mosquitto",
+                                     "/usr/local/sbin/mosquitto"};
+
+const char *program() {
+    for (const char *path : kPrograms) {
+        if (access(path, X_OK) == 0) {
+            return path;
+        }
+    }
+    return nullptr;
+}
+
+sockaddr_in loopback(int port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+bool accepts(int port) {
+    const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const sockaddr_in address = loopback(port);
+    const bool accepted =
+        connect(connection, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0;
+    close(connection);
+    return accepted;
+}
+
+} // namespace
+
+int freePort() {
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = loopback(0);
+    socklen_t size = sizeof(address);
+    bind(listener, reinterpret_cast<const sockaddr *>(&address), size);
+    getsockname(listener, reinterpret_cast<sockaddr *>(&address), &size);
+    close(listener);
+    return ntohs(address.sin_port);
+}
+
+int listenSilently(int port) {
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int on = 1;
+    setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+    const sockaddr_in address = loopback(port);
+    if (bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0 ||
+        listen(listener, 8) != 0) {
+        ADD_FAILURE() << "cannot listen on port " << port;
+    }
+    return listener;
+}
+
+bool Broker::available() {
+    return program() != nullptr;
+}
+
+Broker::Broker(std::string folder, const std::string &configuration)
+    : folder_(std::move(folder)), port_(freePort()) {
+    std::string text = "listener " + std::to_string(port_) + " 127.0.0.1\n";
+    text += "persistence true\npersistence_location " + folder_ + "/\n";
+    text += "autosave_on_changes true\nautosave_interval 1\n";
+    if (getuid() == 0) {
+        text += "user root\n";
+    }
+    if (configuration.find("allow_anonymous") == std::string::npos) {
+        text += "allow_anonymous true\n";
+    }
+    writeFile(folder_ + "/mosquitto.conf", text + configuration);
+    start();
+}
+
+Broker::~Broker() {
+    stop(SIGTERM);
+}
+
+void Broker::start() {
+    process_ = fork();
+    if (process_ == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        const int log = open((folder_ + "/mosquitto.log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        dup2(log, STDOUT_FILENO);
+        dup2(log, STDERR_FILENO);
+        execl(program(), "mosquitto", "-c", (folder_ + "/mosquitto.conf").c_str(), "-v",
+              static_cast<char *>(nullptr));
+        _exit(127);
+    }
+    EXPECT_TRUE(eventually([this] { return accepts(port_); })) << contentOf(folder_ + "/mosquitto.log");
+}
+
+void Broker::stop(int signal) {
+    if (process_ > 0) {
+        kill(process_, signal);
+        waitpid(process_, nullptr, 0);
+        process_ = 0;
+    }
+}
+
+} // namespace ozu::test

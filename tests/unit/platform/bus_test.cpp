@@ -1,0 +1,472 @@
+// The bus session against a real broker: what is sent, what is received, what a broker in trouble does.
+
+#include "panel_folder.h"
+
+#include "broker.h"
+#include "mqtt_session.h"
+
+#include <messenger.h>
+#include <mqttc.h>
+#include <ozudb.h>
+#include <ozulog.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <thread>
+
+using namespace ozu::platform;
+using namespace ozu::test;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+struct Received {
+    std::string topic;
+    std::string label;
+    int messageClass = 0;
+    int command = 0;
+    std::string payload;
+    bool operator==(const Received &) const = default;
+};
+
+std::ostream &operator<<(std::ostream &out, const Received &message) {
+    return out << message.topic << " \"" << message.label << "\" " << message.messageClass << " "
+               << message.command << " " << testing::PrintToString(message.payload);
+}
+
+// Collects what arrives.
+class Inbox {
+  public:
+    OzuMqttArg arg{&Inbox::take, this};
+
+    std::vector<Received> all() {
+        const std::lock_guard guard(mutex_);
+        return messages_;
+    }
+    std::set<std::string> payloads() {
+        std::set<std::string> found;
+        for (const auto &message : all()) {
+            found.insert(message.payload);
+        }
+        return found;
+    }
+
+  private:
+    static void take(const OzuMqttMessage *message, void *user) {
+        auto &inbox = *static_cast<Inbox *>(user);
+        const std::lock_guard guard(inbox.mutex_);
+        inbox.messages_.push_back(
+            {message->topic, message->senderLabel, message->messageClass, message->command,
+             std::string(static_cast<const char *>(message->payload), message->payloadLength)});
+    }
+    std::mutex mutex_;
+    std::vector<Received> messages_;
+};
+
+class Bus : public PanelFolder {
+  protected:
+    void SetUp() override {
+        if (!Broker::available()) {
+            GTEST_SKIP() << "mosquitto is not installed";
+        }
+        PanelFolder::SetUp();
+    }
+    void TearDown() override {
+        mqttc_disconnect();
+        broker.reset();
+        PanelFolder::TearDown();
+    }
+    void startBroker(const std::string &configuration = "") {
+        broker = std::make_unique<Broker>(folder(), configuration);
+    }
+    int connect(const char *name = "alarmd") {
+        return mqttc_connect("127.0.0.1", broker->port(), name, &inbox.arg);
+    }
+
+    static int publish(const std::string &topic, const std::string &payload) {
+        return ozumqttc_messagePublish(topic.c_str(), static_cast<unsigned>(payload.size()), "T", 1, 2,
+                                       payload.data());
+    }
+    static int inFlight() {
+        unsigned char any = 99;
+        EXPECT_EQ(ozudb_isInFlightData(&any), 0);
+        return any;
+    }
+    static bool drained() {
+        return eventually([] { return inFlight() == 0; });
+    }
+
+    std::unique_ptr<Broker> broker;
+    Inbox inbox;
+};
+
+int seconds(const std::function<void()> &body) {
+    const auto from = std::chrono::steady_clock::now();
+    body();
+    return static_cast<int>(
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - from).count());
+}
+
+} // namespace
+
+TEST_F(Bus, carriesLabelClassAndCommandBesideThePayload) {
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("Process/#"), 0);
+    const std::string binary("\x0F\x01\0\0\xFF\n\x80", 7);
+    EXPECT_EQ(ozumqttc_messagePublish("Process/MDL", 7, "RSU", 1, 1, binary.data()), 0);
+    EXPECT_EQ(ozumqttc_messagePublish("Process/ALL", 0, "LTE", 1, 0, ""), 0);
+    EXPECT_EQ(ozumqttc_messagePublish("Process/ALL", 0, "", 255, 255, nullptr), 0);
+    EXPECT_EQ(ozumqttc_messagePublish("Process/ALL", 0, nullptr, 0, 0, nullptr), 0);
+    ASSERT_TRUE(eventually([&] { return inbox.all().size() == 4; }));
+    EXPECT_THAT(inbox.all(), ElementsAre(Received{"Process/MDL", "RSU", 1, 1, binary},
+                                         Received{"Process/ALL", "LTE", 1, 0, ""},
+                                         Received{"Process/ALL", "", 255, 255, ""},
+                                         Received{"Process/ALL", "", 0, 0, ""}));
+}
+
+TEST_F(Bus, messengerEventIsAMessage) {
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("Multicast/TBB_EVENT"), 0);
+    EXPECT_EQ(MESSENGER_SendTBBEvent(3, 85, 1, 2, 0, 0, 65535), 0);
+    ASSERT_TRUE(eventually([&] { return !inbox.all().empty(); }));
+    EXPECT_THAT(inbox.all(),
+                ElementsAre(Received{
+                    "Multicast/TBB_EVENT", "MESSENGER", 1, 2,
+                    R"({"device":3,"type":85,"class":1,"code":2,"partition":0,"input":0,"user":65535})"}));
+}
+
+TEST_F(Bus, remoteLinesAreSentAndLogged) {
+    startBroker();
+    ASSERT_EQ(ozulog_init("alarmd"), 0);
+    ASSERT_EQ(connect(), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("Multicast/REMOTE_LOG"), 0);
+    EXPECT_EQ(ozulog_printf_mqtt_transmission(60000, "NETWORK: fail [%s]", "host\n"), 0);
+    EXPECT_EQ(ozulog_printf_mqtt_transmission(10000, "%s", "filtered"), 0);
+    ASSERT_TRUE(eventually([&] { return !inbox.all().empty(); }));
+    EXPECT_THAT(inbox.all(),
+                ElementsAre(Received{"Multicast/REMOTE_LOG", "alarmd", 0, 6, "NETWORK: fail [host\n]"}));
+    EXPECT_THAT(linesOf(logFile("alarmd")).back(), testing::EndsWith("- - NETWORK: fail [host\\n]"));
+}
+
+TEST_F(Bus, argumentsAreChecked) {
+    startBroker();
+    EXPECT_EQ(mqttc_connect(nullptr, 1, "a", nullptr), kInvalidArgument);
+    EXPECT_EQ(mqttc_connect("127.0.0.1", 0, "a", nullptr), kInvalidArgument);
+    EXPECT_EQ(mqttc_connect("127.0.0.1", 65536, "a", nullptr), kInvalidArgument);
+    EXPECT_EQ(mqttc_connect("127.0.0.1", 1, "", nullptr), kInvalidArgument);
+    EXPECT_EQ(publish("Process/ALL", "x"), kNotConnected);
+    EXPECT_EQ(ozumqttc_topicSubscribe("Process/ALL"), kNotConnected);
+    EXPECT_EQ(MESSENGER_SendTBBEvent(0, 0, 0, 0, 0, 0, 0), kNotConnected);
+    ASSERT_EQ(connect(), 0);
+    EXPECT_EQ(connect(), kAlreadyConnected);
+    EXPECT_EQ(publish("", "x"), kInvalidArgument);
+    EXPECT_EQ(publish("a/#", "x"), kInvalidArgument);
+    EXPECT_EQ(ozumqttc_messagePublish(nullptr, 0, "", 1, 1, nullptr), kInvalidArgument);
+    EXPECT_EQ(ozumqttc_messagePublish("a", 1, "", 1, 1, nullptr), kInvalidArgument);
+    EXPECT_EQ(ozumqttc_messagePublish("a", 0, "\xFF", 1, 1, nullptr), kInvalidArgument);
+    EXPECT_EQ(ozumqttc_topicSubscribe("a/#/b"), kInvalidArgument);
+    EXPECT_EQ(ozumqttc_topicSubscribe(""), kInvalidArgument);
+    EXPECT_EQ(ozumqttc_topicSubscribe(nullptr), kInvalidArgument);
+    mqttc_disconnect();
+    mqttc_disconnect();
+    EXPECT_EQ(publish("Process/ALL", "x"), kNotConnected);
+    EXPECT_EQ(connect(), 0);
+}
+
+TEST_F(Bus, disconnectDeliversWhatWasPublished) {
+    startBroker();
+    ASSERT_EQ(connect("listener"), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("Process/ALL"), 0);
+    EXPECT_EQ(inChild([&] {
+                  if (connect("sender") != 0) {
+                      return 1;
+                  }
+                  for (int i = 0; i < 500; ++i) {
+                      publish("Process/ALL", std::to_string(i));
+                  }
+                  mqttc_disconnect();
+                  return inFlight();
+              }),
+              0);
+    EXPECT_TRUE(eventually([&] { return inbox.payloads().size() == 500; })) << inbox.payloads().size();
+}
+
+// ---- a broker that cannot be used
+// ------------------------------------------------------------------------------
+
+TEST_F(Bus, absentBrokerIsUnreachable) {
+    EXPECT_EQ(mqttc_connect("127.0.0.1", freePort(), "alarmd", nullptr), kBrokerUnreachable);
+    EXPECT_EQ(publish("Process/ALL", "x"), kNotConnected);
+}
+
+TEST_F(Bus, silentBrokerIsGivenUpInTime) {
+    const int port = freePort();
+    const int listener = listenSilently(port);
+    int result = 0;
+    EXPECT_LE(seconds([&] { result = mqttc_connect("127.0.0.1", port, "alarmd", nullptr); }), 10);
+    EXPECT_EQ(result, kBrokerUnreachable);
+    close(listener);
+    startBroker(); // a later attempt works
+    EXPECT_EQ(connect(), 0);
+}
+
+TEST_F(Bus, refusedSessionIsReported) {
+    startBroker("allow_anonymous false\n");
+    EXPECT_EQ(connect(), kBrokerRefused);
+}
+
+TEST_F(Bus, refusedSubscriptionIsReported) {
+    writeFile(folder() + "/acl", "topic readwrite Process/#\n");
+    startBroker("acl_file " + folder() + "/acl\n");
+    ASSERT_EQ(connect(), 0);
+    EXPECT_EQ(ozumqttc_topicSubscribe("Multicast/X"), kBrokerRefused);
+    EXPECT_EQ(ozumqttc_topicSubscribe("Process/X"), 0);
+    EXPECT_EQ(publish("Process/X", "x"), 0);
+    EXPECT_TRUE(eventually([&] { return inbox.all().size() == 1; }));
+}
+
+TEST_F(Bus, secondProcessOfTheSameNameTakesOver) {
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    EXPECT_EQ(inChild([&] {
+                  const int result = connect();
+                  pause(500);
+                  mqttc_disconnect();
+                  return result;
+              }),
+              0);
+    EXPECT_TRUE(eventually([] { return publish("Process/ALL", "x") == kTakenOver; }));
+    EXPECT_EQ(ozumqttc_topicSubscribe("Process/ALL"), kTakenOver);
+    mqttc_disconnect();
+    EXPECT_EQ(connect(), 0);
+}
+
+// ---- a broker that goes and comes
+// ------------------------------------------------------------------------------
+
+TEST_F(Bus, reconnectsSubscribesAgainAndSendsWhatWaited) {
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("Process/ALL"), 0);
+    ASSERT_EQ(publish("Process/ALL", "before"), 0);
+    ASSERT_TRUE(drained());
+    broker->stop(SIGKILL);
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_EQ(publish("Process/ALL", std::to_string(i)), 0);
+    }
+    EXPECT_EQ(inFlight(), 1);
+    broker->start();
+    EXPECT_TRUE(eventually([&] { return inbox.payloads().size() == 51; })) << inbox.payloads().size();
+    EXPECT_TRUE(drained());
+    EXPECT_EQ(ozumqttc_topicSubscribe("Process/NEW"), 0);
+}
+
+TEST_F(Bus, restartUnderLoadLosesNoAcknowledgedMessage) {
+    startBroker();
+    ASSERT_EQ(connect("listener"), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("Process/ALL"), 0);
+    constexpr int kMessages = 600;
+    const pid_t sender = startChild([&] {
+        if (connect("sender") != 0) {
+            return 1;
+        }
+        for (int i = 0; i < kMessages; ++i) {
+            while (publish("Process/ALL", std::to_string(i)) == kQueueFull) {
+                pause(10);
+            }
+            pause(2);
+        }
+        return drained() ? 0 : 2; // every one acknowledged
+    });
+    for (int restart = 0; restart < 2; ++restart) {
+        pause(300);
+        broker->stop(SIGTERM);
+        pause(100);
+        broker->start();
+    }
+    ASSERT_EQ(waitForChild(sender), 0);
+    EXPECT_TRUE(eventually([&] { return inbox.payloads().size() == kMessages; })) << inbox.payloads().size();
+}
+
+TEST_F(Bus, messagesThatWaitForADeadBrokerStopCounting) {
+    ASSERT_EQ(setSetting("bus.patience_s", "1"), 0);
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    broker->stop(SIGKILL);
+    ASSERT_EQ(publish("Process/ALL", "x"), 0);
+    EXPECT_EQ(inFlight(), 1);
+    std::vector<InFlightSlot> slots;
+    ASSERT_EQ(readInFlight(slots), 0);
+    ASSERT_EQ(slots.size(), 1U);
+    EXPECT_EQ(slots[0].process, "alarmd");
+    EXPECT_EQ(slots[0].pid, getpid());
+    EXPECT_EQ(slots[0].unacknowledged, 1U);
+    EXPECT_TRUE(drained());
+    ASSERT_EQ(readInFlight(slots), 0);
+    EXPECT_EQ(slots[0].unacknowledged, 1U);
+    EXPECT_FALSE(slots[0].connected);
+    EXPECT_FALSE(slots[0].counted);
+}
+
+TEST_F(Bus, deadProcessLeavesNothingInFlight) {
+    startBroker();
+    const pid_t victim = startChild([&] {
+        if (connect("victim") != 0) {
+            return 1;
+        }
+        publish("Process/ALL", "x");
+        for (;;) {
+            publish("Process/ALL", "y");
+        }
+        return 0;
+    });
+    ASSERT_TRUE(eventually([] { return inFlight() == 1; }));
+    kill(victim, SIGKILL);
+    // Even while it is a zombie.
+    EXPECT_TRUE(eventually([] { return inFlight() == 0; }));
+    std::vector<InFlightSlot> slots;
+    ASSERT_EQ(readInFlight(slots), 0);
+    EXPECT_TRUE(slots.empty());
+    EXPECT_EQ(waitForChild(victim), -SIGKILL);
+}
+
+TEST_F(Bus, queueIsBounded) {
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    broker->stop(SIGKILL);
+    std::size_t accepted = 0;
+    int result = 0;
+    while ((result = publish("Process/ALL", std::to_string(accepted))) == 0 && accepted < 5000) {
+        ++accepted;
+    }
+    EXPECT_EQ(result, kQueueFull);
+    EXPECT_EQ(accepted, kMostMessages);
+}
+
+TEST_F(Bus, queueIsBoundedInBytes) {
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    broker->stop(SIGKILL);
+    const std::string large(kMostBytes / 4, 'x');
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(publish("Process/ALL", large), 0);
+    }
+    EXPECT_EQ(publish("Process/ALL", "x"), kQueueFull);
+}
+
+TEST_F(Bus, disconnectFromADeadBrokerIsBounded) {
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    broker->stop(SIGKILL);
+    ASSERT_EQ(publish("Process/ALL", "x"), 0);
+    EXPECT_LE(seconds([] { mqttc_disconnect(); }), 8);
+    EXPECT_EQ(inFlight(), 0);
+}
+
+// ---- processes and threads
+// -------------------------------------------------------------------------------------
+
+TEST_F(Bus, forkedChildLeavesTheParentsSessionAlone) {
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("Process/ALL"), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        const int result = publish("Process/ALL", "from the child");
+        mqttc_disconnect();
+        std::_Exit(result == kNotConnected ? 0 : 1);
+    }
+    EXPECT_EQ(waitForChild(child), 0);
+    pause(200);
+    EXPECT_EQ(publish("Process/ALL", "still here"), 0);
+    EXPECT_TRUE(eventually([&] { return inbox.all().size() == 1; }));
+    EXPECT_EQ(inbox.payloads(), std::set<std::string>{"still here"});
+    EXPECT_THAT(contentOf(folder() + "/mosquitto.log"), testing::Not(HasSubstr("Received DISCONNECT")));
+}
+
+TEST_F(Bus, brokenConnectionRaisesNoSignal) {
+    startBroker();
+    EXPECT_EQ(inChild([&] {
+                  signal(SIGPIPE, SIG_DFL);
+                  if (connect("sender") != 0) {
+                      return 1;
+                  }
+                  for (int round = 0; round < 3; ++round) {
+                      broker->stop(SIGKILL);
+                      for (int i = 0; i < 100; ++i) {
+                          publish("Process/ALL", std::string(10000, 'x'));
+                      }
+                      broker->start();
+                      if (!drained()) {
+                          return 2;
+                      }
+                  }
+                  broker->stop(SIGKILL);
+                  return 0;
+              }),
+              0);
+}
+
+TEST_F(Bus, callbackMayPublishAndSubscribe) {
+    startBroker();
+    struct Echo {
+        std::atomic<int> answers{0};
+    } echo;
+    OzuMqttArg arg{[](const OzuMqttMessage *message, void *user) {
+                       if (std::string(message->topic) == "ping") {
+                           ozumqttc_topicSubscribe("pong");
+                           ozumqttc_messagePublish("pong", 0, "", 0, 0, nullptr);
+                       } else {
+                           ++static_cast<Echo *>(user)->answers;
+                       }
+                   },
+                   &echo};
+    ASSERT_EQ(mqttc_connect("127.0.0.1", broker->port(), "echo", &arg), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("ping"), 0);
+    ASSERT_EQ(publish("ping", ""), 0);
+    EXPECT_TRUE(eventually([&] { return echo.answers == 1; }));
+    mqttc_disconnect();
+}
+
+TEST_F(Bus, threadsLogAndPublish) {
+    startBroker();
+    ASSERT_EQ(ozulog_init("alarmd"), 0);
+    ASSERT_EQ(connect(), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("Process/ALL"), 0);
+    std::vector<std::thread> threads;
+    std::atomic<int> published{0};
+    for (int thread = 0; thread < 8; ++thread) {
+        threads.emplace_back([&, thread] {
+            for (int i = 0; i < 100; ++i) {
+                ozulog_printf_extend(30000, "%d:%d", "src/utils", "f", i, thread, i);
+                ozulog_printf_mqtt_transmission(60000, "remote %d:%d", thread, i);
+                while (publish("Process/ALL", std::to_string(thread) + ":" + std::to_string(i)) ==
+                       kQueueFull) {
+                    pause(5);
+                }
+                ++published;
+                static_cast<void>(inFlight());
+                ozudb_ModifyBypassExpiry(thread, i & 1, i);
+                if (i % 25 == 0) {
+                    setSeverity("alarmd", i % 50 == 0 ? "TRACE" : "INFO");
+                }
+            }
+        });
+    }
+    for (auto &thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(published, 800);
+    EXPECT_TRUE(eventually([&] { return inbox.payloads().size() == 800; })) << inbox.payloads().size();
+    EXPECT_TRUE(drained());
+}

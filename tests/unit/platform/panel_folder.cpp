@@ -1,0 +1,112 @@
+#include "panel_folder.h"
+
+#include "log.h"
+#include "settings.h"
+#include "shared_segment.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+namespace ozu::test {
+
+namespace {
+
+void removeSegment() {
+    std::string file;
+    if (platform::segmentFile(file) == 0) {
+        unlink(file.c_str());
+    }
+}
+
+} // namespace
+
+void closePlatform() {
+    platform::forgetLog();
+    platform::forgetSettings();
+    platform::forgetSegment();
+}
+
+void PanelFolder::SetUp() {
+    std::string name = (std::filesystem::temp_directory_path() / "ozu-platform-XXXXXX").string();
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    folder_ = name;
+    setenv("OZU_PLATFORM_DIR", name.c_str(), 1);
+    closePlatform();
+}
+
+void PanelFolder::TearDown() {
+    removeSegment();
+    closePlatform();
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+}
+
+void PanelFolder::boot() {
+    removeSegment();
+    closePlatform();
+}
+
+pid_t startChild(const std::function<int()> &body) {
+    const pid_t child = fork();
+    if (child == 0) {
+        platform::forgetSegment();
+        _exit(body());
+    }
+    return child;
+}
+
+int waitForChild(pid_t child) {
+    int status = 0;
+    if (waitpid(child, &status, 0) != child) {
+        return -1000;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+int inChild(const std::function<int()> &body) {
+    return waitForChild(startChild(body));
+}
+
+std::string contentOf(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    std::stringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+void writeFile(const std::string &path, const std::string &content) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
+}
+
+std::vector<std::string> linesOf(const std::string &path) {
+    std::vector<std::string> lines;
+    std::ifstream file(path, std::ios::binary);
+    for (std::string line; std::getline(file, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+bool eventually(const std::function<bool()> &condition, double seconds) {
+    const auto until = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > until) {
+            return false;
+        }
+        pause(10);
+    }
+    return true;
+}
+
+void pause(int milliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+} // namespace ozu::test

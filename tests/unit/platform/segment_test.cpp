@@ -1,0 +1,250 @@
+// The shared segment: what it begins with, who may attach it, and what a killed writer leaves behind.
+
+#include "panel_folder.h"
+
+#include "shared_segment.h"
+
+#include <ozudb.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+
+using namespace ozu::platform;
+using namespace ozu::test;
+using testing::AllOf;
+using testing::HasSubstr;
+
+namespace {
+
+class SegmentTest : public PanelFolder {
+  protected:
+    static std::string segment() {
+        std::string file;
+        EXPECT_EQ(segmentFile(file), 0);
+        return file;
+    }
+    // Makes a segment, changes bytes of its file, and lets a new process attach it.
+    static void patch(std::size_t offset, std::uint32_t value) {
+        ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+        const int file = open(segment().c_str(), O_RDWR | O_CLOEXEC);
+        ASSERT_EQ(pwrite(file, &value, sizeof(value), static_cast<off_t>(offset)),
+                  static_cast<ssize_t>(sizeof(value)));
+        close(file);
+        closePlatform();
+    }
+    static std::string refusal() {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(ozudb_getSharedMemory(0), nullptr);
+        EXPECT_EQ(ozudb_getSharedMemory(0), nullptr);
+        EXPECT_EQ(ozudb_ModifyModemStatistics(1, 1, 1, 1, 1, 1, 1, 1, 0), kNoSharedRecord);
+        return testing::internal::GetCapturedStderr();
+    }
+};
+
+} // namespace
+
+TEST_F(SegmentTest, beginsWithADisarmedPanel) {
+    const PanelSharedState *state = ozudb_getSharedMemory(0);
+    ASSERT_NE(state, nullptr);
+    EXPECT_EQ(ozudb_getSharedMemory(0), state);
+    for (const auto &partition : state->partitions) {
+        EXPECT_EQ(partition.partitionState, 1U);
+        EXPECT_EQ(partition.forcedArm, 0U);
+        EXPECT_EQ(partition.armAfterAlarm, 0);
+    }
+    for (const auto &zone : state->zones) {
+        EXPECT_EQ(zone.firstInputEnabled, 1);
+        EXPECT_EQ(zone.secondInputEnabled, 0);
+        for (const auto &bypass : zone.bypass) {
+            EXPECT_EQ(bypass.bypassed, 0);
+            EXPECT_EQ(bypass.bypassExpiry, OZUDB_BYPASS_FOREVER);
+        }
+    }
+    EXPECT_EQ(state->rfInputs[255].enabled, 1);
+    EXPECT_EQ(state->safetyEvents[0].startTime, 0);
+    EXPECT_EQ(state->devices[1].active, 0);
+    EXPECT_EQ(state->au1tEntryDelayFull, 30);
+}
+
+TEST_F(SegmentTest, isSharedBetweenProcesses) {
+    PanelSharedState *state = ozudb_getSharedMemory(0);
+    ASSERT_NE(state, nullptr);
+    EXPECT_EQ(inChild([] {
+                  ozudb_getSharedMemory(0)->powerManagerMode = 5;
+                  return 0;
+              }),
+              0);
+    EXPECT_EQ(state->powerManagerMode, 5U);
+}
+
+TEST_F(SegmentTest, whatLastsComesBackAfterABoot) {
+    ASSERT_EQ(ozudb_ModifyBypassExpiry(9, 1, 1234), 0);
+    ASSERT_EQ(ozudb_ModifyModemStatistics(1, 2, 3, 4, 5, 6, 7, 8, 1), 0);
+    ozudb_getSharedMemory(0)->powerManagerMode = 5;
+    boot();
+    const PanelSharedState *state = ozudb_getSharedMemory(0);
+    ASSERT_NE(state, nullptr);
+    EXPECT_EQ(state->zones[9].bypass[0].bypassed, 1);
+    EXPECT_EQ(state->zones[9].bypass[0].bypassExpiry, 1234U);
+    EXPECT_EQ(state->modemStatistics[0].counter[1], 2);
+    EXPECT_EQ(state->powerManagerMode, 0U);
+}
+
+TEST_F(SegmentTest, belongsToItsFolderAlone) {
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    const std::string first = segment();
+    struct stat found {};
+    ASSERT_EQ(stat(first.c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 07777, 0660U);
+    EXPECT_THAT(first, HasSubstr("/ozu-v" + std::to_string(kLayoutVersion) + "-"));
+    PanelFolder::SetUp();
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    EXPECT_NE(segment(), first);
+    unlink(first.c_str());
+}
+
+TEST_F(SegmentTest, manyProcessesStartTogether) {
+    std::vector<pid_t> children;
+    for (int i = 0; i < 8; ++i) {
+        children.push_back(startChild([i] {
+            PanelSharedState *state = ozudb_getSharedMemory(0);
+            if (state == nullptr || state->partitions[0].partitionState != 1) {
+                return 1;
+            }
+            state->devices[i + 1].rfId = static_cast<std::uint32_t>(i + 1);
+            return 0;
+        }));
+    }
+    for (const pid_t child : children) {
+        EXPECT_EQ(waitForChild(child), 0);
+    }
+    for (std::uint32_t i = 1; i <= 8; ++i) {
+        EXPECT_EQ(ozudb_getSharedMemory(0)->devices[i].rfId, i);
+    }
+}
+
+TEST_F(SegmentTest, otherLayoutVersionInTheHeaderIsRefused) {
+    patch(offsetof(SegmentHeader, layoutVersion), kLayoutVersion + 1);
+    const std::string text = refusal();
+    EXPECT_THAT(text,
+                AllOf(HasSubstr("has layout version 2, this process needs version 1"),
+                      HasSubstr("stop all panel processes, remove " + segment()), HasSubstr(" 80000 C ")));
+    // The reason is told once, however often the record is asked for; the change that failed tells its own.
+    EXPECT_EQ(text.find(" 80000 C "), text.rfind(" 80000 C "));
+}
+
+TEST_F(SegmentTest, processOfAnotherReleaseIsRefused) {
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    // A release with another layout would have named its segment so.
+    const std::string own = segment();
+    const std::string other = "/dev/shm/ozu-v7" + own.substr(own.rfind('-'));
+    ASSERT_EQ(rename(own.c_str(), other.c_str()), 0);
+    closePlatform();
+    EXPECT_THAT(refusal(), AllOf(HasSubstr("has layout version 7, this process needs version 1"),
+                                 HasSubstr("remove " + other)));
+    unlink(other.c_str());
+}
+
+TEST_F(SegmentTest, foreignFilesAreRefused) {
+    patch(0, 0);
+    EXPECT_THAT(refusal(), HasSubstr("does not begin with the mark"));
+    unlink(segment().c_str());
+    patch(offsetof(SegmentHeader, segmentSize), 4711);
+    EXPECT_THAT(refusal(), HasSubstr("says 4711"));
+    unlink(segment().c_str());
+    patch(offsetof(SegmentHeader, stateSize), 11409);
+    EXPECT_THAT(refusal(), HasSubstr("a record of 11409 bytes, this process needs 11408"));
+    unlink(segment().c_str());
+    patch(offsetof(SegmentHeader, pointerBits), 16);
+    EXPECT_THAT(refusal(), HasSubstr("made by a 16-bit process"));
+    ASSERT_EQ(truncate(segment().c_str(), 10), 0);
+    closePlatform();
+    EXPECT_THAT(refusal(), HasSubstr("is too short"));
+}
+
+TEST_F(SegmentTest, linkInItsPlaceIsNotFollowed) {
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    const std::string path = segment();
+    const std::string moved = folder() + "/elsewhere";
+    writeFile(moved, contentOf(path));
+    unlink(path.c_str());
+    ASSERT_EQ(symlink(moved.c_str(), path.c_str()), 0);
+    closePlatform();
+    EXPECT_EQ(ozudb_getSharedMemory(0), nullptr);
+}
+
+TEST_F(SegmentTest, toolsSeeTheRecordWithoutMakingIt) {
+    const PanelSharedState *view = nullptr;
+    std::string why;
+    EXPECT_EQ(attachState(view, why), kNoSharedRecord);
+    EXPECT_THAT(why, HasSubstr("no panel process has run"));
+    std::string file;
+    EXPECT_EQ(segmentFile(file), kNotFound);
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    ASSERT_EQ(attachState(view, why), 0);
+    ozudb_getSharedMemory(0)->cBankModeActive = 1;
+    EXPECT_EQ(view->cBankModeActive, 1);
+}
+
+TEST_F(SegmentTest, changedLastingFieldsAreStored) {
+    ASSERT_EQ(updateState([](PanelSharedState &state) {
+                  state.zones[4].bypass[0] = {1, 77};
+                  state.modemStatistics[1].counter[7] = 9;
+                  state.partitions[0].partitionState = 2;
+              }),
+              0);
+    EXPECT_EQ(ozudb_getSharedMemory(0)->partitions[0].partitionState, 2U);
+    boot();
+    const PanelSharedState *state = ozudb_getSharedMemory(0);
+    EXPECT_EQ(state->zones[4].bypass[0].bypassExpiry, 77U);
+    EXPECT_EQ(state->modemStatistics[1].counter[7], 9);
+    EXPECT_EQ(state->partitions[0].partitionState, 1U);
+}
+
+TEST_F(SegmentTest, throwingChangeLeavesTheRecordAlone) {
+    EXPECT_EQ(updateState([](PanelSharedState &state) {
+                  state.partitions[0].partitionState = 2;
+                  throw std::runtime_error("on purpose");
+              }),
+              kInternal);
+    EXPECT_EQ(ozudb_getSharedMemory(0)->partitions[0].partitionState, 1U);
+    EXPECT_EQ(updateState(nullptr), kInvalidArgument);
+}
+
+TEST_F(SegmentTest, writerKilledInAChangeIsUndone) {
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    ASSERT_EQ(inChild([] {
+                  return updateState([](PanelSharedState &state) {
+                      state.partitions[0].partitionState = 2;
+                      raise(SIGKILL);
+                  });
+              }),
+              -SIGKILL);
+    EXPECT_EQ(ozudb_getSharedMemory(0)->partitions[0].partitionState, 2U); // until somebody writes
+    ASSERT_EQ(ozudb_ModifyBypassExpiry(1, 1, 5), 0);
+    EXPECT_EQ(ozudb_getSharedMemory(0)->partitions[0].partitionState, 1U);
+    EXPECT_EQ(ozudb_getSharedMemory(0)->zones[1].bypass[0].bypassed, 1);
+    ASSERT_EQ(ozudb_ModifyBypassExpiry(1, 0, -1), 0);
+}
+
+TEST_F(SegmentTest, writersWaitForEachOther) {
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    std::vector<pid_t> children;
+    for (int process = 0; process < 4; ++process) {
+        children.push_back(startChild([] {
+            for (int i = 0; i < 500; ++i) {
+                updateState([](PanelSharedState &state) { ++state.devices[1].rfId; });
+            }
+            return 0;
+        }));
+    }
+    for (const pid_t child : children) {
+        EXPECT_EQ(waitForChild(child), 0);
+    }
+    EXPECT_EQ(ozudb_getSharedMemory(0)->devices[1].rfId, 2000U);
+}

@@ -1,0 +1,477 @@
+// What lasts: severities, registrations, reboot reason, statistics, bypass, events, settings; and how a
+// damaged, read-only or full database is reported.
+
+#include "panel_folder.h"
+
+#include <ozudb.h>
+#include <ozulog.h>
+#include <product_info.h>
+#include <sqlite3.h>
+#include <system_event_log.h>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
+#include <map>
+#include <set>
+
+using namespace ozu::platform;
+using namespace ozu::test;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+class Settings : public PanelFolder {
+  protected:
+    static std::string severityOf(const char *process) {
+        std::array<char, 9> name{};
+        EXPECT_EQ(ozudb_getSeverityNameByProcName(name.data(), 8, process), 0);
+        return name.data();
+    }
+    static std::string query(const std::string &sql) {
+        sqlite3 *handle = nullptr;
+        std::string answer;
+        EXPECT_EQ(sqlite3_open_v2(databaseFile().c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr),
+                  SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(
+                      handle, sql.c_str(),
+                      [](void *out, int count, char **values, char **) {
+                          for (int i = 0; i < count; ++i) {
+                              *static_cast<std::string *>(out) +=
+                                  std::string(values[i] ? values[i] : "NULL") + " ";
+                          }
+                          return 0;
+                      },
+                      &answer, nullptr),
+                  SQLITE_OK)
+            << sql << ": " << sqlite3_errmsg(handle);
+        sqlite3_close(handle);
+        return answer;
+    }
+};
+
+mode_t modeOf(const std::string &path) {
+    struct stat found {};
+    return stat(path.c_str(), &found) == 0 ? found.st_mode & 07777 : 0;
+}
+
+} // namespace
+
+TEST_F(Settings, processWithoutRowHasTheGeneralSeverity) {
+    EXPECT_EQ(severityOf("alarmd"), "INFO");
+    ASSERT_EQ(setSeverity("alarmd", "CRITICAL"), 0);
+    EXPECT_EQ(severityOf("alarmd"), "CRITICAL");
+    ASSERT_EQ(setSeverity("*", "DEBUG"), 0);
+    EXPECT_EQ(severityOf("other"), "DEBUG");
+    EXPECT_EQ(severityOf("alarmd"), "CRITICAL");
+}
+
+TEST_F(Settings, withoutAnyRowTheSeverityIsNotFound) {
+    ASSERT_EQ(removeSeverity("*"), 0);
+    EXPECT_EQ(removeSeverity("*"), kNotFound);
+    std::array<char, 8> name{};
+    name.fill('#');
+    EXPECT_EQ(ozudb_getSeverityNameByProcName(name.data(), 8, "alarmd"), kNotFound);
+    EXPECT_EQ(std::string(name.data(), name.size()), "########");
+}
+
+TEST_F(Settings, severityFillsItsRoomExactly) {
+    ASSERT_EQ(setSeverity("alarmd", "CRITICAL"), 0);
+    std::array<char, 9> name{};
+    name.fill('#');
+    EXPECT_EQ(ozudb_getSeverityNameByProcName(name.data(), 8, "alarmd"), 0);
+    EXPECT_EQ(std::string(name.data(), name.size()), "CRITICAL#");
+    ASSERT_EQ(setSeverity("alarmd", "OFF"), 0);
+    name.fill('#');
+    EXPECT_EQ(ozudb_getSeverityNameByProcName(name.data(), 8, "alarmd"), 0);
+    EXPECT_EQ(std::string(name.data(), name.size()), std::string("OFF\0\0\0\0\0#", 9));
+}
+
+TEST_F(Settings, argumentsAreChecked) {
+    std::array<char, 8> name{};
+    EXPECT_EQ(ozudb_getSeverityNameByProcName(nullptr, 8, "a"), kInvalidArgument);
+    EXPECT_EQ(ozudb_getSeverityNameByProcName(name.data(), 0, "a"), kInvalidArgument);
+    EXPECT_EQ(ozudb_getSeverityNameByProcName(name.data(), 8, nullptr), kInvalidArgument);
+    for (const char *bad : {"", ".", "../x", "a/b", "a\nb"}) {
+        EXPECT_EQ(ozudb_getSeverityNameByProcName(name.data(), 8, bad), kInvalidArgument) << bad;
+        EXPECT_EQ(ozudb_addProc2Log(bad, "INFO", 1), kInvalidArgument) << bad;
+        EXPECT_EQ(ozulog_init(bad), kInvalidArgument) << bad;
+    }
+    EXPECT_EQ(ozudb_addProc2Log("a", "LOUD", 1), kInvalidArgument);
+    EXPECT_EQ(ozudb_addProc2Log("a", nullptr, 1), kInvalidArgument);
+    EXPECT_EQ(ozudb_addProc2Log("a", "INFO", 0), kInvalidArgument);
+    EXPECT_EQ(ozudb_isInFlightData(nullptr), kInvalidArgument);
+    EXPECT_EQ(ozudb_ModifyBypassExpiry(-1, 0, -1), kInvalidArgument);
+    EXPECT_EQ(ozudb_ModifyBypassExpiry(256, 0, -1), kInvalidArgument);
+    EXPECT_EQ(ozudb_ModifyBypassExpiry(0, 2, -1), kInvalidArgument);
+    EXPECT_EQ(ozudb_ModifyModemStatistics(1, 1, 1, 1, 1, 1, 1, 1, 2), kInvalidArgument);
+    EXPECT_EQ(ozudb_ModifyModemStatistics(1, 1, 1, 1, 1, 1, 1, 1, -1), kInvalidArgument);
+    EXPECT_EQ(LOG_system_event(1, nullptr), kInvalidArgument);
+    EXPECT_EQ(limited_log_system_event(1, 1, nullptr), kInvalidArgument);
+    EXPECT_EQ(setSeverity("a", "LOUD"), kInvalidArgument);
+}
+
+TEST_F(Settings, processesAreRegisteredOnce) {
+    ASSERT_EQ(ozudb_addProc2Log("alarmd", "INFO", 1), 0);
+    ASSERT_EQ(ozudb_addProc2Log("alarmd", "DEBUG", getpid()), 0);
+    std::vector<LoggedProcess> processes;
+    ASSERT_EQ(listProcesses(processes), 0);
+    ASSERT_EQ(processes.size(), 1U);
+    EXPECT_EQ(processes[0].process, "alarmd");
+    EXPECT_EQ(processes[0].severity, "DEBUG");
+    EXPECT_EQ(processes[0].pid, getpid());
+    EXPECT_TRUE(processes[0].running);
+}
+
+TEST_F(Settings, changedSeverityReachesRegisteredProcesses) {
+    ASSERT_EQ(ozudb_addProc2Log("own", "INFO", getpid()), 0);
+    ASSERT_EQ(ozudb_addProc2Log("general", "INFO", getpid()), 0);
+    ASSERT_EQ(setSeverity("own", "TRACE"), 0);
+    ASSERT_EQ(setSeverity("*", "ERROR"), 0);
+    std::map<std::string, std::string> severities;
+    std::vector<LoggedProcess> processes;
+    ASSERT_EQ(listProcesses(processes), 0);
+    for (const auto &row : processes) {
+        severities[row.process] = row.severity;
+    }
+    EXPECT_EQ(severities["own"], "TRACE");
+    EXPECT_EQ(severities["general"], "ERROR");
+    ASSERT_EQ(removeSeverity("own"), 0);
+    ASSERT_EQ(listProcesses(processes), 0);
+    EXPECT_EQ(processes[1].severity, "ERROR");
+}
+
+TEST_F(Settings, bypassGoesToRecordAndDatabase) {
+    ASSERT_EQ(ozudb_ModifyBypassExpiry(255, 1, 1700000000), 0);
+    const PanelSharedState *state = ozudb_getSharedMemory(0);
+    ASSERT_NE(state, nullptr);
+    EXPECT_EQ(state->zones[255].bypass[0].bypassed, 1);
+    EXPECT_EQ(state->zones[255].bypass[0].bypassExpiry, 1700000000U);
+    EXPECT_EQ(state->zones[255].bypass[1].bypassed, 0);
+    EXPECT_EQ(query("SELECT * FROM bypass"), "255 1 1700000000 ");
+    ASSERT_EQ(ozudb_ModifyBypassExpiry(255, 0, -1), 0);
+    EXPECT_EQ(state->zones[255].bypass[0].bypassed, 0);
+    EXPECT_EQ(state->zones[255].bypass[0].bypassExpiry, OZUDB_BYPASS_FOREVER);
+    EXPECT_EQ(query("SELECT * FROM bypass"), "255 0 4294967295 ");
+}
+
+TEST_F(Settings, modemOneIsTheFirstStatisticsRecord) {
+    ASSERT_EQ(ozudb_ModifyModemStatistics(1, 2, 3, 4, 5, 6, 7, 65535, 1), 0);
+    ASSERT_EQ(ozudb_ModifyModemStatistics(11, 12, 13, 14, 15, 16, 17, 18, 0), 0);
+    const PanelSharedState *state = ozudb_getSharedMemory(0);
+    EXPECT_THAT(state->modemStatistics[0].counter, ElementsAre(1, 2, 3, 4, 5, 6, 7, 65535));
+    EXPECT_THAT(state->modemStatistics[1].counter, ElementsAre(11, 12, 13, 14, 15, 16, 17, 18));
+    EXPECT_EQ(query("SELECT * FROM modem_statistics ORDER BY modem"),
+              "0 11 12 13 14 15 16 17 18 1 1 2 3 4 5 6 7 65535 ");
+}
+
+TEST_F(Settings, rebootReasonBecomesThatOfTheNextBoot) {
+    std::optional<int> next;
+    std::optional<int> last;
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    ASSERT_EQ(ozudb_updatePanelRebootReason(-7), 0);
+    ASSERT_EQ(readRebootReasons(next, last), 0);
+    EXPECT_EQ(next, -7);
+    EXPECT_EQ(last, std::nullopt);
+    boot();
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    ASSERT_EQ(readRebootReasons(next, last), 0);
+    EXPECT_EQ(next, std::nullopt);
+    EXPECT_EQ(last, -7);
+}
+
+TEST_F(Settings, productCodeIsASetting) {
+    EXPECT_EQ(getProductCodename(), 0);
+    ASSERT_EQ(setSetting("product.code", "1"), 0);
+    EXPECT_EQ(getProductCodename(), 1);
+    ASSERT_EQ(setSetting("product.code", "-3"), 0);
+    EXPECT_EQ(getProductCodename(), -3);
+    ASSERT_EQ(setSetting("product.code", "1x"), 0);
+    EXPECT_EQ(getProductCodename(), 0);
+    std::vector<Setting> settings;
+    ASSERT_EQ(listSettings(settings), 0);
+    ASSERT_EQ(settings.size(), 1U);
+    EXPECT_EQ(settings[0].value, "1x");
+}
+
+TEST_F(Settings, eventsAreKeptInOrder) {
+    ASSERT_EQ(LOG_system_event(7, "first"), 0);
+    ASSERT_EQ(limited_log_system_event(7, 3, "second"), 0);
+    ASSERT_EQ(LOG_system_event(-1, ""), 0);
+    std::vector<SystemEvent> events;
+    ASSERT_EQ(readEvents(0, 100, events), 0);
+    ASSERT_EQ(events.size(), 3U);
+    EXPECT_EQ(events[0].text, "first");
+    EXPECT_EQ(events[0].category, 7);
+    EXPECT_EQ(events[0].subtype, std::nullopt);
+    EXPECT_EQ(events[0].pid, getpid());
+    EXPECT_EQ(events[1].subtype, 3);
+    EXPECT_EQ(events[2].category, -1);
+    ASSERT_EQ(readEvents(events[1].id, 100, events), 0);
+    EXPECT_EQ(events.size(), 1U);
+}
+
+TEST_F(Settings, limitedEventsAreLimitedPerCategoryAndSubtype) {
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(limited_log_system_event(1, 1, "flood"), 0);
+    }
+    EXPECT_EQ(limited_log_system_event(1, 2, "other subtype"), 0);
+    EXPECT_EQ(limited_log_system_event(2, 1, "other category"), 0);
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(LOG_system_event(1, "never limited"), 0);
+    }
+    std::map<std::string, int> counts;
+    std::vector<SystemEvent> events;
+    ASSERT_EQ(readEvents(0, 100, events), 0);
+    for (const auto &event : events) {
+        ++counts[event.text];
+    }
+    EXPECT_EQ(counts["flood"], 5);
+    EXPECT_EQ(counts["other subtype"], 1);
+    EXPECT_EQ(counts["other category"], 1);
+    EXPECT_EQ(counts["never limited"], 8);
+
+    // A minute later the next line goes through and tells how many did not.
+    query("UPDATE event_limits SET window_ms = window_ms - 60001");
+    ASSERT_EQ(readEvents(events.back().id, 100, events), 0);
+    ASSERT_TRUE(events.empty());
+    EXPECT_EQ(limited_log_system_event(1, 1, "flood"), 0);
+    ASSERT_EQ(readEvents(0, 100, events), 0);
+    EXPECT_EQ(events.back().text, "flood");
+    EXPECT_EQ(events.back().suppressed, 3);
+}
+
+TEST_F(Settings, deviceKindsComeFromTheDeviceTable) {
+    PanelSharedState *state = ozudb_getSharedMemory(0);
+    ASSERT_NE(state, nullptr);
+    state->devices[1].deviceType = 37;  // TAG READER
+    state->devices[2].deviceType = 21;  // RF_INPUT
+    state->devices[3].deviceType = 85;  // W3
+    state->devices[205].deviceType = 1; // PIR
+    state->devices[4].deviceType = 87;  // DANALOCK
+    state->devices[5].deviceType = 0xFFFFFFFF;
+    const auto kinds = [](int device) {
+        return std::to_string(ozudb_isTagReader(device)) + std::to_string(ozudb_isRfInput(device)) +
+               std::to_string(ozudb_isRfDetector(device));
+    };
+    EXPECT_EQ(kinds(1), "100");
+    EXPECT_EQ(kinds(2), "010");
+    EXPECT_EQ(kinds(3), "001");
+    EXPECT_EQ(kinds(205), "001");
+    for (const int none : {4, 5, 6, 0, -1, 206, 65535, -2147483647 - 1, 2147483647}) {
+        EXPECT_EQ(kinds(none), "000") << none;
+    }
+}
+
+TEST_F(Settings, filesBelongToTheOwnerAlone) {
+    rmdir(folder().c_str());
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    ASSERT_EQ(ozulog_init("alarmd"), 0);
+    EXPECT_EQ(modeOf(folder()), 0700U);
+    EXPECT_EQ(modeOf(folder() + "/ozu.db"), 0600U);
+    EXPECT_EQ(modeOf(folder() + "/ozu.db-wal"), 0600U);
+    EXPECT_EQ(modeOf(folder() + "/log"), 0700U);
+    EXPECT_EQ(modeOf(folder() + "/log/alarmd.log"), 0600U);
+    EXPECT_EQ(query("PRAGMA journal_mode"), "wal ");
+}
+
+TEST_F(Settings, linksAreNotFollowed) {
+    const std::string target = folder() + "/target";
+    writeFile(target, "");
+    ASSERT_EQ(symlink(target.c_str(), (folder() + "/ozu.db").c_str()), 0);
+    EXPECT_NE(ozudb_updatePanelRebootReason(1), 0);
+    EXPECT_EQ(contentOf(target), "");
+}
+
+// ---- damage
+// ----------------------------------------------------------------------------------------------------
+
+TEST_F(Settings, damagedDatabaseIsReportedAndLeftAlone) {
+    const std::string rubbish(8192, 'x');
+    writeFile(folder() + "/ozu.db", rubbish);
+    std::array<char, 8> name{};
+    EXPECT_EQ(ozudb_getSeverityNameByProcName(name.data(), 8, "alarmd"), kCorrupt);
+    EXPECT_EQ(ozudb_addProc2Log("alarmd", "INFO", 1), kCorrupt);
+    EXPECT_EQ(ozudb_updatePanelRebootReason(1), kCorrupt);
+    EXPECT_EQ(LOG_system_event(1, "x"), kCorrupt);
+    EXPECT_NE(ozudb_ModifyBypassExpiry(1, 0, -1), 0);
+    EXPECT_EQ(getProductCodename(), 0);
+    EXPECT_EQ(contentOf(folder() + "/ozu.db"), rubbish);
+    // Once a good file is in its place, the next call works.
+    unlink((folder() + "/ozu.db").c_str());
+    EXPECT_EQ(ozudb_updatePanelRebootReason(1), 0);
+}
+
+TEST_F(Settings, damagedPagesAreReported) {
+    for (int i = 0; i < 50; ++i) {
+        ASSERT_EQ(LOG_system_event(1, std::string(500, 'e').c_str()), 0);
+    }
+    query("PRAGMA wal_checkpoint(TRUNCATE)");
+    closePlatform();
+    std::string content = contentOf(databaseFile());
+    for (std::size_t i = 4096; i < content.size(); ++i) {
+        content[i] = static_cast<char>(i * 7);
+    }
+    writeFile(databaseFile(), content);
+    EXPECT_EQ(LOG_system_event(1, "x"), kCorrupt);
+}
+
+TEST_F(Settings, newerDatabaseIsRefused) {
+    ASSERT_EQ(ozudb_updatePanelRebootReason(1), 0);
+    query("PRAGMA user_version=2");
+    closePlatform();
+    EXPECT_EQ(ozudb_updatePanelRebootReason(1), kWrongVersion);
+}
+
+TEST_F(Settings, databaseHeldTooLongIsBusy) {
+    ASSERT_EQ(ozudb_updatePanelRebootReason(1), 0);
+    sqlite3 *other = nullptr;
+    ASSERT_EQ(sqlite3_open_v2(databaseFile().c_str(), &other, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    EXPECT_EQ(ozudb_updatePanelRebootReason(2), kBusy); // after the busy time-out of 5 seconds
+    sqlite3_close(other);
+    EXPECT_EQ(ozudb_updatePanelRebootReason(2), 0);
+}
+
+// A mount namespace of our own: what is mounted in the child is mounted for it alone.
+namespace {
+
+constexpr int kNoNamespace = 77;
+
+bool enterNamespace() {
+    const uid_t user = getuid();
+    const gid_t group = getgid();
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
+        return false;
+    }
+    const auto put = [](const char *path, const std::string &text) {
+        const int file = open(path, O_WRONLY | O_CLOEXEC);
+        const bool done =
+            file >= 0 && write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+        close(file);
+        return done;
+    };
+    put("/proc/self/setgroups", "deny");
+    return put("/proc/self/uid_map", "0 " + std::to_string(user) + " 1") &&
+           put("/proc/self/gid_map", "0 " + std::to_string(group) + " 1") &&
+           mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+} // namespace
+
+TEST_F(Settings, readOnlyFolderIsReported) {
+    ASSERT_EQ(ozudb_updatePanelRebootReason(1), 0);
+    closePlatform();
+    const int result = inChild([&] {
+        if (!enterNamespace() || mount(folder().c_str(), folder().c_str(), nullptr, MS_BIND, nullptr) != 0 ||
+            mount(nullptr, folder().c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0) {
+            return kNoNamespace;
+        }
+        const bool right =
+            ozudb_updatePanelRebootReason(2) == kReadOnly && LOG_system_event(1, "x") == kReadOnly &&
+            ozudb_addProc2Log("alarmd", "INFO", 1) == kReadOnly && ozulog_init("alarmd") == kReadOnly;
+        return right ? 0 : 1;
+    });
+    if (result == kNoNamespace) {
+        GTEST_SKIP() << "no private mount namespace here";
+    }
+    EXPECT_EQ(result, 0);
+}
+
+TEST_F(Settings, fullDiskIsReportedAndLosesNothing) {
+    const int result = inChild([&] {
+        if (!enterNamespace() || mount("tmpfs", folder().c_str(), "tmpfs", 0, "size=512k") != 0) {
+            return kNoNamespace;
+        }
+        if (ozudb_ModifyBypassExpiry(3, 1, 99) != 0 || ozulog_init("alarmd") != 0) {
+            return 1;
+        }
+        int code = 0;
+        for (int i = 0; i < 5000 && code == 0; ++i) {
+            code = LOG_system_event(1, std::string(1000, 'e').c_str());
+        }
+        if (code != kDiskFull) {
+            return 2;
+        }
+        // Fill what is left, then nothing may end the process or change the record half.
+        const int filler = open((folder() + "/filler").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+        while (write(filler, "xxxxxxxx", 8) > 0) {
+        }
+        for (int i = 0; i < 100; ++i) {
+            ozulog_printf(70000, "%s", std::string(1000, 'l').c_str());
+        }
+        if (ozudb_ModifyBypassExpiry(3, 0, -1) != kDiskFull ||
+            ozudb_getSharedMemory(0)->zones[3].bypass[0].bypassed != 1 ||
+            ozudb_ModifyModemStatistics(1, 1, 1, 1, 1, 1, 1, 1, 0) != kDiskFull ||
+            ozudb_getSharedMemory(0)->modemStatistics[1].counter[0] != 0) {
+            return 3;
+        }
+        unlink((folder() + "/filler").c_str());
+        std::string file;
+        segmentFile(file);
+        const int after = ozudb_ModifyBypassExpiry(3, 0, -1);
+        unlink(file.c_str());
+        return after == 0 ? 0 : 4;
+    });
+    if (result == kNoNamespace) {
+        GTEST_SKIP() << "no private mount namespace here";
+    }
+    EXPECT_EQ(result, 0);
+}
+
+TEST_F(Settings, killedInTheMiddleOfWritesTheDatabaseStaysWhole) {
+    ASSERT_EQ(ozudb_ModifyBypassExpiry(0, 0, -1), 0);
+    for (int round = 0; round < 10; ++round) {
+        const pid_t writer = startChild([] {
+            for (int i = 1;; ++i) {
+                const auto n = static_cast<std::uint16_t>(i);
+                ozudb_ModifyModemStatistics(n, n, n, n, n, n, n, n, i & 1);
+                ozudb_ModifyBypassExpiry(i & 255, 1, i);
+                LOG_system_event(1, "x");
+            }
+            return 0;
+        });
+        pause(20 + round * 7);
+        kill(writer, SIGKILL);
+        ASSERT_EQ(waitForChild(writer), -SIGKILL);
+        // The next writer works, and record and database agree.
+        ASSERT_EQ(ozudb_ModifyBypassExpiry(0, 0, -1), 0);
+        const PanelSharedState *state = ozudb_getSharedMemory(0);
+        for (const int modem : {0, 1}) {
+            const auto &counter = state->modemStatistics[modem == 1 ? 0 : 1].counter;
+            const std::string row =
+                query("SELECT c1, c8 FROM modem_statistics WHERE modem = " + std::to_string(modem));
+            EXPECT_EQ(row,
+                      row.empty() ? "" : std::to_string(counter[0]) + " " + std::to_string(counter[7]) + " ");
+        }
+    }
+    EXPECT_EQ(query("PRAGMA integrity_check"), "ok ");
+}
+
+TEST_F(Settings, processesWriteAtTheSameTime) {
+    std::vector<pid_t> children;
+    for (int process = 0; process < 4; ++process) {
+        children.push_back(startChild([process] {
+            for (int i = 0; i < 25; ++i) {
+                if (LOG_system_event(process, "x") != 0 || ozudb_ModifyBypassExpiry(process, 1, i) != 0) {
+                    return 1;
+                }
+            }
+            return 0;
+        }));
+    }
+    for (const pid_t child : children) {
+        EXPECT_EQ(waitForChild(child), 0);
+    }
+    std::vector<SystemEvent> events;
+    ASSERT_EQ(readEvents(0, 1000, events), 0);
+    EXPECT_EQ(events.size(), 100U);
+    EXPECT_EQ(query("SELECT count(*), min(expiry), max(expiry) FROM bypass"), "4 24 24 ");
+}
