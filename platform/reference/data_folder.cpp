@@ -112,10 +112,10 @@ void requireFolder(const std::string &path) {
 FolderLock::FolderLock(const std::string &folder) {
     requireFolder(folder);
     const std::string path = folder + kIdentityFile;
-    file_.reset(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    file_ = openFile(path.c_str(), O_RDWR | O_CREAT, 0600);
     if (!file_) {
         const int error = errno;
-        file_.reset(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+        file_ = openFile(path.c_str(), O_RDONLY);
         if (!file_) {
             throw Error(codeOfErrno(error), path + ": " + std::strerror(error));
         }
@@ -154,7 +154,7 @@ void FolderLock::readOrMakeIdentity(const std::string &path) {
 
 std::string existingIdentity(const std::string &folder) {
     const std::string path = folder + kIdentityFile;
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    const Descriptor file = openFile(path.c_str(), O_RDONLY);
     return file ? readIdentity(file.get()) : std::string();
 }
 

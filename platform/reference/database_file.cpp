@@ -43,7 +43,7 @@ Code codeOfResult(int extended, int systemError) noexcept {
 
 // The file is made by us, so that it never exists with other rights; its log files take over its mode.
 void makeFile(const std::string &path) {
-    const Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    const Descriptor file = openFile(path.c_str(), O_RDWR | O_CREAT, 0600);
     if (!file) {
         throw Error(codeOfErrno(errno), "database " + path + ": " + std::strerror(errno));
     }

@@ -1,6 +1,7 @@
 // A descriptor that closes itself.
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <utility>
@@ -34,5 +35,16 @@ class Descriptor {
   private:
     int fd_ = -1;
 };
+
+// Opens a file close-on-exec, never as one of the descriptors 0 to 2: a process that was started with these
+// closed must not write its messages into our files.
+inline Descriptor openFile(const char *path, int flags, unsigned mode = 0) noexcept {
+    constexpr int kFirstOwn = 3;
+    Descriptor file(::open(path, flags | O_CLOEXEC | O_NOFOLLOW, mode));
+    if (file && file.get() < kFirstOwn) {
+        return Descriptor(::fcntl(file.get(), F_DUPFD_CLOEXEC, kFirstOwn));
+    }
+    return file;
+}
 
 } // namespace ozu::platform

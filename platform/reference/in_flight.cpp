@@ -37,11 +37,13 @@ InFlightPlace::InFlightPlace(Segment *segment, const char *process, std::uint32_
             slot.unacknowledged.store(0);
             slot.lostAt.store(0);
             slot.patience.store(patienceSeconds);
+            slot.takenOver.store(0);
             slot.pid = getpid();
             slot.process.fill('\0');
             std::strncpy(slot.process.data(), process, slot.process.size() - 1);
             slot.used.store(1, std::memory_order_release);
             slot_ = &slot;
+            segment_ = segment;
             return;
         }
     }
@@ -63,6 +65,23 @@ void InFlightPlace::setConnected(bool connected) noexcept {
             slot_->lostAt.store(secondsSinceBoot());
         }
     }
+}
+
+void InFlightPlace::takeOverName() noexcept {
+    if (slot_ == nullptr) {
+        return;
+    }
+    slot_->takenOver.store(0);
+    for (auto &other : segment_->header.inFlight) {
+        if (&other != slot_ && other.used.load(std::memory_order_acquire) != 0 &&
+            std::strncmp(other.process.data(), slot_->process.data(), other.process.size()) == 0) {
+            other.takenOver.store(1);
+        }
+    }
+}
+
+bool InFlightPlace::takenOver() const noexcept {
+    return slot_ != nullptr && slot_->takenOver.load() != 0;
 }
 
 void InFlightPlace::setCount(std::uint32_t unacknowledged) noexcept {

@@ -17,10 +17,15 @@ class InFlightPlace {
 
     [[nodiscard]] bool visible() const noexcept { return slot_ != nullptr; }
     void setConnected(bool connected) noexcept;
+    // The broker has accepted this session: older ones of the same name, which it has thrown out, must not
+    // come back and throw this one out in turn.
+    void takeOverName() noexcept;
+    [[nodiscard]] bool takenOver() const noexcept;
     // May be called from any thread.
     void setCount(std::uint32_t unacknowledged) noexcept;
 
   private:
+    Segment *segment_ = nullptr;
     SharedInFlight *slot_ = nullptr;
 };
 

@@ -13,6 +13,7 @@
 #include "severity.h"
 #include "shared_segment.h"
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <spdlog/logger.h>
 #include <spdlog/pattern_formatter.h>
@@ -53,7 +54,11 @@ Log &theLog() {
 [[maybe_unused]] const int forkHandlers = pthread_atfork(
     [] { theLog().mutex.lock(); }, [] { theLog().mutex.unlock(); }, [] { theLog().mutex.unlock(); });
 
+// A process that was started without standard error may open anything as descriptor 2 later on.
 std::unique_ptr<spdlog::logger> makeLogger(std::vector<spdlog::sink_ptr> sinks) {
+    if (fcntl(STDERR_FILENO, F_GETFD) >= 0) {
+        sinks.push_back(std::make_shared<StandardErrorSink>());
+    }
     auto logger = std::make_unique<spdlog::logger>("ozu", sinks.begin(), sinks.end());
     logger->set_level(spdlog::level::trace);
     logger->set_formatter(
@@ -95,7 +100,7 @@ bool kept(Log &log, int level) noexcept {
 void write(Log &log, int level, const LinePosition &position, std::string_view text) {
     const std::lock_guard guard(log.mutex);
     if (!log.logger) {
-        log.logger = makeLogger({std::make_shared<StandardErrorSink>()});
+        log.logger = makeLogger({});
     }
     const std::string &process = log.process.empty() ? program_invocation_short_name : log.process;
     log.logger->log(spdlog::level::info,
@@ -137,8 +142,7 @@ void open(Log &log, const char *processName) {
         note(70000, "ozulog_init", error.what()); // the log works without the database
     }
     auto logger = makeLogger({std::make_shared<FileSink>(folder + "/" + processName + ".log",
-                                                         static_cast<std::size_t>(largest), olderFiles),
-                              std::make_shared<StandardErrorSink>()});
+                                                         static_cast<std::size_t>(largest), olderFiles)});
     const std::lock_guard guard(log.mutex);
     log.process = processName;
     log.logger = std::move(logger);

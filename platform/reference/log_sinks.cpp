@@ -22,7 +22,7 @@ FileSink::FileSink(std::string path, std::size_t largest, int olderFiles)
 }
 
 void FileSink::open() {
-    file_.reset(::open(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    file_ = openFile(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT, 0600);
 }
 
 // Several processes may write to one file, and any of them may rotate it: each line looks first where the
@@ -44,7 +44,7 @@ void FileSink::followOrRotate() {
 
 void FileSink::rotate() {
     const std::string lockPath = path_.substr(0, path_.rfind('/')) + "/.rotate";
-    const Descriptor lock(::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    const Descriptor lock = openFile(lockPath.c_str(), O_RDWR | O_CREAT, 0600);
     // Whoever is late finds the file rotated already and only follows.
     if (!lock || flock(lock.get(), LOCK_EX) != 0) {
         return;

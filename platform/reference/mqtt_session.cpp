@@ -283,28 +283,11 @@ void MqttSession::run() noexcept {
 }
 
 void MqttSession::serve() {
-    for (;;) {
-        const int result = connectOnce();
-        if (result == 0) {
-            const auto since = Clock::now();
-            serveConnection();
-            // Two processes of one name push each other out: a connection that did not last is no success, so
-            // that they do it ever more rarely.
-            failures_ = Clock::now() - since < kLastingConnection ? failures_ + 1 : 0;
-        }
-        const std::lock_guard guard(mutex_);
-        if (phase_ == Phase::Starting) { // the first attempt decides what mqttc_connect returns
-            startResult_ = result != 0 ? result : kBrokerUnreachable;
-            break;
-        }
-        if (stopping_ || takenOver_) {
-            break;
-        }
-        mutex_.unlock();
+    while (serveOnce()) {
         setPhase(Phase::Lost, 0);
         waitBeforeRetry();
-        mutex_.lock();
-        if (stopping_) {
+        const std::lock_guard guard(mutex_);
+        if (stopping_ || leftToAnother()) {
             break;
         }
     }
@@ -313,6 +296,35 @@ void MqttSession::serve() {
         note(70000, "mqttc_disconnect",
              std::to_string(unacknowledged_) + " messages were not acknowledged by the broker");
     }
+}
+
+// One connection, from the attempt to its loss. @return true when another one is to follow
+bool MqttSession::serveOnce() {
+    const int result = connectOnce();
+    if (result == 0) {
+        const auto since = Clock::now();
+        serveConnection();
+        // A connection that is lost again and again is not tried more often than one that never comes.
+        if (Clock::now() - since > kLastingConnection) {
+            failures_ = 0;
+        }
+    }
+    const std::lock_guard guard(mutex_);
+    if (phase_ == Phase::Starting) { // the first attempt decides what mqttc_connect returns
+        startResult_ = result;
+        return false;
+    }
+    return !stopping_ && !leftToAnother();
+}
+
+// Another process has connected under our name. With mutex_ held.
+bool MqttSession::leftToAnother() {
+    if (!takenOver_ && place_ != nullptr && place_->takenOver()) {
+        takenOver_ = true;
+        note(80000, "mqttc_connect",
+             "another process connected as \"" + name_ + "\"; this one has left the bus");
+    }
+    return takenOver_;
 }
 
 int MqttSession::connectOnce() {
@@ -336,10 +348,10 @@ int MqttSession::connectOnce() {
             break;
         }
     }
+    ++failures_;
     if (accepted_) {
         return 0;
     }
-    ++failures_;
     return refusal_ != 0 ? kBrokerRefused : kBrokerUnreachable;
 }
 
@@ -474,16 +486,17 @@ void MqttSession::onConnect(int reason) {
     accepted_ = true;
     subscribing_.clear();
     const std::lock_guard guard(mutex_);
+    if (place_ != nullptr) {
+        place_->takeOverName();
+    }
     newTopics_.insert(newTopics_.begin(), topics_.begin(), topics_.end());
 }
 
 void MqttSession::onDisconnect(int reason) {
     accepted_ = false;
     if (reason == kSessionTakenOver) {
-        {
-            const std::lock_guard guard(mutex_);
-            takenOver_ = true;
-        }
+        const std::lock_guard guard(mutex_);
+        takenOver_ = true;
         note(80000, "mqttc_connect",
              "another process connected as \"" + name_ + "\"; this one has left the bus");
     } else if (reason != 0) {

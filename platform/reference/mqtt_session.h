@@ -73,6 +73,8 @@ class MqttSession : public std::enable_shared_from_this<MqttSession> {
     // On the session's thread.
     void run() noexcept;
     void serve();
+    bool serveOnce();
+    bool leftToAnother();
     int connectOnce();
     void serveConnection();
     void waitBeforeRetry();

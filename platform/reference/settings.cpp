@@ -167,9 +167,11 @@ void writeStatistics(DatabaseFile &file, const LastingStatistics &row) {
     insert.step();
 }
 
-// A fork must not catch the database in the middle of an operation.
-[[maybe_unused]] const int forkHandlers = pthread_atfork(
-    [] { databaseMutex.lock(); }, [] { databaseMutex.unlock(); }, [] { databaseMutex.unlock(); });
+// A fork must not catch the database in the middle of an operation. A recursive lock remembers its thread,
+// which the child does not have: it gets a new one.
+[[maybe_unused]] const int forkHandlers =
+    pthread_atfork([] { databaseMutex.lock(); }, [] { databaseMutex.unlock(); },
+                   [] { new (&databaseMutex) std::recursive_mutex; });
 
 } // namespace
 

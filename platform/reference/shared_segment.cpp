@@ -160,7 +160,7 @@ void fill(Segment &segment) {
 Segment *create(const std::string &path, const std::string &folder) {
     const std::string draft = path + ".new";
     unlink(draft.c_str());
-    const Descriptor file(open(draft.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0660));
+    const Descriptor file = openFile(draft.c_str(), O_RDWR | O_CREAT | O_EXCL, 0660);
     if (!file) {
         throw Error(codeOfErrno(errno), draft + ": " + std::strerror(errno));
     }
@@ -197,7 +197,7 @@ Segment *attach() {
     const FolderLock lock(folder);
     refuseOtherLayouts(lock.identity());
     const std::string path = segmentPath(lock.identity());
-    const Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+    const Descriptor file = openFile(path.c_str(), O_RDWR);
     if (!file) {
         if (errno == ENOENT) {
             return create(path, folder);
@@ -315,7 +315,7 @@ const Segment *mapReadOnly(std::string &why) {
         }
         refuseOtherLayouts(identity);
         const std::string path = segmentPath(identity);
-        const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+        const Descriptor file = openFile(path.c_str(), O_RDONLY);
         if (!file) {
             throw Error(kNoSharedRecord, "shared segment " + path + ": " + std::strerror(errno));
         }

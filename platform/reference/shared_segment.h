@@ -27,7 +27,7 @@ union SharedMutex {
 };
 static_assert(sizeof(pthread_mutex_t) <= 64);
 
-// The unacknowledged messages of one bus session. The session's thread holds the owner mutex while it lives,
+// One bus session and its unacknowledged messages. The session's thread holds the owner mutex while it lives,
 // so a slot whose mutex can be taken belongs to nobody.
 struct SharedInFlight {
     SharedMutex owner;
@@ -35,10 +35,11 @@ struct SharedInFlight {
     std::atomic<std::uint32_t> unacknowledged;
     std::atomic<std::uint32_t> lostAt;   // seconds since boot at which the broker was lost, 0 while connected
     std::atomic<std::uint32_t> patience; // seconds from then on during which the messages still count
+    std::atomic<std::uint32_t> takenOver; // 1: another session of this name is connected now
     std::int32_t pid;
-    std::array<char, 44> process;
+    std::array<char, 72> process;
 };
-static_assert(sizeof(SharedInFlight) == 128);
+static_assert(sizeof(SharedInFlight) == 160);
 
 struct SegmentHeader {
     // Fixed for every layout version.

@@ -56,6 +56,41 @@ int freePort() {
     return ntohs(address.sin_port);
 }
 
+namespace {
+
+// Reads one packet; empty at the end of the connection.
+std::string readPacket(int connection) {
+    unsigned char head[2] = {}; // its packets are short: one byte of length
+    if (recv(connection, head, 2, MSG_WAITALL) != 2) {
+        return {};
+    }
+    std::string packet(head[1], '\0');
+    if (head[1] != 0 && recv(connection, packet.data(), packet.size(), MSG_WAITALL) != head[1]) {
+        return {};
+    }
+    return static_cast<char>(head[0]) + packet;
+}
+
+} // namespace
+
+int serveRefusingSubscriptions(int listener) {
+    const int connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    int refused = 0;
+    for (std::string packet; !(packet = readPacket(connection)).empty();) {
+        const int kind = static_cast<unsigned char>(packet[0]) >> 4;
+        std::string answer;
+        if (kind == 1) { // CONNECT
+            answer = std::string("\x20\x03\0\0\0", 5);
+        } else if (kind == 8) { // SUBSCRIBE: not authorised
+            answer = std::string("\x90\x04", 2) + packet.substr(1, 2) + std::string("\0\x87", 2);
+            ++refused;
+        }
+        static_cast<void>(!send(connection, answer.data(), answer.size(), MSG_NOSIGNAL));
+    }
+    close(connection);
+    return refused;
+}
+
 int listenSilently(int port) {
     const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const int on = 1;
@@ -75,8 +110,7 @@ bool Broker::available() {
 Broker::Broker(std::string folder, const std::string &configuration)
     : folder_(std::move(folder)), port_(freePort()) {
     std::string text = "listener " + std::to_string(port_) + " 127.0.0.1\n";
-    text += "persistence true\npersistence_location " + folder_ + "/\n";
-    text += "autosave_on_changes true\nautosave_interval 1\n";
+    text += "persistence_location " + folder_ + "/\n";
     if (getuid() == 0) {
         text += "user root\n";
     }

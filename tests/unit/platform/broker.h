@@ -30,5 +30,7 @@ class Broker {
 int freePort();
 // Listens there, accepts nothing and answers nothing. @return the descriptor
 int listenSilently(int port);
+// Serves one session on a listener as a broker that grants no subscription. @return how many it refused
+int serveRefusingSubscriptions(int listener);
 
 } // namespace ozu::test

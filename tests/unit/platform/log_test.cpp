@@ -128,7 +128,7 @@ TEST_F(LogTest, longTextIsCutAtACharacter) {
             most);
     }
     start("TRACE");
-    for (const std::size_t length : {4000, 4090, 4096, 10000, 100000}) {
+    for (const std::size_t length : {4000U, 4090U, 4096U, 10000U, 100000U}) {
         ozulog_printf(30000, "%s", std::string(length, 'x').c_str());
         ozulog_printf(30000, "%s", std::string(length, '\n').c_str());
     }
