@@ -2,21 +2,22 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <malloc.h>
 
-#include <cstdio>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
 namespace {
 
-long residentPages() {
-    std::ifstream statm("/proc/self/statm");
-    long size = 0;
-    long resident = 0;
-    statm >> size >> resident;
-    return resident;
+long mappings() {
+    std::ifstream maps("/proc/self/maps");
+    return std::count(std::istreambuf_iterator<char>(maps), std::istreambuf_iterator<char>(), '\n');
+}
+
+std::size_t heapInUse() {
+    return mallinfo2().uordblks;
 }
 
 auto openDescriptors() {
@@ -37,11 +38,13 @@ TEST(Reload, thousandTimesLeaveNothingBehind) {
     for (int i = 0; i < 1000; ++i) {
         loadOnce();
     }
-    const long pages = residentPages();
+    const long mapped = mappings();
     const auto descriptors = openDescriptors();
+    const std::size_t heap = heapInUse();
     for (int i = 0; i < 1000; ++i) {
         loadOnce();
     }
-    EXPECT_LE(residentPages() - pages, 8);
+    EXPECT_EQ(heapInUse(), heap);
+    EXPECT_EQ(mappings(), mapped);
     EXPECT_EQ(openDescriptors(), descriptors);
 }

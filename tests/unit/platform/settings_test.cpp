@@ -393,6 +393,7 @@ TEST_F(Settings, fullDiskIsReportedAndLosesNothing) {
         if (ozudb_ModifyBypassExpiry(3, 1, 99) != 0 || ozulog_init("alarmd") != 0) {
             return 1;
         }
+        writeFile(folder() + "/ballast", std::string(65536, 'b'));
         int code = 0;
         for (int i = 0; i < 5000 && code == 0; ++i) {
             code = LOG_system_event(1, std::string(1000, 'e').c_str());
@@ -423,7 +424,7 @@ TEST_F(Settings, fullDiskIsReportedAndLosesNothing) {
             return 5;
         }
         close(filler);
-        unlink((folder() + "/filler").c_str());
+        unlink((folder() + "/ballast").c_str());
         std::string file;
         segmentFile(file);
         const int after = ozudb_ModifyBypassExpiry(3, 0, -1);
