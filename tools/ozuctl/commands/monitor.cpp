@@ -64,7 +64,8 @@ class StateWatcher {
             return;
         }
         const PanelSharedState now = *live_;
-        if (memcmp(&now, &before_, sizeof now) == 0) {
+        // Padding that differs only costs the comparison of the fields.
+        if (memcmp(&now, &before_, sizeof now) == 0) { // NOLINT(bugprone-suspicious-memory-comparison)
             return;
         }
         for (const Field &field : fields_) {
