@@ -4,7 +4,8 @@ import os
 
 import pytest
 
-from network_box import lines, probe
+from box import PanelBox
+from network_box import lines, probe, start_probe
 
 UP, GATEWAY = 1, 2
 
@@ -13,14 +14,18 @@ def ip(box, *words):
     box.run(["ip", *words], check=True)
 
 
-@pytest.fixture
-def wired(box):
+def wire(box):
     """eth0 with an address, its peer far0, and eth1 without one."""
     ip(box, "link", "add", "eth0", "address", "02:00:00:00:00:10", "type", "veth", "peer", "name", "far0")
     ip(box, "link", "add", "eth1", "type", "veth", "peer", "name", "far1")
     ip(box, "addr", "add", "192.168.7.20/24", "broadcast", "192.168.7.255", "dev", "eth0")
     for name in ("eth0", "far0", "eth1", "far1"):
         ip(box, "link", "set", name, "up")
+
+
+@pytest.fixture
+def wired(box):
+    wire(box)
     return box
 
 
@@ -84,38 +89,67 @@ def test_dummy_interface(box):
 # --- routes ---
 
 
-def test_new_route_takes_two_attempts(wired):
-    answer = probe(wired, "add", "10.2.0.0", "192.168.7.1", "255.255.0.0", "eth0", 5, UP | GATEWAY)
+REFUSED = {"unknown-device": ("192.168.7.1", "eth9", 19), "unreachable-gateway": ("172.16.0.1", "eth0", 101)}
+
+
+@pytest.fixture(scope="module")
+def courses():
+    """Additions that pause between their attempts, in real time and all at once, by name."""
+    with PanelBox(broker=False) as box:
+        wire(box)
+        ip(box, "route", "add", "10.1.0.0/16", "via", "192.168.7.1", "dev", "eth0", "metric", "5")
+        running = {
+            "existing": start_probe(box, "add", "10.1.0.0", "192.168.7.1", "255.255.0.0", "eth0", 5, UP | GATEWAY),
+            "new": start_probe(box, "add", "10.2.0.0", "192.168.7.1", "255.255.0.0", "eth0", 5, UP | GATEWAY),
+            "no-gateway": start_probe(box, "add", "10.4.0.0", "-", "255.255.0.0", "eth0", 0, UP),
+            "default": start_probe(box, "add", "0.0.0.0", "192.168.7.1", "0.0.0.0", "eth0", 0, UP | GATEWAY),
+        }
+        for name, (gateway, device, _) in REFUSED.items():
+            running[name] = start_probe(box, "add", "10.5.0.0", gateway, "255.255.0.0", device, 0, UP | GATEWAY)
+        helpers = []
+        for attempt in (2, 3, 4):
+            # The device appears, with the route, while the attempts go on.
+            name, net = f"eth2{attempt}", f"172.20.{attempt}"
+            running[f"confirmed-{attempt}"] = start_probe(
+                box, "add", f"10.8.{attempt}.0", f"{net}.2", "255.255.255.0", name, 0, UP | GATEWAY)
+            helpers.append(box.popen(["sh", "-c", (
+                f"sleep {attempt - 1.5}; ip link add {name} type veth peer name far2{attempt};"
+                f"ip addr add {net}.1/24 dev {name}; ip link set {name} up;"
+                f"ip route add 10.8.{attempt}.0/24 via {net}.2 dev {name}")]))
+        answers = {name: finish() for name, finish in running.items()}
+        assert [helper.wait(10) for helper in helpers] == [0] * 3
+        answers["routes"] = routes(box)
+    return answers
+
+
+def test_new_route_takes_two_attempts(courses):
+    answer = courses["new"]
     assert answer["result"] == 0
-    assert routes(wired, "10.2.0.0/16") == ["10.2.0.0/16 via 192.168.7.1 dev eth0 metric 5 "]
+    assert "10.2.0.0/16 via 192.168.7.1 dev eth0 metric 5 " in courses["routes"]
     assert lines(answer) == [
         "dest = 10.2.0.0, gw = 192.168.7.1, mask = 255.255.0.0, ifr = eth0, metric = 5, flags = 0x03",
         f"SIOCADDRT:[{os.strerror(17)}]"]
     assert 1.9 < answer["seconds"] < 4
 
-    again = probe(wired, "add", "10.2.0.0", "192.168.7.1", "255.255.0.0", "eth0", 5, UP | GATEWAY)
-    assert again["result"] == 0
-    assert 0.9 < again["seconds"] < 2
 
-    gone = probe(wired, "del", "10.2.0.0", "192.168.7.1", "255.255.0.0", "eth0", 5, UP | GATEWAY)
-    assert (gone["result"], lines(gone)) == (0, [])
-    assert routes(wired, "10.2.0.0/16") == []
-    refused = probe(wired, "del", "10.2.0.0", "192.168.7.1", "255.255.0.0", "eth0", 5, UP | GATEWAY)
-    assert (refused["result"], lines(refused)) == (0, [f"SIOCDELRT:[{os.strerror(3)}]"])
+def test_existing_route_takes_one_attempt(courses):
+    answer = courses["existing"]
+    assert answer["result"] == 0
+    assert lines(answer, 10000) == [f"SIOCADDRT:[{os.strerror(17)}]"]
+    assert 0.9 < answer["seconds"] < 1.9
 
 
-def test_route_without_gateway_and_default_route(wired):
-    assert probe(wired, "add", "10.4.0.0", "-", "255.255.0.0", "eth0", 0, UP)["result"] == 0
-    assert routes(wired, "10.4.0.0/16") == ["10.4.0.0/16 dev eth0 scope link "]
-    assert probe(wired, "add", "0.0.0.0", "192.168.7.1", "0.0.0.0", "eth0", 0, UP | GATEWAY)["result"] == 0
-    assert routes(wired, "default") == ["default via 192.168.7.1 dev eth0 "]
-    assert probe(wired, "gateway", "eth0")["gateway"] == "192.168.7.1"
+def test_route_without_gateway_and_default_route(courses):
+    assert courses["no-gateway"]["result"] == 0
+    assert "10.4.0.0/16 dev eth0 scope link " in courses["routes"]
+    assert courses["default"]["result"] == 0
+    assert "default via 192.168.7.1 dev eth0 " in courses["routes"]
 
 
-@pytest.mark.parametrize("device, gateway, error", [("eth9", "192.168.7.1", 19), ("eth0", "172.16.0.1", 101)])
-def test_refused_route(wired, device, gateway, error):
-    answer = probe(wired, "add", "10.2.0.0", gateway, "255.255.0.0", device, 0, UP | GATEWAY)
-    text = f"SIOCADDRT:[{os.strerror(error)}]"
+@pytest.mark.parametrize("name", REFUSED)
+def test_refused_route(courses, name):
+    answer = courses[name]
+    text = f"SIOCADDRT:[{os.strerror(REFUSED[name][2])}]"
     assert answer["result"] == -1
     assert lines(answer, 10000) == [text] * 4
     assert lines(answer, 70000) == [text] * 4
@@ -124,19 +158,23 @@ def test_refused_route(wired, device, gateway, error):
 
 
 @pytest.mark.parametrize("attempt", [2, 3, 4])
-def test_confirmation_after_refusals(wired, attempt):
-    """The device appears, with the route, while the attempts go on."""
-    script = (f"sleep {attempt - 1 - 0.5}; ip link add eth8 type veth peer name far8;"
-              "ip addr add 172.20.0.1/24 dev eth8; ip link set eth8 up;"
-              "ip route add 10.8.0.0/16 via 172.20.0.2 dev eth8")
-    helper = wired.popen(["sh", "-c", script])
-    answer = probe(wired, "add", "10.8.0.0", "172.20.0.2", "255.255.0.0", "eth8", 0, UP | GATEWAY)
-    assert helper.wait(10) == 0
+def test_confirmation_after_refusals(courses, attempt):
+    answer = courses[f"confirmed-{attempt}"]
     assert answer["result"] == -1, "a refused attempt counts, even when a later one confirms"
     assert len(lines(answer, 70000)) == attempt - 1
     last = ["Cannot add route to routing table, reach maximum validation attempts"] if attempt == 4 else []
     assert lines(answer, 50000) == last
     assert attempt - 0.2 < answer["seconds"] < attempt + 2
+
+
+def test_removal(wired):
+    ip(wired, "route", "add", "10.2.0.0/16", "via", "192.168.7.1", "dev", "eth0", "metric", "5")
+    removal = ("del", "10.2.0.0", "192.168.7.1", "255.255.0.0", "eth0", 5, UP | GATEWAY)
+    gone = probe(wired, *removal)
+    assert (gone["result"], lines(gone)) == (0, [])
+    assert routes(wired, "10.2.0.0/16") == []
+    refused = probe(wired, *removal)
+    assert (refused["result"], lines(refused)) == (0, [f"SIOCDELRT:[{os.strerror(3)}]"])
 
 
 def test_without_the_right_to_administer(wired):

@@ -16,11 +16,20 @@ def second(attempt):
     return f"Second dns server failed to resolve, (internal attempt {attempt})"
 
 
+def cable(box):
+    """eth0, with nobody at its other end."""
+    for words in ("link add eth0 type veth peer name far0", "addr add 10.1.0.1/24 dev eth0", "link set eth0 up",
+                  "link set far0 up"):
+        box.run(["ip", *words.split()], check=True)
+
+
 @pytest.fixture(scope="module")
 def slow_answers():
     """Look-ups that wait, in real time and all at once, by name."""
     with PanelBox(broker=False) as box, dns_servers(box, a1="silent", a2="honest", a3="silent", a4="slow:0.9",
-                                                    a5="slow:1.1", a6="slow:4.8", a7="slow:5.3") as servers:
+                                                    a5="slow:1.1", a6="slow:4.8", a7="slow:5.3",
+                                                    a8="wrong-id") as servers:
+        cable(box)
         calls = {
             "both-silent": ("ares", "both.test", "-", A1, A3),
             "one-silent": ("ares", "one.test", "-", A1, "-"),
@@ -30,6 +39,10 @@ def slow_answers():
             "slow-1.1": ("ares", "s.test", "-", address("a5"), "-"),
             "slow-4.8": ("ares", "s.test", "-", address("a6"), "-"),
             "slow-5.3": ("ares", "s.test", "-", address("a7"), "-"),
+            "lying": ("ares", "lying.test", "-", address("a8"), A2),
+            # The loopback address is not to be reached through eth0.
+            "through-eth0": ("ares", "cable.test", "eth0", A2, "-"),
+            "through-lo": ("ares", "loop.test", "lo", A2, "-"),
         }
         running = {name: start_probe(box, *call) for name, call in calls.items()}
         answers = {name: finish() for name, finish in running.items()}
@@ -83,10 +96,8 @@ def test_truncated_answer_is_not_waited_for(box):
         assert [query["tcp"] for query in servers.queries()] == [False] * 3
 
 
-def test_lying_identifier_is_not_believed(box):
-    with dns_servers(box, a1="wrong-id", a2="honest"):
-        answer = probe(box, "ares", "x.test", "-", A1, A2)
-    assert lines(answer, 50000)[0] == first(1)
+def test_lying_identifier_is_not_believed(slow_answers):
+    assert lines(slow_answers["lying"], 50000)[0] == first(1)
 
 
 def test_unknown_name(box):
@@ -144,23 +155,13 @@ def test_server_slower_than_every_time_out(slow_answers):
     assert answer["seconds"] < 26
 
 
-def test_queries_leave_through_the_device(box):
-    """Two cables to the same server; the device decides which address the query comes from."""
-    for number, name in ((1, "eth0"), (2, "eth1")):
-        box.run(["ip", "link", "add", name, "type", "veth", "peer", "name", f"far{number}"], check=True)
-        box.run(["ip", "addr", "add", f"10.{number}.0.1/24", "dev", name], check=True)
-        for end in (name, f"far{number}"):
-            box.run(["ip", "link", "set", end, "up"], check=True)
-    with dns_servers(box, a1="honest") as servers:
-        answer = probe(box, "ares", "x.test", "lo", A1, "-")
-        assert (answer["result"], answer["address"]) == (0, "10.77.0.1")
-        assert servers.queries()
-        before = len(servers.queries())
-        # Through eth0 the loopback address is not to be reached.
-        answer = probe(box, "ares", "x.test", "eth0", A1, "-")
-        assert answer["result"] == -1
-        assert len(servers.queries()) == before
-    assert lines(answer, 60000) == ["NETWORK: fail to retrieve host ip url[x.test], iface[eth0]"]
+def test_queries_leave_through_the_device(slow_answers):
+    loop, cable_ = slow_answers["through-lo"], slow_answers["through-eth0"]
+    assert (loop["result"], loop["address"]) == (0, "10.77.0.1")
+    assert cable_["result"] == -1
+    assert lines(cable_, 60000) == ["NETWORK: fail to retrieve host ip url[cable.test], iface[eth0]"]
+    asked = {query["name"] for query in slow_answers["queries"]}
+    assert "loop.test" in asked and "cable.test" not in asked
 
 
 def test_missing_device(box):
@@ -205,3 +206,10 @@ def test_hosts_file_and_order_of_the_system(box):
         (box.etc / "nsswitch.conf").write_text("hosts: files\n")
         assert probe(box, "ares", "x.test", "-", A1, "-")["result"] == -1
         assert servers.queries() == []
+
+
+def test_look_ups_side_by_side(box):
+    with dns_servers(box, a1="honest"):
+        answer = probe(box, "ares-threads", "x.test", A1, 8, 25)
+    assert answer["result"] == 8 * 25
+    assert lines(answer, 70000) == []

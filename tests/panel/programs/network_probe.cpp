@@ -16,6 +16,7 @@
 #include <arpa/inet.h>
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdarg>
 #include <cstdio>
@@ -24,7 +25,9 @@
 #include <functional>
 #include <iostream>
 #include <map>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -61,11 +64,14 @@ double cpuSeconds() {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
+std::mutex logMutex;
+
 __attribute__((format(printf, 4, 0))) int record(int level, const std::string &source,
                                                  const std::string &function, const char *format,
                                                  va_list arguments) {
     std::array<char, 4096> text{};
     vsnprintf(text.data(), text.size(), format, arguments);
+    const std::lock_guard guard(logMutex);
     logLines += (logLines.empty() ? "" : ", ") + std::string("{\"level\": ") + std::to_string(level) +
                 ", \"source\": " + quoted(source) + ", \"function\": " + quoted(function) +
                 ", \"text\": " + quoted(text.data()) +
@@ -188,6 +194,27 @@ Answer ares(const Arguments &arguments) {
     return {result, ", \"address\": " + text.json()};
 }
 
+// HOST PRIMARY THREADS CALLS: how many of the calls, made side by side, found an address.
+Answer aresThreads(const Arguments &arguments) {
+    std::atomic<int> found{0};
+    std::vector<std::thread> threads;
+    ares_global_library_init("threads");
+    for (int i = std::stoi(arguments.at(2)); i > 0; --i) {
+        threads.emplace_back([&] {
+            for (int call = std::stoi(arguments.at(3)); call > 0; --call) {
+                Output text;
+                const int result =
+                    nslookup_ares(arguments[0].c_str(), nullptr, arguments[1].c_str(), nullptr, text.data());
+                found += result == 0 && strcmp(text.data(), "10.77.0.1") == 0 ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+    return {found.load(), ""};
+}
+
 // Up to six texts: primary and secondary of each record.
 Answer dnsFile(const Arguments &arguments) {
     for (std::size_t i = 0; i < arguments.size() && i < 6; ++i) {
@@ -198,9 +225,17 @@ Answer dnsFile(const Arguments &arguments) {
 }
 
 const std::map<std::string, Answer (*)(const Arguments &)> kCommands = {
-    {"addresses", addresses}, {"device", device},    {"add", addRoute}, {"del", deleteRoute},
-    {"gateway", gateway},     {"raw", raw},          {"pair", rawPair}, {"host", host},
-    {"ares", ares},           {"dns-file", dnsFile},
+    {"addresses", addresses},
+    {"device", device},
+    {"add", addRoute},
+    {"del", deleteRoute},
+    {"gateway", gateway},
+    {"raw", raw},
+    {"pair", rawPair},
+    {"host", host},
+    {"ares", ares},
+    {"dns-file", dnsFile},
+    {"ares-threads", aresThreads},
 };
 
 } // namespace
