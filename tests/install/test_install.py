@@ -37,6 +37,7 @@ def libraries(root):
 def sources(root):
     """The consumers and every installed example."""
     examples = sorted(root.glob("usr/share/doc/utils_ozu/examples/*.c*"))
+    assert {path.suffix for path in examples} == {".c", ".cpp"}
     return [CONSUMER / "consumer_c.c", CONSUMER / "consumer_cpp.cpp", *examples]
 
 
@@ -46,9 +47,19 @@ def run_consumers(folder, libraries):
         assert run(folder / name, env=environment) == PRINTED
 
 
+def run_examples(examples, folder, root, libraries):
+    """Each starts as a panel process and ends when told to, in a panel box of the installed tool."""
+    if subprocess.run([root / "usr/libexec/ozu/panel-box", "check"], capture_output=True).returncode != 0:
+        pytest.skip("no panel boxes on this machine: the examples were built, not run")
+    steps = [f"timeout --preserve-status -s TERM 1 {folder / source.stem} 3" for source in examples]
+    run(root / "usr/bin/ozuctl", "box", "run", "--ro-bind", folder, "--ro-bind", root, "--setenv",
+        f"LD_LIBRARY_PATH={libraries}", "--", "bash", "-c", " && ".join(steps),
+        env={**os.environ, "LD_LIBRARY_PATH": str(libraries)})
+
+
 def compile_all(sources, folder, flags):
     for source in sources:
-        compiler = ["cc", "-std=c99"] if source.suffix == ".c" else ["c++", "-std=c++20"]
+        compiler = ["cc", "-std=gnu99"] if source.suffix == ".c" else ["c++", "-std=c++20"]
         run(*compiler, "-Wall", "-Wextra", "-Werror", source, "-o", folder / source.stem, *flags)
 
 
@@ -82,6 +93,7 @@ def test_pkg_config_from_where_it_stands(root, libraries, sources, tmp_path):
     flags = run("pkg-config", "--cflags", "--libs", "utils_ozu", env=environment).split()
     compile_all(sources, tmp_path, flags)
     run_consumers(tmp_path, libraries)
+    run_examples(sources[2:], tmp_path, root, libraries)
 
 
 def test_pkg_config_of_a_sysroot(root, libraries, tmp_path):
@@ -110,6 +122,7 @@ def test_cmake_package(root, libraries, sources, tmp_path):
         f"-DCONSUMER_SOURCES={';'.join(map(str, sources))}")
     run("cmake", "--build", tmp_path / "build")
     run_consumers(tmp_path / "build", libraries)
+    run_examples(sources[2:], tmp_path / "build", root, libraries)
 
 
 def test_components_are_disjoint_and_complete(root, tmp_path):

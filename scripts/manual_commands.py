@@ -1,0 +1,81 @@
+"""Writes the COMMANDS section of docs/man/ozuctl.1.scd from the tool's own help.
+
+usage: manual_commands.py [--check] OZUCTL
+
+With --check it writes nothing and fails when the section is out of date.
+"""
+
+import pathlib
+import re
+import subprocess
+import sys
+
+PAGE = pathlib.Path(__file__).resolve().parents[1] / "docs/man/ozuctl.1.scd"
+BEGIN, END = "; commands, written by scripts/manual_commands.py", "; end of the commands"
+
+
+def help_of(tool, *path):
+    # The verbs of "box" go to a script, which has one help for all of them.
+    done = subprocess.run([tool, *path, "--help"], capture_output=True, text=True)
+    return done.stdout if done.returncode == 0 else ""
+
+
+def entries(text, title):
+    """Pairs of name and description of one list of the help; descriptions go on in indented lines."""
+    _, _, listed = text.partition(f"{title}:\n")
+    found = []
+    for line in listed.splitlines():
+        head = re.match(r"^  (\S.*?)(?:\s{2,}(.*))?$", line)
+        if not line.strip():
+            break
+        if head:
+            found.append([head[1], [head[2] or ""]])
+        elif found:
+            found[-1][1].append(line.strip())
+    return [(name, " ".join(filter(None, lines))) for name, lines in found]
+
+
+def escape(text):
+    return re.sub(r"([_*\\<>#`~])", r"\\\1", text)
+
+
+def usage(text, path):
+    line = re.search(r"^Usage: \S+ (.*)$", text, re.M)
+    words = line[1].split() if line else []
+    words = [word for word in words if word not in ("[OPTIONS]", "SUBCOMMAND", "[SUBCOMMAND]") and word not in path]
+    return " ".join(words)
+
+
+def section(tool, *path):
+    text = help_of(tool, *path)
+    lines = []
+    for name, description in entries(text, "Subcommands"):
+        full = (*path, name)
+        below = help_of(tool, *full)
+        arguments = usage(below, full)
+        lines += [f"*{' '.join(full)}*" + (f" {escape(arguments)}" if arguments else ""), f"\t{escape(description)}", ""]
+        options = [(option, meaning) for option, meaning in entries(below, "Options") if not option.startswith("-h,")]
+        for option, meaning in options:
+            lines += [f"\t*{escape(option)}*: {escape(meaning)}", ""]
+        lines += section(tool, *full)
+    return lines
+
+
+def main():
+    check = "--check" in sys.argv[1:]
+    tool = sys.argv[-1]
+    text = PAGE.read_text()
+    before, _, rest = text.partition(BEGIN)
+    _, _, after = rest.partition(END)
+    written = "\n".join([BEGIN, "", *section(tool), END])
+    updated = f"{before}{written}{after}"
+    if check:
+        if updated != text:
+            print(f"{PAGE.name} is out of date; run scripts/manual_commands.py {tool}")
+        return 0 if updated == text else 1
+    PAGE.write_text(updated)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
