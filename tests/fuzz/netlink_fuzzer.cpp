@@ -33,8 +33,8 @@ void splitInput(std::span<const std::uint8_t> input) {
     nextDatagram = 0;
     ozu::BoundedReader reader(input);
     while (reader.remaining() > 2) {
-        const std::size_t length = std::min<std::size_t>(reader.u16be(), reader.remaining());
-        const auto bytes = reader.bytes(length);
+        const std::size_t announced = reader.u16be();
+        const auto bytes = reader.bytes(std::min(announced, reader.remaining()));
         datagrams.emplace_back(bytes.begin(), bytes.end());
     }
 }
