@@ -14,7 +14,6 @@
 #include "shared_segment.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <spdlog/logger.h>
 #include <spdlog/pattern_formatter.h>
 #include <sys/stat.h>
@@ -50,9 +49,6 @@ Log &theLog() {
     static Log &log = *new Log;
     return log;
 }
-
-[[maybe_unused]] const int forkHandlers = pthread_atfork(
-    [] { theLog().mutex.lock(); }, [] { theLog().mutex.unlock(); }, [] { theLog().mutex.unlock(); });
 
 // A process that was started without standard error may open anything as descriptor 2 later on.
 std::unique_ptr<spdlog::logger> makeLogger(std::vector<spdlog::sink_ptr> sinks) {
@@ -156,6 +152,14 @@ std::string loggingName() {
     Log &log = theLog();
     const std::lock_guard guard(log.mutex);
     return log.process.empty() ? program_invocation_short_name : log.process;
+}
+
+void lockLogForFork() noexcept {
+    theLog().mutex.lock();
+}
+
+void unlockLogAfterFork() noexcept {
+    theLog().mutex.unlock();
 }
 
 void forgetLog() noexcept {

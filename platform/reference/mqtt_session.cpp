@@ -81,24 +81,33 @@ void initialiseLibrary() {
 
 } // namespace
 
+// Nothing may be thrown through the MQTT library, which is C.
 struct MqttSession::Callbacks {
-    static MqttSession &of(void *session) { return *static_cast<MqttSession *>(session); }
+    template <class Body>
+    static void shielded(void *session, Body &&body) noexcept {
+        try {
+            body(*static_cast<MqttSession *>(session));
+        } catch (const std::exception &error) {
+            note(70000, "mqttc_connect", error.what());
+        }
+    }
     static void connect(mosquitto *, void *session, int reason, int, const mosquitto_property *) {
-        of(session).onConnect(reason);
+        shielded(session, [=](MqttSession &self) { self.onConnect(reason); });
     }
     static void disconnect(mosquitto *, void *session, int reason, const mosquitto_property *) {
-        of(session).onDisconnect(reason);
+        shielded(session, [=](MqttSession &self) { self.onDisconnect(reason); });
     }
     static void publish(mosquitto *, void *session, int mid, int reason, const mosquitto_property *) {
-        of(session).onAcknowledged(mid, reason);
+        shielded(session, [=](MqttSession &self) { self.onAcknowledged(mid, reason); });
     }
     static void subscribe(mosquitto *, void *session, int mid, int count, const int *granted,
                           const mosquitto_property *) {
-        of(session).onSubscribed(mid, count > 0 ? granted[0] : kRefused);
+        const int reason = count > 0 ? granted[0] : kRefused;
+        shielded(session, [=](MqttSession &self) { self.onSubscribed(mid, reason); });
     }
     static void message(mosquitto *, void *session, const mosquitto_message *message,
                         const mosquitto_property *properties) {
-        of(session).onMessage(*message, properties);
+        shielded(session, [=](MqttSession &self) { self.onMessage(*message, properties); });
     }
 };
 

@@ -2,7 +2,9 @@
 
 #include "data_folder.h"
 #include "database_file.h"
+#include "log.h"
 #include "severity.h"
+#include "shared_segment.h"
 
 #include <pthread.h>
 #include <unistd.h>
@@ -167,11 +169,25 @@ void writeStatistics(DatabaseFile &file, const LastingStatistics &row) {
     insert.step();
 }
 
-// A fork must not catch the database in the middle of an operation. A recursive lock remembers its thread,
-// which the child does not have: it gets a new one.
-[[maybe_unused]] const int forkHandlers =
-    pthread_atfork([] { databaseMutex.lock(); }, [] { databaseMutex.unlock(); },
-                   [] { new (&databaseMutex) std::recursive_mutex; });
+// A fork must not catch the platform in the middle of an operation, or the child finds locks that nobody will
+// open. They are taken in the order in which they nest. A recursive lock remembers its thread, which the
+// child does not have: it gets a new one.
+[[maybe_unused]] const int forkHandlers = pthread_atfork(
+    [] {
+        lockSegmentForFork();
+        databaseMutex.lock();
+        lockLogForFork();
+    },
+    [] {
+        unlockLogAfterFork();
+        databaseMutex.unlock();
+        unlockSegmentAfterFork();
+    },
+    [] {
+        unlockLogAfterFork();
+        new (&databaseMutex) std::recursive_mutex;
+        unlockSegmentAfterFork();
+    });
 
 } // namespace
 

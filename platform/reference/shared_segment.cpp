@@ -191,9 +191,8 @@ Segment *create(const std::string &path, const std::string &folder) {
 
 Segment *attach() {
     const std::string folder = folderPath();
-    // The database first: whoever opens it takes the folder's lock, too.
+    // The database's lock first, as everywhere; a segment that exists is of use even without the database.
     const SettingsLock settings;
-    openSettings();
     const FolderLock lock(folder);
     refuseOtherLayouts(lock.identity());
     const std::string path = segmentPath(lock.identity());
@@ -223,12 +222,20 @@ void undoHalfChange(Segment &segment) {
     // The dead owner may have changed the database but not the record any more.
     try {
         applyLastingState(readLastingState(), segment.state);
-    } catch (const Error &error) {
+    } catch (const std::exception &error) {
         note(70000, __func__, error.what());
     }
 }
 
 } // namespace
+
+void lockSegmentForFork() noexcept {
+    attachMutex.lock();
+}
+
+void unlockSegmentAfterFork() noexcept {
+    attachMutex.unlock();
+}
 
 std::string segmentPath(const std::string &identity, std::uint32_t layoutVersion) {
     return kSharedFolder + (kNamePrefix + std::to_string(layoutVersion)) + "-" + identity;

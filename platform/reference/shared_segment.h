@@ -92,6 +92,10 @@ void changeRecord(Segment &segment, const std::function<void(PanelSharedState &)
 std::string segmentPath(const std::string &identity, std::uint32_t layoutVersion = kLayoutVersion);
 const Segment *mapReadOnly(std::string &why);
 
+// Around a fork: no thread is attaching then.
+void lockSegmentForFork() noexcept;
+void unlockSegmentAfterFork() noexcept;
+
 // Forgets the mapping of this process, for tests that change the data folder.
 void forgetSegment() noexcept;
 

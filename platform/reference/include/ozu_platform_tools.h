@@ -97,7 +97,7 @@ int readRebootReasons(std::optional<int> &next, std::optional<int> &last);
 int attachState(const PanelSharedState *&out, std::string &why);
 // Changes the record under the writers' lock, creating it if need be. Fields that must last (bypass, modem
 // statistics) are stored in the database in the same step; when that fails the record stays as it was. A
-// process that dies in change leaves the record as it was, too.
+// process that dies in change leaves the record as it was, too. change must not call the platform.
 int updateState(const std::function<void(PanelSharedState &)> &change);
 
 struct InFlightSlot {

@@ -191,6 +191,19 @@ TEST_F(SegmentTest, toolsSeeTheRecordWithoutMakingIt) {
     EXPECT_EQ(view->cBankModeActive, 1);
 }
 
+TEST_F(SegmentTest, recordThatExistsIsOfUseWithoutTheDatabase) {
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    closePlatform();
+    writeFile(databaseFile(), std::string(4096, 'x'));
+    EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
+    unsigned char inFlight = 9;
+    EXPECT_EQ(ozudb_isInFlightData(&inFlight), 0);
+    EXPECT_EQ(inFlight, 0);
+    EXPECT_EQ(ozudb_ModifyBypassExpiry(1, 1, 5), kCorrupt);
+    boot(); // but a new one is not begun without what must last
+    EXPECT_EQ(ozudb_getSharedMemory(0), nullptr);
+}
+
 TEST_F(SegmentTest, changedLastingFieldsAreStored) {
     ASSERT_EQ(updateState([](PanelSharedState &state) {
                   state.zones[4].bypass[0] = {1, 77};
