@@ -1,6 +1,5 @@
 # Resolvers in time: NgetHostByName against the bare exchange and res_nquery, nslookup_ares against bare c-ares.
 # Needs port 53 of the loopback address, so run it in a panel box: tools/box/panel-box run -- .../network_bench
-pkg_check_modules(CARES REQUIRED IMPORTED_TARGET GLOBAL libcares)
 add_executable(network_bench network_bench.cpp
     "${PROJECT_SOURCE_DIR}/src/network/dns_message.cpp"
     "${PROJECT_SOURCE_DIR}/src/network/raw_dns.cpp"
