@@ -43,3 +43,16 @@ def test_reference_platform_uses_nothing_of_the_library():
     wrong = [f"{path}: {name}" for path, name in includes(ROOT / "platform")
              if room_of(name) or name.startswith(("utils_ozu", "inc_ozu", "src/"))]
     assert not wrong
+
+
+def test_platform_interfaces_use_only_themselves():
+    own = {path.name for path in (ROOT / "platform" / "include").iterdir()}
+    wrong = [f"{path}: {name}" for path, name in includes(ROOT / "platform" / "include")
+             if name not in own | {"stddef.h", "stdint.h", "sys/types.h"}]
+    assert not wrong
+
+
+@pytest.mark.parametrize("folder", ["tools", "examples"])
+def test_callers_use_nothing_of_the_librarys_inside(folder):
+    wrong = [f"{path}: {name}" for path, name in includes(ROOT / folder) if room_of(name)]
+    assert not wrong

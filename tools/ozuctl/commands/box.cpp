@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -28,10 +29,13 @@ constexpr Verb kVerbs[] = {
     {"check", "Say whether boxes are possible on this machine"},
 };
 
+std::filesystem::path ownFolder() {
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+}
+
 // The script as it stands beside an installed ozuctl; a build folder has a link in its place.
 std::string boxScript() {
-    const auto own = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    const auto script = own / "../libexec/ozu/panel-box";
+    const auto script = ownFolder() / "../libexec/ozu/panel-box";
     if (access(script.c_str(), X_OK) != 0) {
         throw CommandError(kUnreachable, "the panel-box script is not installed beside ozuctl");
     }
@@ -47,6 +51,8 @@ void becomeBoxIfAsked(char **arguments) {
         return;
     }
     const std::string script = boxScript();
+    // Programs that were built or installed together are found in the box.
+    setenv("PANEL_BOX_PATH", ownFolder().c_str(), 1);
     arguments[0] = const_cast<char *>(script.c_str());
     execv(script.c_str(), arguments);
     throw CommandError(kUnreachable, "cannot run " + script + ": " + strerror(errno));
