@@ -84,7 +84,7 @@ static inline const char *stringFromSec_cmd(unsigned int command) OZU_NOEXCEPT {
     };
     if (command > MAX_SEC_CMD) {
         ozulog_printf_extend(80000, "%d is not a valid sec_cmd", SECURITY_OZU_SOURCE, __func__, __LINE__,
-                             (int)command);
+                             command);
         return "ERR ENUM";
     }
     return names[command];
@@ -104,7 +104,7 @@ static inline const char *stringFromSec_partition(unsigned int partition) OZU_NO
     };
     if (partition > MAX_PARTITION_ID) {
         ozulog_printf_extend(80000, "%d is not a valid sec_partition", SECURITY_OZU_SOURCE, __func__,
-                             __LINE__, (int)partition);
+                             __LINE__, partition);
         return "ERR ENUM";
     }
     return names[partition];

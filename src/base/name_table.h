@@ -64,7 +64,7 @@ struct NameText {
     [[nodiscard]] constexpr const char *at(std::uint16_t offset) const noexcept { return bytes + offset; }
 
     // Offset of a name, or used when it is not there.
-    [[nodiscard]] consteval std::size_t find(std::string_view name) const {
+    [[nodiscard]] constexpr std::size_t find(std::string_view name) const {
         std::size_t start = 0;
         while (start < used) {
             const std::string_view entry(bytes + start);
@@ -75,7 +75,7 @@ struct NameText {
         }
         return used;
     }
-    consteval void add(std::string_view name) {
+    constexpr void add(std::string_view name) {
         if (find(name) != used) {
             return;
         }
@@ -85,7 +85,7 @@ struct NameText {
         bytes[used++] = '\0';
     }
     // An unknown name does not compile.
-    [[nodiscard]] consteval std::uint16_t offsetOf(std::string_view name) const {
+    [[nodiscard]] constexpr std::uint16_t offsetOf(std::string_view name) const {
         const std::size_t start = find(name);
         if (start == used || start > UINT16_MAX) {
             badTable("the name is not in this text");
@@ -231,7 +231,7 @@ struct NameIndex {
     }
 
     template <std::size_t Count>
-    consteval bool spreads(const std::uint32_t (&hashes)[Count], std::size_t used) const {
+    [[nodiscard]] consteval bool spreads(const std::uint32_t (&hashes)[Count], std::size_t used) const {
         bool taken[256] = {};
         for (std::size_t i = 0; i < used; ++i) {
             bool &slot = taken[slotOf(hashes[i])];
