@@ -14,6 +14,8 @@ constexpr void (*kGroups[])(CLI::App &, Context &) = {
     registerStatus,
     registerState,
     registerBus,
+    registerCrypt,
+    registerMedia,
 #ifdef OZUCTL_REFERENCE_PLATFORM
     registerMonitor,
     registerEvents,

@@ -26,6 +26,8 @@ void registerNet(CLI::App &app, Context &context);
 void registerNames(CLI::App &app, Context &context);
 void registerNxp(CLI::App &app, Context &context);
 void registerPartition(CLI::App &app, Context &context);
+void registerCrypt(CLI::App &app, Context &context);
+void registerMedia(CLI::App &app, Context &context);
 void registerProcesses(CLI::App &app, Context &context);
 void registerRsu(CLI::App &app, Context &context);
 void registerSeverity(CLI::App &app, Context &context);

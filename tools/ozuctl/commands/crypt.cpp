@@ -1,0 +1,310 @@
+// ozuctl crypt, video, random, db-key: the library's ciphers and random numbers.
+
+#include "commands/commands.h"
+#include "library_log.h"
+
+#include <utils_ozu/crypto.h>
+#include <utils_ozu/database_key.h>
+
+#include <openssl/crypto.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace ozuctl {
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+struct KeyOptions {
+    std::string hex, file;
+};
+
+void addKeyOptions(CLI::App &command, KeyOptions &key, const std::string &lengths) {
+    auto *group = command.add_option_group("key");
+    group->add_option("--key", key.hex,
+                      "Key in hexadecimal, " + lengths + "; other users may see it in the process list");
+    group->add_option("--key-file", key.file, "File with the key in hexadecimal; '-' is standard input");
+    group->require_option(1);
+}
+
+std::string readText(const std::string &path) {
+    if (path == "-") {
+        return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
+    }
+    std::ifstream file(path);
+    if (!file) {
+        throw CommandError(kUsage, "cannot read the key file " + path);
+    }
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+Bytes keyBytes(const KeyOptions &options, const std::vector<std::size_t> &sizes) {
+    std::string text = options.file.empty() ? options.hex : readText(options.file);
+    while (!text.empty() && isspace(static_cast<unsigned char>(text.back())) != 0) {
+        text.pop_back();
+    }
+    Bytes key;
+    for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
+        char *end = nullptr;
+        const std::string byte = text.substr(i, 2);
+        key.push_back(static_cast<unsigned char>(strtoul(byte.c_str(), &end, 16)));
+        if (isxdigit(static_cast<unsigned char>(byte[0])) == 0 || *end != '\0') {
+            throw CommandError(kUsage, "the key is not hexadecimal");
+        }
+    }
+    if (text.size() % 2 != 0 || std::find(sizes.begin(), sizes.end(), key.size()) == sizes.end()) {
+        throw CommandError(kUsage, "the key has " + std::to_string(text.size()) + " digits; see --help");
+    }
+    OPENSSL_cleanse(text.data(), text.size());
+    return key;
+}
+
+std::uintmax_t sizeOf(const std::string &path) {
+    std::error_code error;
+    const auto size = std::filesystem::file_size(path, error);
+    return error ? 0 : size;
+}
+
+struct CryptOptions {
+    KeyOptions key;
+    std::string in, out;
+};
+
+std::string cryptFailure(unsigned result, bool encrypt, LibraryLog &log) {
+    if (result == 4) {
+        const bool input = log.has("Error opening input file: ");
+        return input ? "the file to read cannot be opened" : "the file to write cannot be opened";
+    }
+    return encrypt ? "the cipher failed" : "the cipher failed: another key, or not a whole encrypted file";
+}
+
+ExitCode runCrypt(const Context &context, const CryptOptions &options, bool encrypt) {
+    Bytes key = keyBytes(options.key, {16});
+    umask(077);
+    LibraryLog log;
+    const unsigned result =
+        ozuutils_crypt_aes128ecb(options.in.c_str(), options.out.c_str(), key.data(), encrypt ? 1 : 0);
+    OPENSSL_cleanse(key.data(), key.size());
+    log.stop();
+    if (result != 0) {
+        throw CommandError(kLibraryFailed,
+                           cryptFailure(result, encrypt, log) + " (code " + std::to_string(result) + ")");
+    }
+    print(context, {{"file", options.out}, {"bytes", sizeOf(options.out)}});
+    return kDone;
+}
+
+void addCrypt(CLI::App &group, Context &context, bool encrypt) {
+    CLI::App *command =
+        group.add_subcommand(encrypt ? "encrypt" : "decrypt",
+                             encrypt ? "Encrypt a file into another" : "Decrypt a file into another");
+    auto options = std::make_shared<CryptOptions>();
+    addKeyOptions(*command, options->key, "32 digits");
+    command->add_option("in", options->in, "File to read")->required();
+    command->add_option("out", options->out, "File to write, readable by its owner only when it is new")
+        ->required();
+    command->callback([&context, options, encrypt] {
+        context.command = [&context, options, encrypt] { return runCrypt(context, *options, encrypt); };
+    });
+}
+
+// Where in the file the library stands, from the kernel's table of our descriptors.
+long positionIn(const std::filesystem::path &file) {
+    std::error_code error;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd", error)) {
+        if (std::filesystem::read_symlink(entry.path(), error) == file) {
+            std::ifstream info("/proc/self/fdinfo/" + entry.path().filename().string());
+            std::string label;
+            long position = 0;
+            if (info >> label >> position && label == "pos:") {
+                return position;
+            }
+        }
+    }
+    return -1;
+}
+
+// Shows on a terminal how far the call has come, as long as it exists.
+class Progress {
+  public:
+    Progress(const std::string &path, long offset) {
+        if (isatty(STDERR_FILENO) == 0) {
+            return;
+        }
+        std::error_code error;
+        const auto file = std::filesystem::canonical(path, error);
+        const auto size = static_cast<double>(sizeOf(path)) - static_cast<double>(offset);
+        thread_ = std::thread([this, file, offset, size] {
+            while (!done_) {
+                const long position = positionIn(file);
+                if (position >= offset && size > 0) {
+                    std::cerr << "\r"
+                              << static_cast<int>(100.0 * static_cast<double>(position - offset) / size)
+                              << " %" << std::flush;
+                }
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            }
+            std::cerr << "\r      \r" << std::flush;
+        });
+    }
+    ~Progress() {
+        done_ = true;
+        if (thread_.joinable()) {
+            thread_.join();
+        }
+    }
+    Progress(const Progress &) = delete;
+    Progress &operator=(const Progress &) = delete;
+
+  private:
+    std::atomic<bool> done_ = false;
+    std::thread thread_;
+};
+
+struct VideoOptions {
+    KeyOptions key;
+    std::string file;
+    long offset = 0;
+};
+
+const char *videoFailure(unsigned result) {
+    switch (result) {
+    case 1:
+        return "nothing was written if the file does not begin with 'OZU' under this key at this offset; "
+               "after a failed write the file is decrypted in part";
+    case 70:
+        return "the file cannot be opened for reading and writing";
+    default:
+        return "the library refused the call";
+    }
+}
+
+ExitCode runVideo(const Context &context, const VideoOptions &options) {
+    Bytes key = keyBytes(options.key, {16, 24, 32});
+    context.requireConsent("decrypts the file in place, which cannot be undone");
+    unsigned result = 0;
+    {
+        const Progress progress(options.file, options.offset);
+        result = decryptVideoFile(options.file.c_str(), key.data(), static_cast<unsigned>(key.size()),
+                                  options.offset);
+    }
+    const std::size_t chunk = key.size();
+    OPENSSL_cleanse(key.data(), key.size());
+    if (result != 0) {
+        throw CommandError(kLibraryFailed,
+                           std::string(videoFailure(result)) + " (code " + std::to_string(result) + ")");
+    }
+    const auto size = sizeOf(options.file), offset = static_cast<std::uintmax_t>(options.offset);
+    const auto region = size > offset ? size - offset : 0;
+    print(context, {{"file", options.file}, {"decrypted", region / chunk * chunk}, {"left", region % chunk}});
+    return kDone;
+}
+
+void addVideo(CLI::App &app, Context &context) {
+    CLI::App *group = app.add_subcommand("video", "Protected video files");
+    group->require_subcommand(1);
+    CLI::App *command = group->add_subcommand("decrypt", "Decrypt a video file in place (AES-CBC)");
+    auto options = std::make_shared<VideoOptions>();
+    addKeyOptions(*command, options->key, "32, 48 or 64 digits");
+    command->add_option("file", options->file, "File to rewrite")->required();
+    command->add_option("--offset", options->offset, "Where the encrypted region begins, in bytes")
+        ->check(CLI::NonNegativeNumber);
+    command->callback([&context, options] {
+        context.command = [&context, options] { return runVideo(context, *options); };
+    });
+}
+
+ExitCode runRandomBytes(const Context &context, int count) {
+    Bytes bytes(static_cast<std::size_t>(count));
+    if (const unsigned result = ozuutils_rand_bytes(bytes.data(), count); result != 0) {
+        throw CommandError(kLibraryFailed, "no random bytes (code " + std::to_string(result) + ")");
+    }
+    print(context, hexText(bytes));
+    return kDone;
+}
+
+ExitCode runRandomNumber(const Context &context, int min, int max) {
+    if (min > max) {
+        throw CommandError(kUsage, "the least number is above the greatest");
+    }
+    unsigned seed = 0;
+    ozuutils_rand_bytes(reinterpret_cast<unsigned char *>(&seed), sizeof(seed));
+    std::srand(seed);
+    print(context, ozuutils_random(min, max));
+    return kDone;
+}
+
+void addRandom(CLI::App &app, Context &context) {
+    CLI::App *group = app.add_subcommand("random", "Random bytes and numbers");
+    group->require_subcommand(1);
+    CLI::App *bytes = group->add_subcommand("bytes", "Random bytes in hexadecimal, fit for keys");
+    auto count = std::make_shared<int>(16);
+    bytes->add_option("count", *count, "How many (16)")->check(CLI::Range(0, 1 << 20));
+    bytes->callback([&context, count] {
+        context.command = [&context, count] { return runRandomBytes(context, *count); };
+    });
+    CLI::App *number = group->add_subcommand("number", "A random number, not for secrets");
+    auto limits = std::make_shared<std::pair<int, int>>();
+    number->add_option("min", limits->first, "Least number")->required();
+    number->add_option("max", limits->second, "Greatest number")->required();
+    number->callback([&context, limits] {
+        context.command = [&context, limits] {
+            return runRandomNumber(context, limits->first, limits->second);
+        };
+    });
+}
+
+ExitCode runDatabaseKey(const Context &context, bool show) {
+    char key[41] = {};
+    LibraryLog log;
+    const int result = ozuutils_getDBcypher(key);
+    log.stop();
+    if (result != 0) {
+        throw CommandError(kLibraryFailed, log.has("open() error") ? "/proc/cmdline cannot be opened"
+                                           : log.has("is missing") ? "'androidboot.serialno=' has no value"
+                                                                   : "the kernel command line has no "
+                                                                     "'androidboot.serialno='");
+    }
+    if (show) {
+        print(context, key);
+    } else {
+        print(context, {{"derived", true}, {"shown", "no; --show prints it"}});
+    }
+    OPENSSL_cleanse(key, sizeof(key));
+    return kDone;
+}
+
+void addDatabaseKey(CLI::App &app, Context &context) {
+    CLI::App *command = app.add_subcommand("db-key", "Derive the passphrase of the panel's database");
+    auto show = std::make_shared<bool>(false);
+    command->add_flag("--show", *show, "Print it; it is a secret");
+    command->callback(
+        [&context, show] { context.command = [&context, show] { return runDatabaseKey(context, *show); }; });
+}
+
+} // namespace
+
+void registerCrypt(CLI::App &app, Context &context) {
+    CLI::App *crypt = app.add_subcommand("crypt", "Files in AES-128-ECB");
+    crypt->require_subcommand(1);
+    addCrypt(*crypt, context, true);
+    addCrypt(*crypt, context, false);
+    addVideo(app, context);
+    addRandom(app, context);
+    addDatabaseKey(app, context);
+}
+
+} // namespace ozuctl
