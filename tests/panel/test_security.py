@@ -1,0 +1,246 @@
+"""Ciphers, random numbers and the database key, on a panel: ozuctl in a box."""
+
+import os
+import random
+import re
+import subprocess
+import time
+
+import pytest
+
+from box import PanelBox, build_dir as build_folder
+
+KEYS = {16: "13579bdf02468ace1122334455667788", 24: "13579bdf02468ace112233445566778899aabbccddeeff00",
+        32: "13579bdf02468ace112233445566778899aabbccddeeff000123456789abcdef"}
+NAME = "androidboot.serialno="
+
+
+def cached(build, name):
+    """A cache variable of the build under test."""
+    return re.search(rf"^{name}:[A-Z]+=(.*)$", (build / "CMakeCache.txt").read_text(), re.MULTILINE).group(1)
+
+
+@pytest.fixture(scope="module")
+def panel():
+    with PanelBox(broker=False) as box:
+        yield box
+
+
+def ozuctl(box, *arguments, **options):
+    return box.run(box.program("ozuctl", *arguments), **options)
+
+
+def openssl(*arguments, data):
+    return subprocess.run(["openssl", "enc", *arguments], input=data, check=True, capture_output=True).stdout
+
+
+def small_disk(box, name, size):
+    """A file system of so many bytes in the box: its path."""
+    path = f"/tmp/{name}"
+    box.run(["sh", "-c", f"mkdir -p {path} && mount -t tmpfs -o size={size} tmpfs {path}"], check=True)
+    return path
+
+
+# --- database key ---
+
+def key_for(mask, serial):
+    return "".join(f"{byte ^ (serial >> 8 * (i % 4)) & 0xFF:02X}" for i, byte in enumerate(mask))
+
+
+VALUES = {
+    f"quiet {NAME}1A2B3C4D splash\n": 0x1A2B3C4D, f"{NAME}1a2b3c4d": 0x1A2B3C4D, f"{NAME}1A2B3C4D\n": 0x1A2B3C4D,
+    f"{NAME}0x1A2B\n": 0x1A2B, f"{NAME}FFFFFFFF\n": 0xFFFFFFFF, f"{NAME}100000000\n": 0xFFFFFFFF,
+    f"{NAME}{'9' * 40}\n": 0xFFFFFFFF, f"{NAME}-1\n": 0xFFFFFFFF, f"{NAME}-5\n": 0xFFFFFFFB, f"{NAME}xyz\n": 0,
+    f"{NAME}\n": 0, f"{NAME}  beef\n": 0xBEEF, f"{NAME}=12\n": 0, f"{NAME}11 {NAME}22\n": 0x11,
+    f"x{NAME}33\n": 0x33, "a" * 998 + f"{NAME}123456789": 0x1234,
+}
+NO_PARAMETER = ["quiet\n", "\n", NAME[:-1] + "\n", "a" * 1003 + NAME + "12\n", "a" * 2000 + " " + NAME + "12\n"]
+NO_VALUE = ["", NAME, NAME + "    "]
+
+
+def test_database_key_of_many_command_lines(panel, build_dir):
+    mask = cached(build_dir, "OZU_DB_CIPHER_MASK")
+    if mask.startswith("@"):
+        pytest.skip("the build takes its mask from a file")
+    for line, serial in VALUES.items():
+        panel.cmdline = line
+        done = ozuctl(panel, "db-key", "--show")
+        assert (done.returncode, done.stdout.strip()) == (0, key_for(bytes.fromhex(mask), serial)), line
+    for line in NO_PARAMETER:
+        panel.cmdline = line
+        done = ozuctl(panel, "db-key", "--show")
+        assert (done.returncode, done.stdout) == (4, ""), line
+        assert "has no 'androidboot.serialno='" in done.stderr
+    for line in NO_VALUE:
+        panel.cmdline = line
+        done = ozuctl(panel, "db-key", "--show")
+        assert (done.returncode, done.stdout) == (4, ""), line
+        assert "has no value" in done.stderr
+
+
+def test_database_key_is_not_shown_unasked(panel):
+    panel.cmdline = f"{NAME}1A2B3C4D\n"
+    shown = ozuctl(panel, "db-key", "--show").stdout.strip()
+    done = ozuctl(panel, "db-key")
+    assert done.returncode == 0
+    assert len(shown) == 40 and shown not in done.stdout + done.stderr
+    assert "1A2B3C4D" not in done.stdout + done.stderr
+
+
+# --- file cipher ---
+
+def test_file_cipher_agrees_with_openssl(panel):
+    plain = random.Random(1).randbytes(100_000)
+    (panel.tmp / "plain").write_bytes(plain)
+    (panel.tmp / "key").write_text(KEYS[16] + "\n")
+    assert ozuctl(panel, "crypt", "encrypt", "--key-file", "/tmp/key", "/tmp/plain", "/tmp/cipher").returncode == 0
+    cipher = (panel.tmp / "cipher").read_bytes()
+    assert cipher == openssl("-aes-128-ecb", "-K", KEYS[16], data=plain)
+    assert (panel.tmp / "cipher").stat().st_mode & 0o777 == 0o600
+    assert ozuctl(panel, "crypt", "decrypt", "--key", KEYS[16], "/tmp/cipher", "/tmp/back").returncode == 0
+    assert (panel.tmp / "back").read_bytes() == plain
+
+
+def test_file_cipher_failures_have_their_codes(panel):
+    (panel.tmp / "plain").write_bytes(b"not a cipher text")
+    for arguments, code, text in [
+            (("decrypt", "--key", KEYS[16], "/tmp/plain", "/tmp/out"), 4, "(code 2)"),
+            (("encrypt", "--key", KEYS[16], "/tmp/none", "/tmp/out"), 4, "to read cannot be opened (code 4)"),
+            (("encrypt", "--key", KEYS[16], "/tmp/plain", "/none/out"), 4, "to write cannot be opened (code 4)"),
+            (("encrypt", "--key", "00", "/tmp/plain", "/tmp/out"), 2, "digits"),
+            (("encrypt", "--key", "zz" * 16, "/tmp/plain", "/tmp/out"), 2, "hexadecimal"),
+            (("encrypt", "/tmp/plain", "/tmp/out"), 2, "")]:
+        done = ozuctl(panel, "crypt", *arguments)
+        assert done.returncode == code and text in done.stderr, arguments
+
+
+def test_file_cipher_on_a_full_disk_reports_success(panel):
+    disk = small_disk(panel, "full", 65536)
+    plain = random.Random(2).randbytes(200_000)
+    (panel.tmp / "plain").write_bytes(plain)
+    assert ozuctl(panel, "crypt", "encrypt", "--key", KEYS[16], "/tmp/plain", f"{disk}/cipher").returncode == 0
+    written = panel.run(["cat", f"{disk}/cipher"], text=False).stdout
+    assert 0 < len(written) <= 65536
+    assert written == openssl("-aes-128-ecb", "-K", KEYS[16], data=plain)[:len(written)]
+
+
+# --- video ---
+
+def video(size, key_length, seed=3):
+    """An encrypted region whose first chunk begins with the mark."""
+    content = bytearray(b"OZU" + random.Random(seed).randbytes(size - 3))
+    bits = key_length * 8
+    whole = size // 16 * 16
+    content[:whole] = openssl(f"-aes-{bits}-cbc", "-nopad", "-K", KEYS[key_length], "-iv", IV, data=bytes(content[:whole]))
+    return bytes(content)
+
+
+IV = cached(build_folder(), "OZU_VIDEO_IV") if (build_folder() / "CMakeCache.txt").exists() else "0" * 32
+
+
+def decrypt(box, path, key_length, offset=0):
+    return ozuctl(box, "video", "decrypt", "--key", KEYS[key_length], "--offset", offset, path)
+
+
+@pytest.mark.parametrize("key_length", [16, 32])
+def test_video_agrees_with_openssl(panel, key_length):
+    header, region = b"header, unencrypted", video(200_005, key_length)
+    (panel.tmp / "video").write_bytes(header + region)
+    assert decrypt(panel, "/tmp/video", key_length, len(header)).returncode == 0
+    whole = len(region) // key_length * key_length
+    assert (panel.tmp / "video").read_bytes() == header + openssl(
+        f"-aes-{key_length * 8}-cbc", "-d", "-nopad", "-K", KEYS[key_length], "-iv", IV,
+        data=region[:whole]) + region[whole:]
+
+
+def test_video_that_does_not_fit_the_key_stays_as_it_is(panel):
+    content = video(100_000, 16)
+    (panel.tmp / "video").write_bytes(content)
+    done = decrypt(panel, "/tmp/video", 32)
+    assert done.returncode == 4 and "(code 1)" in done.stderr
+    assert (panel.tmp / "video").read_bytes() == content
+
+
+def test_video_on_a_read_only_disk(panel):
+    disk = small_disk(panel, "readonly", 1 << 20)
+    (panel.tmp / "video").write_bytes(video(1000, 16))
+    panel.run(["sh", "-c", f"cp /tmp/video {disk}/video && mount -o remount,ro {disk}"], check=True)
+    done = decrypt(panel, f"{disk}/video", 16)
+    assert done.returncode == 4 and "(code 70)" in done.stderr
+    assert panel.run(["cmp", "/tmp/video", f"{disk}/video"]).returncode == 0
+
+
+def expect_prefix(before, now, full, chunk, offset=0):
+    """Decrypted up to the end of some chunk, encrypted from there on; returns how far."""
+    assert len(now) == len(before)
+    low, high = 0, len(now)
+    while low < high:
+        middle = (low + high + 1) // 2
+        low, high = (middle, high) if now[:middle] == full[:middle] else (low, middle - 1)
+    end = offset + max(0, low - offset) // chunk * chunk
+    assert now[end:] == before[end:]
+    return end - offset
+
+
+@pytest.mark.parametrize("key_length", [16, 24, 32])
+def test_video_on_a_full_disk_ends_on_a_chunk(panel, key_length):
+    # A hole of the file has to be filled, for which there is no room.
+    disk = small_disk(panel, f"hole{key_length}", 40960)
+    (panel.tmp / "start").write_bytes(video(20_000, key_length))
+    (panel.tmp / "whole").write_bytes(video(20_000, key_length) + bytes(100_000))
+    panel.run(["sh", "-c", f"cp /tmp/start {disk}/video && truncate -s 120000 {disk}/video"], check=True)
+    assert "(code 1)" in decrypt(panel, f"{disk}/video", key_length).stderr
+    now = panel.run(["cat", f"{disk}/video"], text=False).stdout
+    before = (panel.tmp / "whole").read_bytes()
+    assert decrypt(panel, "/tmp/whole", key_length).returncode == 0
+    done = expect_prefix(before, now, (panel.tmp / "whole").read_bytes(), key_length)
+    assert 20_000 < done <= 40_960
+
+
+@pytest.mark.parametrize("key_length, offset", [(16, 0), (24, 0), (24, 777), (32, 5)])
+def test_video_killed_half_way_ends_on_a_chunk(panel, key_length, offset):
+    before = bytes(offset) + video(24 << 20, key_length)
+    file = panel.tmp / "video"
+    file.write_bytes(before)
+    assert decrypt(panel, "/tmp/video", key_length, offset).returncode == 0
+    full = file.read_bytes()
+    chance, cut = random.Random(key_length + offset), 0
+    start = time.monotonic()
+    file.write_bytes(before)
+    decrypt(panel, "/tmp/video", key_length, offset)
+    longest = time.monotonic() - start
+    for _ in range(40):
+        file.write_bytes(before)
+        panel.run(["timeout", "-s", "KILL", f"{chance.uniform(0.1, 1) * longest:.4f}",
+                   *panel.program("ozuctl", "video", "decrypt", "--key", KEYS[key_length], "--offset", offset,
+                                  "/tmp/video")])
+        done = expect_prefix(before, file.read_bytes(), full, key_length, offset)
+        cut += 0 < done < len(before) - offset - key_length
+        if cut == 2:
+            return
+    raise AssertionError("no two runs were killed half-way")
+
+
+def test_video_asks_for_consent_outside_a_box(panel, tmp_path):
+    content = video(1000, 16)
+    (tmp_path / "video").write_bytes(content)
+    command = panel.program("ozuctl", "video", "decrypt", "--key", KEYS[16], tmp_path / "video")
+    environment = {name: value for name, value in os.environ.items() if name != "PANEL_BOX"}
+    done = subprocess.run(command, env=environment, capture_output=True, text=True)
+    assert done.returncode == 5 and "--yes" in done.stderr
+    assert (tmp_path / "video").read_bytes() == content
+    done = subprocess.run([*command, "--yes"], env=environment, capture_output=True, text=True)
+    assert done.returncode == 0
+    assert (tmp_path / "video").read_bytes()[:3] == b"OZU"
+
+
+# --- random ---
+
+def test_random_bytes_and_numbers(panel):
+    seen = {ozuctl(panel, "random", "bytes", "24").stdout.strip() for _ in range(3)}
+    assert len(seen) == 3 and all(re.fullmatch("[0-9A-F]{48}", text) for text in seen)
+    assert ozuctl(panel, "random", "bytes", "0").stdout.strip() == ""
+    assert ozuctl(panel, "random", "bytes", "--", "-1").returncode == 2
+    assert ozuctl(panel, "random", "number", "5", "5").stdout.strip() == "5"
+    assert {int(ozuctl(panel, "random", "number", "--", "-1", "1").stdout) for _ in range(8)} <= {-1, 0, 1}
+    assert ozuctl(panel, "random", "number", "2", "1").returncode == 2
