@@ -87,4 +87,16 @@ void LogTap::handOn(std::string_view line) const {
     }
 }
 
+std::vector<LoggedLine> linesOf(const std::function<void()> &call) {
+    std::vector<LoggedLine> lines;
+    {
+        const LogTap tap([&lines](const LoggedLine &line) {
+            lines.push_back(line);
+            return std::string();
+        });
+        call();
+    }
+    return lines;
+}
+
 } // namespace ozuctl

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 namespace ozuctl {
 
@@ -35,5 +36,8 @@ class LogTap {
     int pipe_ = -1;     // the end that is read
     std::thread reader_;
 };
+
+// The lines that the library logs during a call; they stand nowhere else.
+std::vector<LoggedLine> linesOf(const std::function<void()> &call);
 
 } // namespace ozuctl

@@ -1,7 +1,7 @@
 // ozuctl crypt, video, random, db-key: the library's ciphers and random numbers.
 
 #include "commands/commands.h"
-#include "library_log.h"
+#include "log_tap.h"
 
 #include <utils_ozu/crypto.h>
 #include <utils_ozu/database_key.h>
@@ -83,25 +83,20 @@ struct CryptOptions {
     std::string in, out;
 };
 
-std::string cryptFailure(unsigned result, bool encrypt, LibraryLog &log) {
-    if (result == 4) {
-        const bool input = log.has("Error opening input file: ");
-        return input ? "the file to read cannot be opened" : "the file to write cannot be opened";
-    }
-    return encrypt ? "the cipher failed" : "the cipher failed: another key, or not a whole encrypted file";
-}
-
 ExitCode runCrypt(const Context &context, const CryptOptions &options, bool encrypt) {
     Bytes key = keyBytes(options.key, {16});
     umask(077);
-    LibraryLog log;
-    const unsigned result =
-        ozuutils_crypt_aes128ecb(options.in.c_str(), options.out.c_str(), key.data(), encrypt ? 1 : 0);
+    unsigned result = 0;
+    const auto lines = linesOf([&] {
+        result =
+            ozuutils_crypt_aes128ecb(options.in.c_str(), options.out.c_str(), key.data(), encrypt ? 1 : 0);
+    });
     OPENSSL_cleanse(key.data(), key.size());
-    log.stop();
     if (result != 0) {
-        throw CommandError(kLibraryFailed,
-                           cryptFailure(result, encrypt, log) + " (code " + std::to_string(result) + ")");
+        const char *why =
+            encrypt ? "the cipher failed" : "the cipher failed: another key, or not a whole encrypted file";
+        throw CommandError(kLibraryFailed, (lines.empty() ? why : lines.back().text) + " (code " +
+                                               std::to_string(result) + ")");
     }
     print(context, {{"file", options.out}, {"bytes", sizeOf(options.out)}});
     return kDone;
@@ -269,14 +264,12 @@ void addRandom(CLI::App &app, Context &context) {
 
 ExitCode runDatabaseKey(const Context &context, bool show) {
     char key[41] = {};
-    LibraryLog log;
-    const int result = ozuutils_getDBcypher(key);
-    log.stop();
+    int result = 0;
+    const auto lines = linesOf([&] { result = ozuutils_getDBcypher(key); });
     if (result != 0) {
-        throw CommandError(kLibraryFailed, log.has("open() error") ? "/proc/cmdline cannot be opened"
-                                           : log.has("is missing") ? "'androidboot.serialno=' has no value"
-                                                                   : "the kernel command line has no "
-                                                                     "'androidboot.serialno='");
+        throw CommandError(kLibraryFailed, lines.empty()
+                                               ? "the kernel command line has no 'androidboot.serialno='"
+                                               : lines.back().text);
     }
     if (show) {
         print(context, key);
