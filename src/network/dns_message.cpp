@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string_view>
 
 namespace ozu::dns {
 
@@ -134,7 +133,7 @@ class Writer {
 // The labels up to the first empty one, which ends a name on the wire.
 void writeName(Writer &writer, std::string_view name) noexcept {
     while (!name.empty()) {
-        const std::string_view label = name.substr(0, name.find('.'));
+        const std::string_view label(name.data(), std::min(name.find('.'), name.size()));
         if (label.empty()) {
             break;
         }
@@ -202,7 +201,7 @@ bool decodeName(BoundedReader &reader, NameText &text) noexcept {
     return cursor.ok();
 }
 
-std::size_t writeQuery(std::span<std::uint8_t> message, std::uint16_t id, const char *dottedName,
+std::size_t writeQuery(std::span<std::uint8_t> message, std::uint16_t id, std::string_view dottedName,
                        std::uint16_t type) noexcept {
     Writer writer(message);
     writer.u16be(id);

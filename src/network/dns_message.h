@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 namespace ozu::dns {
 
@@ -70,7 +71,7 @@ bool decodeName(BoundedReader &reader, NameText &text) noexcept;
 
 // Writes the question for a name that ends in "." and returns the length of the message. The message must
 // hold the header, the name's length and six bytes. A name ends at its first empty label.
-std::size_t writeQuery(std::span<std::uint8_t> message, std::uint16_t id, const char *dottedName,
+std::size_t writeQuery(std::span<std::uint8_t> message, std::uint16_t id, std::string_view dottedName,
                        std::uint16_t type) noexcept;
 
 } // namespace ozu::dns

@@ -16,6 +16,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 
 namespace {
 
@@ -37,14 +38,15 @@ using HostText = std::array<char, kHostSize>;
 // The name that was decoded last; the log shows it as the name of every record.
 NameText lastName;
 
-// A copy of the host name that ends in "."; the name leaves room for that.
-void copyWithDot(HostText &work, const char *host) noexcept {
-    const std::size_t length = strlen(host);
-    memcpy(work.data(), host, length + 1);
-    if (length == 0 || host[length - 1] != '.') {
-        work[length] = '.';
-        work[length + 1] = '\0';
+// A copy of the host name that ends in "."; the name leaves room for that. Returns what was copied.
+std::string_view copyWithDot(HostText &work, std::string_view host) noexcept {
+    std::size_t length = host.size();
+    memcpy(work.data(), host.data(), length);
+    if (host.empty() || host.back() != '.') {
+        work[length++] = '.';
     }
+    work[length] = '\0';
+    return {work.data(), length};
 }
 
 sockaddr_in serverAddress(const char *dnsServer) noexcept {
@@ -55,9 +57,6 @@ sockaddr_in serverAddress(const char *dnsServer) noexcept {
     return server;
 }
 
-sockaddr *socketAddress(sockaddr_in *address) noexcept {
-    return reinterpret_cast<sockaddr *>(address);
-}
 const sockaddr *socketAddress(const sockaddr_in *address) noexcept {
     return reinterpret_cast<const sockaddr *>(address);
 }
@@ -82,10 +81,7 @@ ssize_t exchange(const char *caller, const char *dnsServer, Message &message, st
         OZU_LOG_AS(caller, level::kFailure, "setsockopt failed [%s]", strerror(errno));
         return -1;
     }
-    sockaddr_in from = {};
-    socklen_t fromLength = sizeof from;
-    const ssize_t received =
-        recvfrom(fd.get(), message.data(), message.size(), 0, socketAddress(&from), &fromLength);
+    const ssize_t received = recvfrom(fd.get(), message.data(), message.size(), 0, nullptr, nullptr);
     if (received < 0) {
         OZU_LOG_AS(caller, level::kFailure, "recvfrom failed [%s]", strerror(errno));
     }
@@ -111,7 +107,7 @@ void takeAnswers(const char *caller, const Header &header, const Section &answer
             strncpy(ipOut, address, ipOutSize);
             // A small buffer holds no terminator; the line shows what fitted.
             std::array<char, kAddressText> shown = {};
-            memcpy(shown.data(), ipOut, std::min(ipOutSize, strlen(address)));
+            strncpy(shown.data(), address, std::min(ipOutSize, shown.size() - 1));
             OZU_LOG_AS(caller, level::kTrace, "found ipv4 address:[%s] [%s]", address, shown.data());
         } else if (record.type == ozu::dns::kTypeCname) {
             OZU_LOG_AS(caller, level::kTrace, "alias name:[%.400s]", record.name.data());
@@ -176,16 +172,17 @@ void NgetHostByName(const char *host, int queryType, const char *dnsServer, size
         OZU_LOG_TEXT(level::kFailure, "bad arguments");
         return;
     }
-    if (strlen(host) + 2 > kHostSize) {
+    const std::string_view hostText = host;
+    if (hostText.size() + 2 > kHostSize) {
         OZU_LOG_TEXT(level::kFailure, "invalid hostname");
         return;
     }
-    HostText work = {};
-    copyWithDot(work, host);
+    OZU_UNINITIALIZED HostText work;
+    const std::string_view name = copyWithDot(work, hostText);
     // Neither the 64 KiB nor the tables of the reply are worth clearing for a few dozen bytes.
     OZU_UNINITIALIZED Message message;
-    const std::size_t length = ozu::dns::writeQuery(message, static_cast<std::uint16_t>(getpid()),
-                                                    work.data(), static_cast<std::uint16_t>(queryType));
+    const std::size_t length = ozu::dns::writeQuery(message, static_cast<std::uint16_t>(getpid()), name,
+                                                    static_cast<std::uint16_t>(queryType));
     OZU_LOG(level::kTrace, "resolving [%s] using name server[%s]", work.data(), dnsServer);
     const ssize_t received = exchange(__func__, dnsServer, message, length);
     if (received >= 0) {

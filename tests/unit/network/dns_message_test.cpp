@@ -324,6 +324,6 @@ TEST(DnsQuery, nameEndsAtAnEmptyLabel) {
 TEST(DnsQuery, longLabelsGoOutAsTheyAre) {
     const std::string text(98, 'x');
     Bytes message(200, 0xEE);
-    message.resize(ozu::dns::writeQuery(message, 0, (text + ".").c_str(), 1));
+    message.resize(ozu::dns::writeQuery(message, 0, text + ".", 1));
     EXPECT_EQ(Bytes(message.begin() + 12, message.end()), (label(text) + Bytes{0, 0, 1, 0, 1}));
 }
