@@ -37,4 +37,4 @@ def test_the_patterns_see_what_they_are_for():
     assert offences("cd /" + "work/main") == ["path of one machine"]
     assert offences("see " + "shared" + "/page.md") == ["folder outside the tree"]
     assert offences("see Part" + " 2.1") == offences("Parts" + " 3.4 and 5") == ["chapter of another text"]
-    assert offences("a shared record, part 2.1 of it, /workspace, framework/") == []
+    assert offences("a shared record, part 9.1 of it, /workspace, framework/") == []
