@@ -32,6 +32,8 @@ constexpr void (*kGroups[])(CLI::App &, Context &) = {
     registerModem,
     registerImsi,
     registerRsu,
+    registerSystem,
+    registerTime,
     registerBox,
 };
 // clang-format on

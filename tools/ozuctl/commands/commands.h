@@ -33,5 +33,7 @@ void registerRsu(CLI::App &app, Context &context);
 void registerSeverity(CLI::App &app, Context &context);
 void registerState(CLI::App &app, Context &context);
 void registerStatus(CLI::App &app, Context &context);
+void registerSystem(CLI::App &app, Context &context);
+void registerTime(CLI::App &app, Context &context);
 
 } // namespace ozuctl
