@@ -40,7 +40,7 @@ def test_words_reach_the_program_unchanged(box):
     assert printed == " ".join([*words, "END"]) + "\n"
 
 
-@pytest.mark.parametrize("body", ["echo before", "exec >&-; sleep 60", "echo before; kill -SEGV $$", "exec sleep 60"],
+@pytest.mark.parametrize("body", ["echo before", "exec >&-; exec sleep 60", "echo before; kill -SEGV $$", "exec sleep 60"],
                          ids=["ends", "closes", "dies", "silent"])
 def test_without_the_marker_time_runs_out(box, body):
     started = time.monotonic()
@@ -53,7 +53,7 @@ def test_flood_is_bound_by_the_time(box):
 
 
 def test_child_that_ignores_its_end_lives_on(box):
-    child = script(box, "stubborn", "trap '' TERM\necho READY\necho $$ >/data/pid\nexec sleep 60\n")
+    child = script(box, "stubborn", "exec 2>/dev/null\ntrap '' TERM\necho READY\necho $$ >/data/pid\nexec sleep 60\n")
     run(box, "exec", "--until", "READY", "--", child)
     pid = wait_until(lambda: (box.data / "pid").exists() and (box.data / "pid").read_text().strip(), what="its number")
     assert box.run(["kill", "-0", pid]).returncode == 0
@@ -100,7 +100,7 @@ def test_uptime_is_the_kernels(box):
     fields = dict(line.split() for line in run(box, "uptime").stdout.splitlines())
     after = float(pathlib.Path("/proc/uptime").read_text().split()[0])
     assert before <= float(fields["uptime"]) <= after
-    assert fields["rebootReason"] == "none" or fields["rebootReason"] == "-"
+    assert fields["rebootReason"] == "null"
 
 
 # --- the kernel's log: read only, and never cleared
