@@ -223,8 +223,11 @@ int MqttSession::subscribe(const std::string &topic) {
         return kInvalidArgument;
     }
     std::unique_lock lock(mutex_);
+    if (takenOver_) {
+        return kTakenOver;
+    }
     if (phase_ != Phase::Connected || stopping_) {
-        return takenOver_ ? kTakenOver : kNotConnected;
+        return kNotConnected;
     }
     asked_[topic] = {};
     newTopics_.push_back(topic);
@@ -232,8 +235,11 @@ int MqttSession::subscribe(const std::string &topic) {
     if (onOwnThread()) {
         return 0; // in a message's callback: the answer can only come after it
     }
-    const bool answered = changed_.wait_for(lock, kSubscribeTimeout, [&] { return asked_[topic].answered; });
-    const int result = answered ? asked_[topic].result : kBrokerUnreachable;
+    const auto over = [&] { return asked_[topic].answered || phase_ == Phase::Ended; };
+    int result = kBrokerUnreachable;
+    if (changed_.wait_for(lock, kSubscribeTimeout, over)) {
+        result = asked_[topic].answered ? asked_[topic].result : takenOver_ ? kTakenOver : kNotConnected;
+    }
     asked_.erase(topic);
     if (result != 0) {
         std::erase(topics_, topic);

@@ -326,6 +326,7 @@ TEST_F(Bus, messagesThatWaitForADeadBrokerStopCounting) {
 }
 
 TEST_F(Bus, deadProcessLeavesNothingInFlight) {
+    SKIP_WITHOUT_ROBUST_LOCKS();
     startBroker();
     const pid_t victim = startChild([&] {
         if (connect("victim") != 0) {

@@ -4,9 +4,12 @@
 #include "settings.h"
 #include "shared_segment.h"
 
+#include <pthread.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -72,6 +75,21 @@ int waitForChild(pid_t child) {
 
 int inChild(const std::function<int()> &body) {
     return waitForChild(startChild(body));
+}
+
+bool deathOpensLocks() {
+    void *memory =
+        mmap(nullptr, sizeof(pthread_mutex_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    auto *mutex = static_cast<pthread_mutex_t *>(memory);
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+    pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+    pthread_mutex_init(mutex, &attributes);
+    inChild([mutex] { return pthread_mutex_lock(mutex); });
+    const bool told = pthread_mutex_trylock(mutex) == EOWNERDEAD;
+    munmap(memory, sizeof(pthread_mutex_t));
+    return told;
 }
 
 std::string contentOf(const std::string &path) {

@@ -35,6 +35,12 @@ pid_t startChild(const std::function<int()> &body);
 int waitForChild(pid_t child);
 int inChild(const std::function<int()> &body);
 
+// The system tells when the holder of a lock has died; emulated machines do not.
+bool deathOpensLocks();
+#define SKIP_WITHOUT_ROBUST_LOCKS()                                                                          \
+    if (!ozu::test::deathOpensLocks())                                                                       \
+    GTEST_SKIP() << "locks of dead processes stay closed under this emulation"
+
 std::string contentOf(const std::string &path);
 void writeFile(const std::string &path, const std::string &content);
 std::vector<std::string> linesOf(const std::string &path);

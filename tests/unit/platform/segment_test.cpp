@@ -230,6 +230,7 @@ TEST_F(SegmentTest, throwingChangeLeavesTheRecordAlone) {
 }
 
 TEST_F(SegmentTest, writerKilledInAChangeIsUndone) {
+    SKIP_WITHOUT_ROBUST_LOCKS();
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
     ASSERT_EQ(inChild([] {
                   return updateState([](PanelSharedState &state) {

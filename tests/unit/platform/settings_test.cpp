@@ -438,6 +438,7 @@ TEST_F(Settings, fullDiskIsReportedAndLosesNothing) {
 }
 
 TEST_F(Settings, killedInTheMiddleOfWritesTheDatabaseStaysWhole) {
+    SKIP_WITHOUT_ROBUST_LOCKS();
     ASSERT_EQ(ozudb_ModifyBypassExpiry(0, 0, -1), 0);
     for (int round = 0; round < 10; ++round) {
         const pid_t writer = startChild([] {
