@@ -29,20 +29,9 @@ target_include_directories(names_peers PUBLIC
 target_link_libraries(names_peers PRIVATE ozu_flags)
 target_compile_options(names_peers PRIVATE -w -Wno-error)
 
-# The library's own sources, with the library's own options.
-add_library(ozu_names_objects OBJECT)
-foreach(source device_names tarn1_names tarn2_names tarn_plus_names)
-    target_sources(ozu_names_objects PRIVATE "${PROJECT_SOURCE_DIR}/src/alarm/${source}.cpp")
-endforeach()
-target_include_directories(ozu_names_objects PRIVATE
-    $<TARGET_PROPERTY:utils_ozu_objects,INTERFACE_INCLUDE_DIRECTORIES>)
-target_compile_options(ozu_names_objects PRIVATE $<TARGET_PROPERTY:utils_ozu_objects,COMPILE_OPTIONS>)
-target_link_libraries(ozu_names_objects PRIVATE ozu_flags)
+set(names_sources alarm/device_names.cpp alarm/tarn1_names.cpp alarm/tarn2_names.cpp alarm/tarn_plus_names.cpp)
+ozu_bench(names_bench SOURCES names_bench.cpp product_info.cpp LIBRARY_SOURCES ${names_sources} LIBRARIES names_peers)
 
-foreach(program names_bench names_count)
-    add_executable(${program} ${program}.cpp product_info.cpp $<TARGET_OBJECTS:ozu_names_objects>)
-    target_include_directories(${program} PRIVATE
-        $<TARGET_PROPERTY:utils_ozu_objects,INTERFACE_INCLUDE_DIRECTORIES>)
-    target_link_libraries(${program} PRIVATE ozu_flags names_peers)
-endforeach()
-target_link_libraries(names_bench PRIVATE benchmark::benchmark)
+add_executable(names_count names_count.cpp product_info.cpp $<TARGET_OBJECTS:names_bench_objects>)
+target_include_directories(names_count PRIVATE $<TARGET_PROPERTY:utils_ozu_objects,INTERFACE_INCLUDE_DIRECTORIES>)
+target_link_libraries(names_count PRIVATE ozu_flags names_peers)

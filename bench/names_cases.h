@@ -120,31 +120,31 @@ __attribute__((noinline)) inline int noCode(const char *name) {
 
 struct Case {
     const char *question; // what is looked up
-    const char *way;      // "table" is ours
+    const char *way;      // "ours" is ours
     std::size_t (*run)();
 };
 
 inline const Case kCases[] = {
     {"device_type", "loop", [] { return over<kDeviceType>(noName); }},
-    {"device_type", "table",
+    {"device_type", "ours",
      [] {
          return over<kDeviceType>([](unsigned code) { return getDeviceTypeName(static_cast<int>(code)); });
      }},
     {"device_type", "switch", [] { return over<kDeviceType>(switchDeviceType); }},
     {"tarn2_message", "loop", [] { return over<kTarn2MessageType>(noName); }},
-    {"tarn2_message", "table", [] { return over<kTarn2MessageType>(getTarn2MessageTypeName); }},
+    {"tarn2_message", "ours", [] { return over<kTarn2MessageType>(getTarn2MessageTypeName); }},
     {"tarn2_message", "switch", [] { return over<kTarn2MessageType>(switchTarn2MessageType); }},
     {"tarn_plus_opcode", "loop", [] { return over<kTarnPlusOpcode>(noName); }},
-    {"tarn_plus_opcode", "table", [] { return over<kTarnPlusOpcode>(getTarnPlusOpcodeName); }},
+    {"tarn_plus_opcode", "ours", [] { return over<kTarnPlusOpcode>(getTarnPlusOpcodeName); }},
     {"tarn_plus_opcode", "switch", [] { return over<kTarnPlusOpcode>(switchTarnPlusOpcode); }},
     {"tarn1_opcode", "loop", [] { return over<kTarn1Opcode>(noName); }},
-    {"tarn1_opcode", "table", [] { return over<kTarn1Opcode>(getTarn1OpcodeName); }},
+    {"tarn1_opcode", "ours", [] { return over<kTarn1Opcode>(getTarn1OpcodeName); }},
     {"tarn1_opcode", "switch", [] { return over<kTarn1Opcode>(switchTarn1Opcode); }},
     {"tarn1_old_message", "loop", [] { return over<kTarn1OldMessageType>(noName); }},
-    {"tarn1_old_message", "table", [] { return over<kTarn1OldMessageType>(getTarn1OldMessageTypeString); }},
+    {"tarn1_old_message", "ours", [] { return over<kTarn1OldMessageType>(getTarn1OldMessageTypeString); }},
     {"tarn1_old_message", "switch", [] { return over<kTarn1OldMessageType>(switchTarn1OldMessageType); }},
     {"tarn1_pair", "loop", [] { return over<kTarn1SubOpcode>(noPairName); }},
-    {"tarn1_pair", "table",
+    {"tarn1_pair", "ours",
      [] {
          return over<kTarn1SubOpcode>([](unsigned group, unsigned code) {
              return getTarn1SubOpcodeName(static_cast<int>(group), static_cast<int>(code));
@@ -153,7 +153,7 @@ inline const Case kCases[] = {
     {"tarn1_pair", "switch", [] { return over<kTarn1SubOpcode>(switchTarn1SubOpcode); }},
     {"tarn1_pair", "gperf", [] { return over<kTarn1SubOpcode>(gperfTarn1SubOpcodeName); }},
     {"tarn_plus_pair", "loop", [] { return over<kTarnPlusSubOpcode>(noPairName); }},
-    {"tarn_plus_pair", "table",
+    {"tarn_plus_pair", "ours",
      [] {
          return over<kTarnPlusSubOpcode>([](unsigned group, unsigned code) {
              return getTarnPlusSubOpcodeName(static_cast<int>(group), static_cast<int>(code));
@@ -162,7 +162,7 @@ inline const Case kCases[] = {
     {"tarn_plus_pair", "switch", [] { return over<kTarnPlusSubOpcode>(switchTarnPlusSubOpcode); }},
     {"tarn_plus_pair", "gperf", [] { return over<kTarnPlusSubOpcode>(gperfTarnPlusSubOpcodeName); }},
     {"device_type_code", "loop", [] { return overNames(noCode); }},
-    {"device_type_code", "table", [] { return overNames(getDeviceTypeEnum); }},
+    {"device_type_code", "ours", [] { return overNames(getDeviceTypeEnum); }},
     {"device_type_code", "gperf", [] { return overNames(gperfDeviceTypeCode); }},
     {"device_type_code", "scan", [] { return overNames(scanDeviceType); }},
 };

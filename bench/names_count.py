@@ -4,7 +4,7 @@ usage: names_count.py FOLDER_OF_PROGRAMS
 
 Prints instructions and mispredicted branches for each look-up, the loop around it taken off. The cost is callgrind's
 usual estimate, instructions plus ten for each mispredicted branch; unlike time it is the same in every run. The exit
-status is 1 when a target is missed: the table costs at most as much as the switch and as gperf, and at most a tenth
+status is 1 when a target is missed: ours costs at most as much as the switch and as gperf, and at most a tenth
 of the scan. All ways must give the same names.
 """
 
@@ -44,8 +44,8 @@ def main(folder):
             cost[way] = counts[way][0] + 10 * counts[way][1]
         for way in counts:
             limit = None if (question, way) in NO_LIMIT else LIMITS.get(way)
-            ratio = cost["table"] / cost[way]
-            same = answers[way] == answers["table"]
+            ratio = cost["ours"] / cost[way]
+            same = answers[way] == answers["ours"]
             verdict = "" if limit is None else "ok" if same and ratio <= limit else "MISSED" if same else "DIFFERENT"
             missed += verdict not in ("", "ok")
             print(f"{question:18}{way:7}{counts[way][0]:8.1f} instructions {counts[way][1]:6.2f} mispredicted "

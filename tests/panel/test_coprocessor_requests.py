@@ -83,6 +83,7 @@ def test_monitor_explains_the_requests(box):
     run(box, "gpio", "5", "1")
     meanings = []
     for line in map(json.loads, monitor.stdout):
+        ozuctl.validate("monitor", line)
         if line["kind"] == "bus":
             meanings.append(line["meaning"])
         if len(meanings) == 3:

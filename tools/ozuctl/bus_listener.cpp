@@ -66,7 +66,7 @@ Happening messageHappening(const mosquitto_message &message, const mosquitto_pro
     if (record["label"].is_number()) {
         record["label"] = carried["label"];
     }
-        text += " [" + payload + "]";
+    text += " [" + payload + "]";
     const auto number = [&record](const char *key) {
         return record[key].is_number() ? record[key].get<int>() : -1;
     };
