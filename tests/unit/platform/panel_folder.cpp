@@ -88,6 +88,11 @@ bool deathOpensLocks() {
     pthread_mutex_init(mutex, &attributes);
     inChild([mutex] { return pthread_mutex_lock(mutex); });
     const bool told = pthread_mutex_trylock(mutex) == EOWNERDEAD;
+    if (told) {
+        // Left locked, it would stay in this thread's list of robust locks beyond its own memory.
+        pthread_mutex_consistent(mutex);
+        pthread_mutex_unlock(mutex);
+    }
     munmap(memory, sizeof(pthread_mutex_t));
     return told;
 }
