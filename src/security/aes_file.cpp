@@ -48,7 +48,7 @@ unsigned stream(EVP_CIPHER_CTX *context, std::FILE *input, std::FILE *output) no
 unsigned ozuutils_crypt_aes128ecb(const char *inPath, const char *outPath, const unsigned char *key,
                                   int encrypt) noexcept {
     const ozu::ErrorQueueGuard errors;
-    const ozu::CipherContext context;
+    ozu::CipherContext context;
     if (!context.valid()) {
         OZU_LOG_TEXT(ozu::level::kFailure, "Error allocating OpenSSL cipher context");
         return kCipherFailed;
@@ -69,5 +69,7 @@ unsigned ozuutils_crypt_aes128ecb(const char *inPath, const char *outPath, const
     if (EVP_CipherInit_ex(context.get(), EVP_aes_128_ecb(), nullptr, key, nullptr, encrypt) != 1) {
         return kCipherFailed;
     }
-    return stream(context.get(), input.get(), output.get());
+    const unsigned result = stream(context.get(), input.get(), output.get());
+    context.release(); // no key stays in memory while the files are closed
+    return result;
 }

@@ -20,17 +20,19 @@ class ErrorQueueGuard {
 class CipherContext {
   public:
     CipherContext() noexcept : context_(EVP_CIPHER_CTX_new()) {}
-    ~CipherContext() {
-        if (context_ != nullptr) {
-            EVP_CIPHER_CTX_reset(context_);
-            EVP_CIPHER_CTX_free(context_);
-        }
-    }
+    ~CipherContext() { release(); }
     CipherContext(const CipherContext &) = delete;
     CipherContext &operator=(const CipherContext &) = delete;
 
     [[nodiscard]] bool valid() const noexcept { return context_ != nullptr; }
     [[nodiscard]] EVP_CIPHER_CTX *get() const noexcept { return context_; }
+    void release() noexcept {
+        if (context_ != nullptr) {
+            EVP_CIPHER_CTX_reset(context_);
+            EVP_CIPHER_CTX_free(context_);
+            context_ = nullptr;
+        }
+    }
 
   private:
     EVP_CIPHER_CTX *context_;
