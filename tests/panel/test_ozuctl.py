@@ -9,7 +9,7 @@ import time
 import jsonschema
 import pytest
 
-from box import ROOT, wait_until
+from box import ROOT, build_dir, emulator, wait_until
 
 SCHEMAS = ROOT / "tools" / "ozuctl" / "schema"
 DONE, NO, USAGE, UNREACHABLE, LIBRARY_FAILED, REFUSED, TIMED_OUT = 0, 1, 2, 3, 4, 5, 124
@@ -305,7 +305,7 @@ def test_usage_errors(ozuctl):
 
 
 def test_box_commands():
-    program = [str(pathlib.Path(ROOT / "build" / "dev" / "bin" / "ozuctl")), "box"]
+    program = [*emulator(), str(build_dir() / "bin" / "ozuctl"), "box"]
     started = subprocess.run([*program, "start", "--no-broker"], capture_output=True, text=True, timeout=30)
     folder = started.stdout.strip()
     assert started.returncode == 0
