@@ -1,3 +1,4 @@
+# Release stage: runs by its name or with --all.
 # The reference platform's threads under the thread sanitizer: eight of them log and publish, a broker comes and goes.
 source "$(dirname "$0")/../../scripts/lib.sh"
 configure_and_build tsan platform_bus_test platform_log_test

@@ -1,3 +1,4 @@
+# Release stage: runs by its name or with --all.
 # The panel's own machine: cross-built, run under emulation, outcomes held against the workstation's line by line.
 source "$(dirname "$0")/../../scripts/lib.sh"
 scripts/make_armhf_sysroot.sh

@@ -1,3 +1,4 @@
+# Release stage: runs by its name or with --all.
 # What the library costs a panel process, on the panel's machine and on the workstation, against its limits.
 source "$(dirname "$0")/../../scripts/lib.sh"
 scripts/make_armhf_sysroot.sh

@@ -1,3 +1,4 @@
+# Release stage: runs by its name or with --all.
 # The binary interface of both libraries on both machines, against what was agreed.
 source "$(dirname "$0")/../../scripts/lib.sh"
 scripts/make_armhf_sysroot.sh

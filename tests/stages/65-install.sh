@@ -1,3 +1,4 @@
+# Release stage: runs by its name or with --all.
 # Installation, packages and the board's tarball.
 source "$(dirname "$0")/../../scripts/lib.sh"
 scripts/make_packages.sh

@@ -1,3 +1,4 @@
+# Release stage: runs by its name or with --all.
 # The pages: Doxygen without a warning, manual pages, links.
 source "$(dirname "$0")/../../scripts/lib.sh"
 configure_and_build dev

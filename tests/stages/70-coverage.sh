@@ -1,3 +1,4 @@
+# Release stage: runs by its name or with --all.
 # How much of src/ the unit and the panel tests reach.
 source "$(dirname "$0")/../../scripts/lib.sh"
 configure_and_build coverage

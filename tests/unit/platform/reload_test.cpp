@@ -13,7 +13,8 @@ namespace {
 
 long mappings() {
     std::ifstream maps("/proc/self/maps");
-    return std::count(std::istreambuf_iterator<char>(maps), std::istreambuf_iterator<char>(), '\n');
+    return static_cast<long>(
+        std::count(std::istreambuf_iterator<char>(maps), std::istreambuf_iterator<char>(), '\n'));
 }
 
 std::size_t heapInUse() {
