@@ -8,7 +8,7 @@
 static time_t slept;
 
 unsigned int sleep(unsigned int seconds) {
-    struct timespec little = {seconds / 1000, (long)(seconds % 1000) * 1000000};
+    struct timespec little = {(time_t)(seconds / 1000), (long)(seconds % 1000) * 1000000};
 
     slept += (time_t)seconds;
     nanosleep(&little, NULL);
