@@ -164,7 +164,7 @@ def test_video_that_does_not_fit_the_key_stays_as_it_is(panel):
 def test_video_on_a_read_only_disk(panel):
     disk = small_disk(panel, "readonly", 1 << 20)
     (panel.tmp / "video").write_bytes(video(1000, 16))
-    panel.run(["sh", "-c", f"cp /tmp/video {disk}/video && mount -o remount,ro {disk}"], check=True)
+    panel.run(["sh", "-c", f"cp /tmp/video {disk}/video && mount -o remount,bind,ro {disk}"], check=True)
     done = decrypt(panel, f"{disk}/video", 16)
     assert done.returncode == 4 and "(code 70)" in done.stderr
     assert panel.run(["cmp", "/tmp/video", f"{disk}/video"]).returncode == 0
