@@ -1,4 +1,5 @@
 # Style: clang-format over every C and C++ file, clang-tidy over the library, the platform and the tools.
+# Packages: build box test
 source "$(dirname "$0")/../../scripts/lib.sh"
 say "Configuring (dev)"
 cmake --preset dev >build/dev.configure.log 2>&1 || {

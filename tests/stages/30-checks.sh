@@ -1,4 +1,5 @@
 # Checks of the tree and of what was built: headers, exported names, who includes whom, words.
+# Packages: build box test
 source "$(dirname "$0")/../../scripts/lib.sh"
 configure_and_build dev
 /usr/bin/python3 -m pytest -q tests/checks tests/c_api --junit-xml=build/results/checks.xml

@@ -1,5 +1,6 @@
 # Release stage: runs by its name or with --all.
 # The reference platform's threads under the thread sanitizer: eight of them log and publish, a broker comes and goes.
+# Packages: build box test
 source "$(dirname "$0")/../../scripts/lib.sh"
 configure_and_build tsan platform_bus_test platform_log_test
 build/tsan/bin/platform_log_test --gtest_filter='LogTest.threads*' --gtest_output=xml:build/results/threads-log.xml 2>/dev/null

@@ -1,5 +1,6 @@
 # Release stage: runs by its name or with --all.
 # The panel's own machine: cross-built, run under emulation, outcomes held against the workstation's line by line.
+# Packages: build box arm test
 source "$(dirname "$0")/../../scripts/lib.sh"
 scripts/make_armhf_sysroot.sh
 configure_and_build armhf-time64
