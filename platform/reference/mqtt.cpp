@@ -58,6 +58,19 @@ int publishOnSession(BusMessage message) {
     return session ? session->publish(std::move(message)) : int{kNotConnected};
 }
 
+void lockBusForFork() noexcept {
+    theBus().pointer.lock();
+}
+
+void unlockBusAfterFork() noexcept {
+    theBus().pointer.unlock();
+}
+
+void renewBusInChild() noexcept {
+    theBus().pointer.unlock();
+    new (&theBus().lifecycle) std::mutex;
+}
+
 } // namespace ozu::platform
 
 using namespace ozu::platform;

@@ -130,4 +130,10 @@ class MqttSession : public std::enable_shared_from_this<MqttSession> {
 // Publishes on this process's session, if it has one. @return 0 or a Code
 int publishOnSession(BusMessage message);
 
+// Around a fork: no thread is fetching or changing the session then. The child gets locks that nobody holds,
+// even when a thread of the parent is connecting.
+void lockBusForFork() noexcept;
+void unlockBusAfterFork() noexcept;
+void renewBusInChild() noexcept;
+
 } // namespace ozu::platform

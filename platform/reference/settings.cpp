@@ -3,6 +3,7 @@
 #include "data_folder.h"
 #include "database_file.h"
 #include "log.h"
+#include "mqtt_session.h"
 #include "severity.h"
 #include "shared_segment.h"
 
@@ -142,7 +143,7 @@ void insertEvent(DatabaseFile &file, int category, const std::optional<int> &sub
         .bind(nowMs())
         .bind(category)
         .bind(subtype)
-        .bind(std::string_view(program_invocation_short_name))
+        .bind(loggingName())
         .bind(getpid())
         .bind(text.substr(0, kLongestEvent))
         .bind(suppressed)
@@ -176,15 +177,18 @@ void writeStatistics(DatabaseFile &file, const LastingStatistics &row) {
     [] {
         lockSegmentForFork();
         databaseMutex.lock();
+        lockBusForFork();
         lockLogForFork();
     },
     [] {
         unlockLogAfterFork();
+        unlockBusAfterFork();
         databaseMutex.unlock();
         unlockSegmentAfterFork();
     },
     [] {
         unlockLogAfterFork();
+        renewBusInChild();
         new (&databaseMutex) std::recursive_mutex;
         unlockSegmentAfterFork();
     });

@@ -281,11 +281,12 @@ void forgetSegment() noexcept {
 }
 
 WriterLock::WriterLock(Segment &segment) : segment_(segment) {
+    // By the clock that nobody sets: the panel's time of day may jump by years.
     timespec until{};
-    clock_gettime(CLOCK_REALTIME, &until);
+    clock_gettime(CLOCK_MONOTONIC, &until);
     until.tv_sec += kLockSeconds;
     pthread_mutex_t &mutex = segment.header.writers.mutex;
-    const int error = pthread_mutex_timedlock(&mutex, &until);
+    const int error = pthread_mutex_clocklock(&mutex, CLOCK_MONOTONIC, &until);
     if (error == EOWNERDEAD) {
         undoHalfChange(segment);
         pthread_mutex_consistent(&mutex);

@@ -1,5 +1,7 @@
 #include "panel_folder.h"
 
+#include "data_folders.h"
+
 #include "log.h"
 #include "settings.h"
 #include "shared_segment.h"
@@ -11,24 +13,11 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>
 
 namespace ozu::test {
-
-namespace {
-
-void removeSegment() {
-    std::string file;
-    if (platform::segmentFile(file) == 0) {
-        unlink(file.c_str());
-    }
-}
-
-} // namespace
 
 void closePlatform() {
     platform::forgetLog();
@@ -37,22 +26,19 @@ void closePlatform() {
 }
 
 void PanelFolder::SetUp() {
-    std::string name = (std::filesystem::temp_directory_path() / "ozu-platform-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    folder_ = name;
-    setenv("OZU_PLATFORM_DIR", name.c_str(), 1);
+    folder_ = makeDataFolder();
     closePlatform();
 }
 
 void PanelFolder::TearDown() {
-    removeSegment();
     closePlatform();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
+    if (!folder_.empty()) {
+        removeDataFolder(folder_);
+    }
 }
 
 void PanelFolder::boot() {
-    removeSegment();
+    removeSegments(folder_);
     closePlatform();
 }
 

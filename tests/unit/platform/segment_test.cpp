@@ -1,5 +1,6 @@
 // The shared segment: what it begins with, who may attach it, and what a killed writer leaves behind.
 
+#include "data_folders.h"
 #include "panel_folder.h"
 
 #include "shared_segment.h"
@@ -102,10 +103,35 @@ TEST_F(SegmentTest, belongsToItsFolderAlone) {
     ASSERT_EQ(stat(first.c_str(), &found), 0);
     EXPECT_EQ(found.st_mode & 07777, 0660U);
     EXPECT_THAT(first, HasSubstr("/ozu-v" + std::to_string(kLayoutVersion) + "-"));
+    const std::string firstFolder = folder();
     PanelFolder::SetUp();
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
     EXPECT_NE(segment(), first);
-    unlink(first.c_str());
+    removeDataFolder(firstFolder);
+    EXPECT_NE(access(first.c_str(), F_OK), 0);
+    EXPECT_EQ(access(segment().c_str(), F_OK), 0);
+}
+
+// The tests' own housekeeping: what a killed test leaves is gone after the next run.
+TEST_F(SegmentTest, segmentOfAKilledTestIsRemovedByTheNext) {
+    const std::string note = folder() + "/victim";
+    EXPECT_EQ(inChild([&] {
+                  PanelFolder::SetUp();
+                  ozudb_getSharedMemory(0);
+                  writeFile(note, folder() + "\n" + segment());
+                  return raise(SIGKILL);
+              }),
+              -SIGKILL);
+    const auto left = linesOf(note);
+    ASSERT_EQ(left.size(), 2U);
+    for (const auto &path : left) {
+        EXPECT_EQ(access(path.c_str(), F_OK), 0) << path;
+    }
+    removeStaleDataFolders();
+    for (const auto &path : left) {
+        EXPECT_NE(access(path.c_str(), F_OK), 0) << path;
+    }
+    EXPECT_EQ(access(folder().c_str(), F_OK), 0) << "a running test's";
 }
 
 TEST_F(SegmentTest, manyProcessesStartTogether) {
@@ -147,7 +173,6 @@ TEST_F(SegmentTest, processOfAnotherReleaseIsRefused) {
     closePlatform();
     EXPECT_THAT(refusal(), AllOf(HasSubstr("has layout version 7, this process needs version 1"),
                                  HasSubstr("remove " + other)));
-    unlink(other.c_str());
 }
 
 TEST_F(SegmentTest, foreignFilesAreRefused) {

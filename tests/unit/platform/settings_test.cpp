@@ -1,7 +1,10 @@
 // What lasts: severities, registrations, reboot reason, statistics, bypass, events, settings; and how a
 // damaged, read-only or full database is reported.
 
+#include "data_folders.h"
 #include "panel_folder.h"
+
+#include "database_file.h"
 
 #include <ozudb.h>
 #include <ozulog.h>
@@ -17,6 +20,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno> // program_invocation_short_name
 #include <cstring>
 #include <map>
 #include <set>
@@ -218,6 +222,20 @@ TEST_F(Settings, eventsAreKeptInOrder) {
     EXPECT_EQ(events.size(), 1U);
 }
 
+TEST_F(Settings, eventsCarryTheNameOfTheLog) {
+    ASSERT_EQ(LOG_system_event(1, "before"), 0);
+    ASSERT_EQ(ozudb_addProc2Log("alarmd", "INFO", getpid()), 0);
+    ASSERT_EQ(ozulog_init("alarmd"), 0);
+    ASSERT_EQ(LOG_system_event(1, "after"), 0);
+    ASSERT_EQ(limited_log_system_event(1, 1, "after"), 0);
+    std::vector<SystemEvent> events;
+    ASSERT_EQ(readEvents(0, 100, events), 0);
+    ASSERT_EQ(events.size(), 3U);
+    EXPECT_EQ(events[0].process, program_invocation_short_name);
+    EXPECT_EQ(events[1].process, "alarmd");
+    EXPECT_EQ(events[2].process, "alarmd");
+}
+
 TEST_F(Settings, limitedEventsAreLimitedPerCategoryAndSubtype) {
     for (int i = 0; i < 8; ++i) {
         EXPECT_EQ(limited_log_system_event(1, 1, "flood"), 0);
@@ -280,6 +298,17 @@ TEST_F(Settings, filesBelongToTheOwnerAlone) {
     EXPECT_EQ(modeOf(folder() + "/log"), 0700U);
     EXPECT_EQ(modeOf(folder() + "/log/alarmd.log"), 0600U);
     EXPECT_EQ(query("PRAGMA journal_mode"), "wal ");
+}
+
+TEST_F(Settings, connectionsAreSafe) {
+    DatabaseFile file(folder() + "/other.db");
+    EXPECT_EQ(file.number("PRAGMA synchronous"), 2); // full
+    EXPECT_EQ(file.number("PRAGMA busy_timeout"), 5000);
+    EXPECT_EQ(file.number("PRAGMA trusted_schema"), 0);
+    // Defensive: not even a writer of ours turns the schema into data.
+    file.run("PRAGMA writable_schema=ON");
+    EXPECT_THROW(file.run("UPDATE sqlite_schema SET sql = 'x'"), Error);
+    EXPECT_EQ(modeOf(folder() + "/other.db"), 0600U);
 }
 
 TEST_F(Settings, linksAreNotFollowed) {
@@ -364,6 +393,46 @@ bool enterNamespace() {
            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
+// @return 0, or the number of the step that went wrong
+int useAFullDisk(const std::string &folder) {
+    if (ozudb_ModifyBypassExpiry(3, 1, 99) != 0 || ozulog_init("alarmd") != 0) {
+        return 1;
+    }
+    writeFile(folder + "/ballast", std::string(65536, 'b'));
+    int code = 0;
+    for (int i = 0; i < 5000 && code == 0; ++i) {
+        code = LOG_system_event(1, std::string(1000, 'e').c_str());
+    }
+    if (code != kDiskFull) {
+        return 2;
+    }
+    // Fill what is left, then nothing may end the process or change the record half.
+    const int filler = open((folder + "/filler").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    while (write(filler, "xxxxxxxx", 8) > 0) {
+    }
+    for (int i = 0; i < 100; ++i) {
+        ozulog_printf(70000, "%s", std::string(1000, 'l').c_str());
+    }
+    // A few changes may still fit what the database's log has in store; the first that does not is told,
+    // and the record stays with the last one that was stored.
+    const PanelSharedState *state = ozudb_getSharedMemory(0);
+    std::uint16_t stored = 0;
+    std::uint16_t next = 0;
+    do {
+        stored = next++;
+        code = ozudb_ModifyModemStatistics(next, 1, 1, 1, 1, 1, 1, 1, 0);
+    } while (code == 0 && next < 5000);
+    if (code != kDiskFull || state->modemStatistics[1].counter[0] != stored) {
+        return 3;
+    }
+    if (ozudb_ModifyBypassExpiry(3, 0, -1) != kDiskFull || state->zones[3].bypass[0].bypassed != 1) {
+        return 5;
+    }
+    close(filler);
+    unlink((folder + "/ballast").c_str());
+    return ozudb_ModifyBypassExpiry(3, 0, -1) == 0 ? 0 : 4;
+}
+
 } // namespace
 
 TEST_F(Settings, readOnlyFolderIsReported) {
@@ -390,46 +459,9 @@ TEST_F(Settings, fullDiskIsReportedAndLosesNothing) {
         if (!enterNamespace() || mount("tmpfs", folder().c_str(), "tmpfs", 0, "size=512k") != 0) {
             return kNoNamespace;
         }
-        if (ozudb_ModifyBypassExpiry(3, 1, 99) != 0 || ozulog_init("alarmd") != 0) {
-            return 1;
-        }
-        writeFile(folder() + "/ballast", std::string(65536, 'b'));
-        int code = 0;
-        for (int i = 0; i < 5000 && code == 0; ++i) {
-            code = LOG_system_event(1, std::string(1000, 'e').c_str());
-        }
-        if (code != kDiskFull) {
-            return 2;
-        }
-        // Fill what is left, then nothing may end the process or change the record half.
-        const int filler = open((folder() + "/filler").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-        while (write(filler, "xxxxxxxx", 8) > 0) {
-        }
-        for (int i = 0; i < 100; ++i) {
-            ozulog_printf(70000, "%s", std::string(1000, 'l').c_str());
-        }
-        // A few changes may still fit what the database's log has in store; the first that does not is told,
-        // and the record stays with the last one that was stored.
-        const PanelSharedState *state = ozudb_getSharedMemory(0);
-        std::uint16_t stored = 0;
-        std::uint16_t next = 0;
-        do {
-            stored = next++;
-            code = ozudb_ModifyModemStatistics(next, 1, 1, 1, 1, 1, 1, 1, 0);
-        } while (code == 0 && next < 5000);
-        if (code != kDiskFull || state->modemStatistics[1].counter[0] != stored) {
-            return 3;
-        }
-        if (ozudb_ModifyBypassExpiry(3, 0, -1) != kDiskFull || state->zones[3].bypass[0].bypassed != 1) {
-            return 5;
-        }
-        close(filler);
-        unlink((folder() + "/ballast").c_str());
-        std::string file;
-        segmentFile(file);
-        const int after = ozudb_ModifyBypassExpiry(3, 0, -1);
-        unlink(file.c_str());
-        return after == 0 ? 0 : 4;
+        const int wrong = useAFullDisk(folder());
+        removeSegments(folder()); // only this process knows its name
+        return wrong;
     });
     if (result == kNoNamespace) {
         GTEST_SKIP() << "no private mount namespace here";
