@@ -2,6 +2,7 @@
 #include <utils_ozu/command.h>
 
 #include "fake_platform.h"
+#include "random_numbers.h"
 #include "resource_count.h"
 
 #include <fcntl.h>
@@ -21,6 +22,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <set>
 #include <thread>
 
@@ -764,31 +766,56 @@ INSTANTIATE_TEST_SUITE_P(Combinations, ClosedStandard, testing::Range(0, 8), [](
     return name;
 });
 
-TEST_F(Command, startsWhileOtherThreadsAllocate) {
-    // Locks that another thread holds at the fork must not be needed by the child.
+// Takes and gives back the C library's locks, over and over.
+void takeLocks(const std::atomic<bool> &stop, FILE *sink, unsigned int seed) {
+    ozu::test::Random random(seed);
+    while (!stop) {
+        free(malloc(random.ofAnyLength() % 100000));
+        fprintf(sink, "%f %s\n", 1.5, getenv("PATH"));
+        const time_t now = time(nullptr);
+        tm local = {};
+        localtime_r(&now, &local);
+    }
+}
+
+TEST_F(Command, startsWhileOtherThreadsHoldLocks) {
+    // A lock that another thread holds at the fork must not be needed by the child: it would wait for ever.
+    constexpr int kCalls = 10000;
+    constexpr std::chrono::seconds kAtMost(8);
+    FILE *sink = fopen("/dev/null", "we");
+    before_ = openFds();
     std::atomic<bool> stop = false;
     std::vector<std::thread> storm;
-    for (int i = 0; i < 3; ++i) {
-        storm.emplace_back([&stop] {
-            while (!stop) {
-                free(malloc(4000));
-                char text[64];
-                snprintf(text, sizeof(text), "%f", 1.5);
-            }
-        });
+    for (unsigned int i = 0; i < 8; ++i) {
+        storm.emplace_back([&stop, sink, i] { takeLocks(stop, sink, i); });
     }
     testing::internal::CaptureStderr();
-    for (int i = 0; i < 60; ++i) {
-        char *argv[] = {const_cast<char *>(i % 2 == 0 ? "/bin/true" : "/nowhere/prog"), nullptr};
-        const pid_t pid = popen2(argv, nullptr, nullptr, nullptr);
-        ASSERT_GT(pid, 0);
+    const auto until = std::chrono::steady_clock::now() + kAtMost;
+    int calls = 0;
+    for (; calls < kCalls && std::chrono::steady_clock::now() < until && !HasFailure(); ++calls) {
+        if (calls % 4 == 3) {
+            EXPECT_EQ(run("/bin/echo READY", 20, "READY"), 1);
+        } else {
+            const bool exists = calls % 4 == 0;
+            char *argv[] = {const_cast<char *>(exists ? "/bin/true" : "/nowhere/prog"), nullptr};
+            EXPECT_EQ(popen2(argv, nullptr, nullptr, nullptr), faults.child);
+        }
         int status = -1;
-        ASSERT_EQ(waitpid(pid, &status, 0), pid);
-        EXPECT_EQ(WEXITSTATUS(status), i % 2);
+        EXPECT_EQ(waitpid(faults.child, &status, 0), faults.child);
+        EXPECT_TRUE(calls % 4 == 3 || (WIFEXITED(status) && WEXITSTATUS(status) == (calls % 4 == 0 ? 0 : 1)));
+        if (calls % 100 == 99) {
+            for (const int fd : newFds()) {
+                close(fd);
+            }
+            platform() = ozu::test::FakePlatform();
+        }
     }
     testing::internal::GetCapturedStderr();
     stop = true;
     for (auto &thread : storm) {
         thread.join();
     }
+    fclose(sink);
+    RecordProperty("calls", calls);
+    EXPECT_GE(calls, 50) << "too few to show anything";
 }
