@@ -26,6 +26,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 PANEL_BOX = ROOT / "tools" / "box" / "panel-box"
 REBOOTED = 90
 NO_BOOT = 91
+LONGEST_BOOT = 120  # seconds; it takes a quarter of one on a machine that is not busy
 
 
 def build_dir():
@@ -218,7 +219,8 @@ class PanelBox:
 
     def __init__(self, state=None, *, cmdline=None, broker=True, reboot="end", binds=(), ro_binds=(), env=None,
                  user=None):
-        self._temporary = None if state else tempfile.mkdtemp(prefix="panel-box.")
+        # Named as panel-box names its own, so that `panel-box sweep` knows it when this process is gone.
+        self._temporary = None if state else tempfile.mkdtemp(prefix=f"panel-box.{os.getpid()}.")
         self.state = pathlib.Path(state or self._temporary)
         self.state.mkdir(parents=True, exist_ok=True)
         self._options = ["--state", str(self.state), "--reboot", reboot]
@@ -257,10 +259,15 @@ class PanelBox:
                                         stdin=subprocess.PIPE, stdout=self._log, stderr=self._log,
                                         env={**os.environ, **self._env}, start_new_session=True)
         try:
-            wait_until(lambda: (self.control / "ready").exists() or self._keeper.poll() is not None, 30,
+            wait_until(lambda: (self.control / "ready").exists() or self._keeper.poll() is not None, LONGEST_BOOT,
                        "the box's boot")
             if self._keeper.poll() not in (None, REBOOTED):
                 raise RuntimeError(f"the box did not boot: {self.output()}")
+        except TimeoutError as late:
+            running = subprocess.run(["ps", "-o", "pid,stat,wchan:20,etime,args", "-s", str(self._keeper.pid)],
+                                     capture_output=True, text=True).stdout
+            self.stop()
+            raise TimeoutError(f"{late}\n{running}") from late
         except BaseException:
             self.stop()
             raise

@@ -1,4 +1,5 @@
 import pathlib
+import subprocess
 import sys
 
 import pytest
@@ -15,6 +16,12 @@ def pytest_collection_modifyitems(items):
         return
     for item in items:
         item.add_marker(pytest.mark.skip(reason=_obstacle))
+
+
+@pytest.fixture(scope="session", autouse=True)
+def no_folders_of_killed_boxes():
+    """What an earlier run left behind when it was killed."""
+    subprocess.run([boxes.PANEL_BOX, "sweep"], check=True, timeout=120)
 
 
 @pytest.fixture(scope="session")

@@ -91,6 +91,15 @@ int serveRefusingSubscriptions(int listener) {
     return refused;
 }
 
+std::vector<std::chrono::steady_clock::time_point> turnAway(int listener, std::size_t connections) {
+    std::vector<std::chrono::steady_clock::time_point> times;
+    while (times.size() < connections) {
+        close(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
+        times.push_back(std::chrono::steady_clock::now());
+    }
+    return times;
+}
+
 int listenSilently(int port) {
     const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const int on = 1;
@@ -145,6 +154,14 @@ void Broker::stop(int signal) {
         waitpid(process_, nullptr, 0);
         process_ = 0;
     }
+}
+
+void Broker::freeze() {
+    kill(process_, SIGSTOP);
+}
+
+void Broker::thaw() {
+    kill(process_, SIGCONT);
 }
 
 } // namespace ozu::test

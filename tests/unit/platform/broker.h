@@ -3,7 +3,9 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <string>
+#include <vector>
 
 namespace ozu::test {
 
@@ -17,6 +19,8 @@ class Broker {
 
     void start();
     void stop(int signal);
+    void freeze(); // its port stays open, nobody answers
+    void thaw();
     [[nodiscard]] int port() const { return port_; }
     static bool available();
 
@@ -30,6 +34,8 @@ class Broker {
 int freePort();
 // Listens there, accepts nothing and answers nothing. @return the descriptor
 int listenSilently(int port);
+// Accepts and closes connections until there were so many. @return when each of them came
+std::vector<std::chrono::steady_clock::time_point> turnAway(int listener, std::size_t connections);
 // Serves one session on a listener as a broker that grants no subscription. @return how many it refused
 int serveRefusingSubscriptions(int listener);
 

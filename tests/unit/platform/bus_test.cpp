@@ -136,6 +136,22 @@ TEST_F(Bus, carriesLabelClassAndCommandBesideThePayload) {
                                          Received{"Process/ALL", "", 0, 0, ""}));
 }
 
+TEST_F(Bus, sessionIsAsDocumented) {
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("Process/ALL"), 0);
+    ASSERT_EQ(publish("Process/ALL", "x"), 0);
+    ASSERT_TRUE(drained());
+    ASSERT_TRUE(eventually([&] { return inbox.all().size() == 1; }));
+    mqttc_disconnect();
+    broker->stop(SIGTERM); // what it has to say is said
+    const std::string said = contentOf(folder() + "/mosquitto.log");
+    EXPECT_THAT(said, HasSubstr("as alarmd (p5, c0, k15)")); // MQTT 5, the session is kept, keep-alive
+    EXPECT_THAT(said, HasSubstr("Process/ALL (QoS 1)"));
+    EXPECT_THAT(said, HasSubstr("Received PUBLISH from alarmd (d0, q1, r0, "));
+    EXPECT_THAT(said, HasSubstr("Sending PUBLISH to alarmd (d0, q1, r0, "));
+}
+
 TEST_F(Bus, messengerEventIsAMessage) {
     startBroker();
     ASSERT_EQ(connect(), 0);
@@ -348,6 +364,45 @@ TEST_F(Bus, deadProcessLeavesNothingInFlight) {
     EXPECT_EQ(waitForChild(victim), -SIGKILL);
 }
 
+TEST_F(Bus, frozenBrokerIsNoticedByTheKeepAlive) {
+    ASSERT_EQ(setSetting("bus.patience_s", "1"), 0);
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("Process/ALL"), 0);
+    broker->freeze();
+    ASSERT_EQ(publish("Process/ALL", "x"), 0);
+    EXPECT_EQ(inFlight(), 1);
+    // One keep-alive until the broker is asked, one until its silence is an answer.
+    EXPECT_TRUE(eventually([] { return inFlight() == 0; }, 45));
+    std::vector<InFlightSlot> slots;
+    ASSERT_EQ(readInFlight(slots), 0);
+    ASSERT_EQ(slots.size(), 1U);
+    EXPECT_EQ(slots[0].unacknowledged, 1U);
+    EXPECT_FALSE(slots[0].connected);
+    broker->thaw();
+    EXPECT_TRUE(eventually([&] { return inbox.payloads() == std::set<std::string>{"x"}; }));
+    EXPECT_TRUE(eventually([&] { return readInFlight(slots) == 0 && slots[0].unacknowledged == 0; }));
+}
+
+TEST_F(Bus, reconnectsLessAndLessOften) {
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    broker->stop(SIGKILL);
+    const int listener = listenSilently(broker->port());
+    const auto times = turnAway(listener, 3);
+    close(listener);
+    // Twice as long each time, by chance up to a half shorter; a busy machine may add to it.
+    for (std::size_t i = 0; i + 1 < times.size(); ++i) {
+        const std::chrono::duration<double> gap = times[i + 1] - times[i];
+        const double longest = static_cast<double>(2U << i);
+        EXPECT_GE(gap.count(), longest / 2 - 0.1) << i;
+        EXPECT_LE(gap.count(), longest + 2) << i;
+    }
+    broker->start();
+    ASSERT_EQ(publish("Process/ALL", "x"), 0);
+    EXPECT_TRUE(drained());
+}
+
 TEST_F(Bus, queueIsBounded) {
     startBroker();
     ASSERT_EQ(connect(), 0);
@@ -400,6 +455,40 @@ TEST_F(Bus, forkedChildLeavesTheParentsSessionAlone) {
     EXPECT_TRUE(eventually([&] { return inbox.all().size() == 1; }));
     EXPECT_EQ(inbox.payloads(), std::set<std::string>{"still here"});
     EXPECT_THAT(contentOf(folder() + "/mosquitto.log"), testing::Not(HasSubstr("Received DISCONNECT")));
+}
+
+TEST_F(Bus, childrenOfABusyProcessHaveSessionsOfTheirOwn) {
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&stop] {
+            while (!stop) {
+                publish("Process/ALL", "from the parent");
+            }
+        });
+    }
+    for (int i = 0; i < 30; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(30); // a lock that the parent held at the fork
+            int wrong = publish("Process/ALL", "x") == kNotConnected ? 0 : 1;
+            wrong += connect("child") == 0 ? 0 : 2;
+            wrong += publish("Process/ALL", "from a child") == 0 ? 0 : 4;
+            mqttc_disconnect();
+            std::_Exit(wrong);
+        }
+        const int wrong = waitForChild(child);
+        EXPECT_EQ(wrong, 0) << i;
+        if (wrong != 0) {
+            break;
+        }
+    }
+    stop = true;
+    for (auto &thread : threads) {
+        thread.join();
+    }
 }
 
 TEST_F(Bus, brokenConnectionRaisesNoSignal) {
