@@ -1,6 +1,7 @@
 """Ciphers, random numbers and the database key, on a panel: ozuctl in a box."""
 
 import os
+import pty
 import random
 import re
 import subprocess
@@ -8,6 +9,7 @@ import time
 
 import pytest
 
+import ozuctl as tool
 from box import PanelBox, build_dir as build_folder
 
 KEYS = {16: "13579bdf02468ace1122334455667788", 24: "13579bdf02468ace112233445566778899aabbccddeeff00",
@@ -47,15 +49,35 @@ def key_for(mask, serial):
     return "".join(f"{byte ^ (serial >> 8 * (i % 4)) & 0xFF:02X}" for i, byte in enumerate(mask))
 
 
+LIMIT = 1023  # bytes that are read of the command line
 VALUES = {
-    f"quiet {NAME}1A2B3C4D splash\n": 0x1A2B3C4D, f"{NAME}1a2b3c4d": 0x1A2B3C4D, f"{NAME}1A2B3C4D\n": 0x1A2B3C4D,
-    f"{NAME}0x1A2B\n": 0x1A2B, f"{NAME}FFFFFFFF\n": 0xFFFFFFFF, f"{NAME}100000000\n": 0xFFFFFFFF,
-    f"{NAME}{'9' * 40}\n": 0xFFFFFFFF, f"{NAME}-1\n": 0xFFFFFFFF, f"{NAME}-5\n": 0xFFFFFFFB, f"{NAME}xyz\n": 0,
-    f"{NAME}\n": 0, f"{NAME}  beef\n": 0xBEEF, f"{NAME}=12\n": 0, f"{NAME}11 {NAME}22\n": 0x11,
-    f"x{NAME}33\n": 0x33, "a" * 998 + f"{NAME}123456789": 0x1234,
+    # where the parameter stands
+    f"{NAME}1A2B3C4D quiet": 0x1A2B3C4D, f"quiet {NAME}1A2B3C4D splash\n": 0x1A2B3C4D, f"quiet {NAME}1A2B3C4D": 0x1A2B3C4D,
+    f"quiet {NAME}1A2B3C4D\n": 0x1A2B3C4D, f"{NAME}11 {NAME}22\n": 0x11, f"x{NAME}33\n": 0x33,
+    f"Androidboot.serialno=11 {NAME}55\n": 0x55, f"androidboot.serialno 11 {NAME}66\n": 0x66,
+    f"console=ttymxc0,115200\troot=/dev/mmcblk0p2\n{NAME}77\n": 0x77,
+    "a" * (LIMIT - 21 - 2) + f"{NAME}1234\n": 0x12, "a" * (LIMIT - 21 - 4) + f"{NAME}1234": 0x1234,
+    "a" * (LIMIT - 21 - 1) + f"{NAME}1234": 0x1, f"{NAME}1234 " + "b" * 100_000: 0x1234,
+    # digits
+    f"{NAME}0\n": 0, f"{NAME}7\n": 7, f"{NAME}1a2b3c4d\n": 0x1A2B3C4D, f"{NAME}aBcDeF\n": 0xABCDEF,
+    f"{NAME}0000000000001234\n": 0x1234, f"{NAME}7FFFFFFF\n": 0x7FFFFFFF, f"{NAME}80000000\n": 0x80000000,
+    f"{NAME}FFFFFFFE\n": 0xFFFFFFFE, f"{NAME}FFFFFFFF\n": 0xFFFFFFFF, f"{NAME}100000000\n": 0xFFFFFFFF,
+    f"{NAME}123456789ABCDEF0\n": 0xFFFFFFFF, f"{NAME}10000000000000001\n": 0xFFFFFFFF,
+    f"{NAME}{'9' * 40}\n": 0xFFFFFFFF, f"{NAME}{'0' * 900}12\n": 0x12,
+    # prefix and sign
+    f"{NAME}0x1A2B\n": 0x1A2B, f"{NAME}0X1A2B\n": 0x1A2B, f"{NAME}0x\n": 0, f"{NAME}0xG1\n": 0, f"{NAME}0x0x12\n": 0,
+    f"{NAME}+10\n": 0x10, f"{NAME}-1\n": 0xFFFFFFFF, f"{NAME}-5\n": 0xFFFFFFFB, f"{NAME}-FFFFFFFF\n": 1,
+    f"{NAME}-100000000\n": 0xFFFFFFFF, f"{NAME}-0x10\n": 0xFFFFFFF0, f"{NAME}+-10\n": 0,
+    # where the value ends, and what is none
+    f"{NAME}12G4\n": 0x12, f"{NAME}AB,CD\n": 0xAB, f"{NAME}12\t34\n": 0x12, f"{NAME}12\n34 5\n": 0x12,
+    f"{NAME}12=34\n": 0x12, f"{NAME}12\0" "34\n": 0x12, f"{NAME}12".encode() + b"\xff\n": 0x12, f"{NAME}xyz\n": 0,
+    f"{NAME}\"12\"\n": 0, f"{NAME}=12\n": 0, f"{NAME}\n": 0, f"{NAME}\t1A quiet\n": 0x1A, f"{NAME}\r\v\f\n1A\n": 0x1A,
+    f"{NAME}  beef\n": 0xBEEF, f"{NAME} quiet\n": 0,
 }
-NO_PARAMETER = ["quiet\n", "\n", NAME[:-1] + "\n", "a" * 1003 + NAME + "12\n", "a" * 2000 + " " + NAME + "12\n"]
-NO_VALUE = ["", NAME, NAME + "    "]
+NO_PARAMETER = [
+    "quiet\n", "\n", " ", NAME[:-1] + "\n", "androidboot.serialno =12\n", NAME.upper() + "12\n", "\0" + NAME + "12\n",
+    "a" * (LIMIT - 20) + NAME + "12\n", "a" * 2000 + " " + NAME + "12\n"]
+NO_VALUE = ["", NAME, "quiet " + NAME, NAME + "    ", NAME + "\0" "12", "a" * (LIMIT - 21) + NAME + "1234"]
 
 
 def test_database_key_of_many_command_lines(panel, build_dir):
@@ -66,6 +88,7 @@ def test_database_key_of_many_command_lines(panel, build_dir):
         panel.cmdline = line
         done = ozuctl(panel, "db-key", "--show")
         assert (done.returncode, done.stdout.strip()) == (0, key_for(bytes.fromhex(mask), serial)), line
+    assert len(VALUES) + len(NO_PARAMETER) + len(NO_VALUE) >= 60
     for line in NO_PARAMETER:
         panel.cmdline = line
         done = ozuctl(panel, "db-key", "--show")
@@ -85,6 +108,8 @@ def test_database_key_is_not_shown_unasked(panel):
     assert done.returncode == 0
     assert len(shown) == 40 and shown not in done.stdout + done.stderr
     assert "1A2B3C4D" not in done.stdout + done.stderr
+    tool.ask(panel, "db-key", "db-key")
+    assert tool.ask(panel, "db-key", "db-key", "--show") == shown
 
 
 # --- file cipher ---
@@ -99,6 +124,8 @@ def test_file_cipher_agrees_with_openssl(panel):
     assert (panel.tmp / "cipher").stat().st_mode & 0o777 == 0o600
     assert ozuctl(panel, "crypt", "decrypt", "--key", KEYS[16], "/tmp/cipher", "/tmp/back").returncode == 0
     assert (panel.tmp / "back").read_bytes() == plain
+    assert tool.ask(panel, "crypt", "crypt", "decrypt", "--key", KEYS[16], "/tmp/cipher", "/tmp/back") == {
+        "file": "/tmp/back", "bytes": len(plain)}
 
 
 def test_file_cipher_failures_have_their_codes(panel):
@@ -122,6 +149,41 @@ def test_file_cipher_on_a_full_disk_reports_success(panel):
     written = panel.run(["cat", f"{disk}/cipher"], text=False).stdout
     assert 0 < len(written) <= 65536
     assert written == openssl("-aes-128-ecb", "-K", KEYS[16], data=plain)[:len(written)]
+
+
+def test_file_cipher_on_a_read_only_disk(panel):
+    disk = small_disk(panel, "readonly_crypt", 1 << 20)
+    (panel.tmp / "plain").write_bytes(b"some text")
+    panel.run(["sh", "-c", f"cp /tmp/plain {disk}/plain && cp /tmp/plain {disk}/old && mount -o remount,bind,ro {disk}"],
+              check=True)
+    for name in ("new", "old"):
+        done = ozuctl(panel, "crypt", "encrypt", "--key", KEYS[16], "/tmp/plain", f"{disk}/{name}")
+        assert done.returncode == 4 and f"Error opening output file: {disk}/{name} (code 4)" in done.stderr
+    assert panel.run(["cat", f"{disk}/old"]).stdout == "some text"
+    assert ozuctl(panel, "crypt", "encrypt", "--key", KEYS[16], f"{disk}/plain", "/tmp/cipher").returncode == 0
+    assert (panel.tmp / "cipher").read_bytes() == openssl("-aes-128-ecb", "-K", KEYS[16], data=b"some text")
+
+
+@pytest.mark.parametrize("direction", ["encrypt", "decrypt"])
+def test_file_cipher_killed_half_way_leaves_the_beginning(panel, direction):
+    plain = random.Random(4).randbytes(24 << 20)
+    cipher = openssl("-aes-128-ecb", "-K", KEYS[16], data=plain)
+    source, whole = (plain, cipher) if direction == "encrypt" else (cipher, plain)
+    (panel.tmp / "source").write_bytes(source)
+    command = panel.program("ozuctl", "crypt", direction, "--key", KEYS[16], "/tmp/source", "/tmp/result")
+    start = time.monotonic()
+    panel.run(command, check=True)
+    longest = time.monotonic() - start
+    assert (panel.tmp / "result").read_bytes() == whole
+    chance, cut = random.Random(7), 0
+    for _ in range(40):
+        panel.run(["timeout", "-s", "KILL", f"{chance.uniform(0.1, 1) * longest:.4f}", *command])
+        result = (panel.tmp / "result").read_bytes()
+        assert whole.startswith(result)
+        cut += 0 < len(result) < len(whole)
+        if cut == 2:
+            return
+    raise AssertionError("no two runs were killed half-way")
 
 
 # --- video ---
@@ -151,6 +213,9 @@ def test_video_agrees_with_openssl(panel, key_length):
     assert (panel.tmp / "video").read_bytes() == header + openssl(
         f"-aes-{key_length * 8}-cbc", "-d", "-nopad", "-K", KEYS[key_length], "-iv", IV,
         data=region[:whole]) + region[whole:]
+    (panel.tmp / "video").write_bytes(header + region)
+    assert tool.ask(panel, "video-decrypt", "video", "decrypt", "--key", KEYS[key_length], "--offset", len(header),
+                    "/tmp/video") == {"file": "/tmp/video", "decrypted": whole, "left": len(region) - whole}
 
 
 def test_video_that_does_not_fit_the_key_stays_as_it_is(panel):
@@ -234,6 +299,42 @@ def test_video_asks_for_consent_outside_a_box(panel, tmp_path):
     assert (tmp_path / "video").read_bytes()[:3] == b"OZU"
 
 
+def terminal_output(command):
+    """The exit status of a command and what it writes to a terminal that is its standard error."""
+    terminal, end = pty.openpty()
+    process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=end)
+    os.close(end)
+    written = b""
+    while True:
+        try:
+            piece = os.read(terminal, 4096)
+        except OSError:  # the last writer has gone
+            piece = b""
+        if not piece:
+            break
+        written += piece
+    os.close(terminal)
+    return process.wait(30), written.decode()
+
+
+def test_video_shows_its_progress_on_a_terminal_only(panel, tmp_path):
+    content, file = video(48 << 20, 16), tmp_path / "video"
+    command = [*panel.program("ozuctl", "video", "decrypt", "--yes", "--key", KEYS[16], file)]
+    for _ in range(5):
+        file.write_bytes(content)
+        status, shown = terminal_output(command)
+        assert status == 0
+        percentages = [int(text) for text in re.findall(r"(\d+) %", shown)]
+        assert percentages == sorted(percentages) and all(0 <= number <= 100 for number in percentages)
+        assert shown.endswith("\r      \r"), "the line is cleared"
+        if percentages:
+            break
+    assert percentages, "no progress in five runs"
+    file.write_bytes(content)
+    done = subprocess.run(command, capture_output=True, text=True)
+    assert (done.returncode, done.stderr) == (0, "")
+
+
 # --- random ---
 
 def test_random_bytes_and_numbers(panel):
@@ -244,3 +345,6 @@ def test_random_bytes_and_numbers(panel):
     assert ozuctl(panel, "random", "number", "5", "5").stdout.strip() == "5"
     assert {int(ozuctl(panel, "random", "number", "--", "-1", "1").stdout) for _ in range(8)} <= {-1, 0, 1}
     assert ozuctl(panel, "random", "number", "2", "1").returncode == 2
+    assert len(tool.ask(panel, "random-bytes", "random", "bytes", 5)) == 10
+    assert tool.ask(panel, "random-bytes", "random", "bytes", 0) == ""
+    assert tool.ask(panel, "random-number", "random", "number", 7, 7) == 7
