@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <string>
+#include <vector>
 
 using ozu::test::extended;
 using ozu::test::hexadecimal;
@@ -29,6 +30,10 @@ struct Faults {
     bool dropWrites = false;
 } faults;
 
+int contexts = 0;                 // made and not freed
+std::vector<std::string> streams; // opened: path and mode, in order
+std::vector<std::string> ends;    // what was given back, in order
+
 bool fails(int &left) {
     return left >= 0 && left-- == 0;
 }
@@ -40,10 +45,14 @@ class CryptFile : public ozu::test::PlatformTest {
     void SetUp() override {
         PlatformTest::SetUp();
         faults = {};
+        contexts = 0;
+        streams.clear();
+        ends.clear();
         ERR_clear_error();
     }
     void TearDown() override {
         faults = {};
+        EXPECT_EQ(contexts, 0) << "cipher contexts left";
         EXPECT_EQ(ERR_peek_error(), 0UL) << "left in OpenSSL's error queue";
         PlatformTest::TearDown();
     }
@@ -64,7 +73,32 @@ extern "C" {
 
 EVP_CIPHER_CTX *__real_EVP_CIPHER_CTX_new();
 EVP_CIPHER_CTX *__wrap_EVP_CIPHER_CTX_new() {
-    return fails(faults.contexts) ? nullptr : __real_EVP_CIPHER_CTX_new();
+    if (fails(faults.contexts)) {
+        return nullptr;
+    }
+    ++contexts;
+    return __real_EVP_CIPHER_CTX_new();
+}
+
+void __real_EVP_CIPHER_CTX_free(EVP_CIPHER_CTX *);
+void __wrap_EVP_CIPHER_CTX_free(EVP_CIPHER_CTX *context) {
+    contexts -= context != nullptr ? 1 : 0;
+    ends.emplace_back("context");
+    __real_EVP_CIPHER_CTX_free(context);
+}
+
+int __real_fclose(FILE *);
+int __wrap_fclose(FILE *file) {
+    ends.emplace_back("file");
+    return __real_fclose(file);
+}
+
+FILE *__real_fopen(const char *, const char *);
+FILE *__wrap_fopen(const char *path, const char *mode) {
+    if (path != nullptr) {
+        streams.push_back(std::string(path) + " " + mode);
+    }
+    return __real_fopen(path, mode);
 }
 
 int __real_EVP_CipherInit_ex(EVP_CIPHER_CTX *, const EVP_CIPHER *, ENGINE *, const unsigned char *,
@@ -172,6 +206,31 @@ TEST_F(CryptFile, flagIsHandedToOpenssl) {
     EXPECT_EQ(readFile(back), readFile(in));
 }
 
+TEST_F(CryptFile, inputIsOpenedBeforeTheOutput) {
+    writeFile(in, "text");
+    EXPECT_EQ(run(in, out, 1), 0u);
+    EXPECT_THAT(streams, ElementsAre(in + " r", out + " w"));
+}
+
+TEST_F(CryptFile, contextGoesBeforeTheFilesClose) {
+    writeFile(in, "no cipher text");
+    for (const int encrypt : {1, 0}) {
+        ends.clear();
+        EXPECT_EQ(run(in, out, encrypt), encrypt == 1 ? 0u : 2u);
+        EXPECT_THAT(ends, ElementsAre("context", "file", "file"));
+    }
+}
+
+TEST_F(CryptFile, noKeyFails) {
+    for (const std::size_t size : {0U, 100U}) {
+        writeFile(in, noise(size));
+        writeFile(out, "old");
+        EXPECT_EQ(ozuutils_crypt_aes128ecb(in.c_str(), out.c_str(), nullptr, 1), 2u);
+        EXPECT_EQ(readFile(out), "");
+    }
+    EXPECT_THAT(platform().journal, IsEmpty());
+}
+
 TEST_F(CryptFile, missingInputIsLogged) {
     EXPECT_EQ(run(in, out, 1), 4u);
     EXPECT_THAT(platform().log,
@@ -237,6 +296,13 @@ TEST_F(CryptFile, readErrorEndsTheInput) {
     faults.reads = 0;
     EXPECT_EQ(run(in, out, 1), 0u);
     EXPECT_EQ(readFile(out).size(), 16u);
+    faults.reads = 2;
+    EXPECT_EQ(run(in, out, 1), 0u) << "what had been read is a whole encrypted file";
+    const std::size_t size = readFile(out).size();
+    EXPECT_GT(size, 16u);
+    EXPECT_LT(size, 100000u);
+    EXPECT_EQ(run(out, back, 0), 0u);
+    EXPECT_EQ(readFile(back), readFile(in).substr(0, readFile(back).size()));
     faults = {};
     EXPECT_EQ(run(directory.path(), out, 1), 0u) << "a directory opens and cannot be read";
     EXPECT_EQ(readFile(out).size(), 16u);
@@ -253,6 +319,20 @@ TEST_F(CryptFile, fullDeviceDoesNotChangeTheResult) {
     writeFile(in, noise(100000));
     EXPECT_EQ(run(in, "/dev/full", 1), 0u);
     EXPECT_THAT(platform().journal, IsEmpty());
+}
+
+TEST_F(CryptFile, outputMayBeADevice) {
+    writeFile(in, noise(100000));
+    EXPECT_EQ(run(in, "/dev/null", 1), 0u);
+    EXPECT_EQ(run("/dev/null", out, 1), 0u);
+    EXPECT_EQ(readFile(out).size(), 16u) << "an empty input";
+}
+
+TEST_F(CryptFile, longerOldOutputIsCut) {
+    writeFile(in, "text");
+    writeFile(out, noise(100000));
+    EXPECT_EQ(run(in, out, 1), 0u);
+    EXPECT_EQ(readFile(out).size(), 16u);
 }
 
 TEST_F(CryptFile, sameFileTwiceEmptiesIt) {

@@ -30,11 +30,14 @@ namespace {
 
 // Calls from this one on fail; 0 counts the first. Negative: none fails.
 struct Faults {
-    int contexts = -1, updates = -1, seeks = -1, writes = -1;
+    int contexts = -1, updates = -1, seeks = -1, writes = -1, reads = -1;
     int killAtWrite = -1;       // the process ends before this write
     std::size_t shortWrite = 0; // what a failing write still writes
-    int seekCount = 0, writeCount = 0;
+    std::size_t shortRead = 0;  // what a failing read still reads
+    int seekCount = 0, writeCount = 0, readCount = 0;
 } faults;
+
+int contexts = 0; // made and not freed
 
 const std::string kIv = bytesOf(OZU_TEST_VIDEO_IV);
 
@@ -105,10 +108,12 @@ class VideoFile : public ozu::test::PlatformTest {
     void SetUp() override {
         PlatformTest::SetUp();
         faults = {};
+        contexts = 0;
         ERR_clear_error();
     }
     void TearDown() override {
         faults = {};
+        EXPECT_EQ(contexts, 0) << "cipher contexts left";
         EXPECT_EQ(ERR_peek_error(), 0UL) << "left in OpenSSL's error queue";
         EXPECT_THAT(platform().journal, IsEmpty()) << "logs nothing";
         PlatformTest::TearDown();
@@ -140,13 +145,43 @@ extern "C" {
 
 EVP_CIPHER_CTX *__real_EVP_CIPHER_CTX_new();
 EVP_CIPHER_CTX *__wrap_EVP_CIPHER_CTX_new() {
-    return faults.contexts == 0 ? nullptr : __real_EVP_CIPHER_CTX_new();
+    if (faults.contexts == 0) {
+        return nullptr;
+    }
+    ++contexts;
+    return __real_EVP_CIPHER_CTX_new();
+}
+
+void __real_EVP_CIPHER_CTX_free(EVP_CIPHER_CTX *);
+void __wrap_EVP_CIPHER_CTX_free(EVP_CIPHER_CTX *context) {
+    contexts -= context != nullptr ? 1 : 0;
+    __real_EVP_CIPHER_CTX_free(context);
+}
+
+FILE *__real_fopen(const char *, const char *);
+FILE *__wrap_fopen(const char *path, const char *mode) {
+    EXPECT_STREQ(mode, "r+");
+    return __real_fopen(path, mode);
+}
+
+std::size_t __real_fread(void *, std::size_t, std::size_t, FILE *);
+std::size_t __wrap_fread(void *buffer, std::size_t size, std::size_t count, FILE *file) {
+    const bool fails = faults.reads >= 0 && faults.readCount++ >= faults.reads;
+    return __real_fread(buffer, size, fails ? std::min(count, faults.shortRead) : count, file);
+}
+
+// What fread() becomes where the compiler knows the size of the buffer.
+std::size_t __wrap___fread_chk(void *buffer, std::size_t room, std::size_t size, std::size_t count,
+                               FILE *file) {
+    EXPECT_LE(size * count, room);
+    return __wrap_fread(buffer, size, count, file);
 }
 
 int __real_EVP_DecryptUpdate(EVP_CIPHER_CTX *, unsigned char *, int *, const unsigned char *, int);
 int __wrap_EVP_DecryptUpdate(EVP_CIPHER_CTX *context, unsigned char *out, int *count, const unsigned char *in,
                              int size) {
     if (faults.updates >= 0 && faults.updates-- == 0) {
+        ERR_raise(ERR_LIB_USER, 77);
         return 0;
     }
     return __real_EVP_DecryptUpdate(context, out, count, in, size);
@@ -368,6 +403,27 @@ TEST_F(VideoFile, everyFailedSeekEndsOnAChunk) {
     }
 }
 
+TEST_F(VideoFile, everyFailedReadEndsWithSuccessOnAChunk) {
+    for (const unsigned keyLen : {16U, 24U, 32U}) {
+        const std::string before = noise(100, 3) + region(50000, keyLen);
+        for (const std::size_t read : {0U, 1U, 15U, 16U, 24U, 31U, 33U, 1000U}) {
+            std::size_t done = 0;
+            for (int call = 0; done < 50000 / keyLen * keyLen; ++call) {
+                ASSERT_LT(call, 10);
+                writeFile(file, before);
+                faults = {};
+                faults.reads = call;
+                faults.shortRead = read;
+                EXPECT_EQ(run(keyLen, 100), 0u);
+                const std::size_t more = expectPrefix(before, keyLen, 100);
+                EXPECT_TRUE(call == 0 ? more == read / keyLen * keyLen : more > done)
+                    << "call " << call << " reads " << read;
+                done = more;
+            }
+        }
+    }
+}
+
 TEST_F(VideoFile, everyShortWriteEndsOnAChunk) {
     for (const unsigned keyLen : {16U, 24U, 32U}) {
         const std::string before = noise(1003, 3) + region(20000, keyLen);
@@ -442,9 +498,11 @@ TEST_F(VideoFile, fileSizeLimitEndsOnAChunk) {
 }
 
 TEST_F(VideoFile, errorQueueStaysAsItWas) {
-    ERR_raise(ERR_LIB_USER, 77);
+    ERR_raise(ERR_LIB_USER, 78);
     const unsigned long earlier = ERR_peek_last_error();
     writeFile(file, noise(100));
+    EXPECT_EQ(run(16), 1u);
+    faults.updates = 0;
     EXPECT_EQ(run(16), 1u);
     EXPECT_EQ(ERR_get_error(), earlier);
     EXPECT_EQ(ERR_get_error(), 0UL);
