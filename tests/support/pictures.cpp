@@ -13,7 +13,16 @@ namespace ozu::test {
 namespace {
 
 J_COLOR_SPACE spaceOf(int components) {
-    return components == 1 ? JCS_GRAYSCALE : components == 3 ? JCS_RGB : JCS_CMYK;
+    switch (components) {
+    case 1:
+        return JCS_GRAYSCALE;
+    case 3:
+        return JCS_RGB;
+    case 4:
+        return JCS_CMYK;
+    default:
+        return JCS_UNKNOWN;
+    }
 }
 
 void fillRow(std::vector<JSAMPLE> &row, unsigned y, unsigned components) {
@@ -66,6 +75,9 @@ std::string picture(const PictureShape &shape) {
     }
     if (shape.progressive) {
         jpeg_simple_progression(&encoder);
+    }
+    if (shape.tune != nullptr) {
+        shape.tune(encoder);
     }
     jpeg_start_compress(&encoder, TRUE);
     std::vector<JSAMPLE> row(std::size_t{shape.width} * static_cast<unsigned>(shape.components));

@@ -5,18 +5,21 @@
 #include <ostream>
 #include <string>
 
+struct jpeg_compress_struct;
+
 namespace ozu::test {
 
 struct PictureShape {
     unsigned width = 32;
     unsigned height = 24;
-    int components = 3; // 1 grey, 3 colour, 4 CMYK
+    int components = 3; // 1 grey, 3 colour, 4 CMYK, others without a meaning
     bool progressive = false;
     bool arithmetic = false;
     unsigned restartInterval = 0; // in blocks
     int quality = 75;
     int sampling = 2; // of the first component, horizontal and vertical
     const char *label = "";
+    void (*tune)(jpeg_compress_struct &) = nullptr; // last changes to the encoder's settings
 };
 
 std::ostream &operator<<(std::ostream &out, const PictureShape &shape);
