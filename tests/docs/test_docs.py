@@ -105,3 +105,16 @@ def test_links_lead_somewhere(path):
 @pytest.mark.parametrize("path", sorted(ROOT.glob("docs/**/*.svg")), ids=lambda path: path.name)
 def test_pictures_are_whole(path):
     assert ElementTree.parse(path).getroot().tag.endswith("svg")
+
+
+def test_the_readme_shows_what_the_demo_still_asks():
+    text = (ROOT / "README.md").read_text()
+    transcript = re.search(r"<!-- transcript: ./demo -->\n```text\n(.*?)```", text, re.S)[1]
+    script = (ROOT / "demo").read_text()
+    asked = re.findall(r'^check "([^"]+)"', script, re.M)
+    headings = re.findall(r'^step "([^"]+)"', script, re.M)
+    assert set(re.findall(r"^== (.*)", transcript, re.M)) <= set(headings)
+    table = transcript[transcript.index("\nasked "):]
+    rows = [row[:52].rstrip() for row in table.splitlines() if row.endswith(" ok")]
+    assert rows == asked[:len(rows)] and len(rows) > 5
+    assert re.search(r"^\d+ answers, 0 wrong", table, re.M)

@@ -1,0 +1,44 @@
+"""Puts what ./demo printed into the README's transcript, shortened.
+
+usage: ./demo | scripts/record_demo.py
+"""
+
+import pathlib
+import re
+import sys
+
+README = pathlib.Path(__file__).resolve().parents[1] / "README.md"
+BLOCK = re.compile(r"(<!-- transcript: ./demo -->\n```text\n).*?(```\n)", re.S)
+# Lines of each scene, chosen by the heading's first words; what repeats every half a second is left out.
+SCENES = {"Three panel": 2, "FULL is armed": 3, "The window is bypassed": 4, "The front door": 7, "Smoke": 6}
+REPEATED = "Safety alarm is running"
+ROWS = 12
+
+
+def scenes(printed):
+    """Headings with their lines."""
+    for part in re.split(r"^== ", printed, flags=re.M)[1:]:
+        heading, *lines = part.splitlines()
+        yield heading, [line.rstrip() for line in lines if line.strip()]
+
+
+def shortened(printed):
+    shown = []
+    for heading, lines in scenes(printed):
+        count = next((count for words, count in SCENES.items() if heading.startswith(words)), 0)
+        if count:
+            shown.append("\n".join([f"== {heading}", *[line for line in lines if REPEATED not in line][:count]]))
+    heading, table = list(scenes(printed))[-1]
+    if not re.match(r"\d+ answers, 0 wrong, ", table[-1]):
+        sys.exit("record_demo.py: that run did not end well; nothing is recorded")
+    return "\n\n".join([*shown, "\n".join(["...", f"== {heading}", *table[:ROWS], "...", table[-1]])])
+
+
+def main():
+    text = README.read_text()
+    recorded = shortened(sys.stdin.read())
+    README.write_text(BLOCK.sub(lambda found: found[1] + recorded + "\n" + found[2], text))
+
+
+if __name__ == "__main__":
+    main()
