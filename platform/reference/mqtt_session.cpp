@@ -24,8 +24,8 @@ namespace ozu::platform {
 namespace {
 
 constexpr int kKeepAliveSeconds = 15;
-constexpr int kMostSent = 100; // handed to the MQTT library at a time
-constexpr int kReceiveMaximum = 100;
+constexpr int kMostSent = 100;         // handed to the MQTT library at a time
+constexpr int kReceiveMaximum = 65535; // a bound lets acknowledged messages wait in the broker, unsaved
 constexpr std::uint32_t kSessionExpirySeconds = 300;
 constexpr int kDefaultPatience = 30;
 constexpr int kHousekeepingMs = 500;

@@ -7,6 +7,7 @@ import pytest
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
 import box as boxes  # noqa: E402
+from panel_process import PanelProcess  # noqa: E402
 
 _obstacle = boxes.obstacle()
 
@@ -52,3 +53,18 @@ def make_box():
     yield make
     for panel in made:
         panel.stop()
+
+
+@pytest.fixture
+def start():
+    """start(box, name): a panel process, ended with the test."""
+    started = []
+
+    def begin(box, name="TEST_PROCESS"):
+        started.append(PanelProcess(box, name))
+        return started[-1]
+
+    yield begin
+    for process in started:
+        if not process.process.stdin.closed:
+            process.end()

@@ -1,96 +1,13 @@
 """Start-up of panel processes against real brokers, good, bad and absent ones."""
 
 import os
-import queue
-import re
 import subprocess
-import threading
 import time
 
 import pytest
 
 from box import ROOT, PanelBox, wait_until
-
-SYSLOG_TOPIC = "Multicast/WIFI_SYSLOG_APPENDER_STATE"
-
-
-class PanelProcess:
-    """tests/panel/programs/panel_process in a box."""
-
-    def __init__(self, box, name):
-        self.process = box.popen(box.program("panel_process", name), stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                 stderr=subprocess.PIPE, text=True, bufsize=1)
-        self.answers, self.messages, self.errors = queue.Queue(), queue.Queue(), []
-        self.threads = [threading.Thread(target=target, daemon=True) for target in (self._read, self._read_errors)]
-        for thread in self.threads:
-            thread.start()
-
-    def _read(self):
-        for line in self.process.stdout:
-            kind, _, rest = line.rstrip("\n").partition(" ")
-            if kind == "message":
-                self.messages.put(rest)
-            else:
-                self.answers.put((kind, rest))
-
-    def _read_errors(self):
-        for line in self.process.stderr:
-            self.errors.append(line.rstrip("\n"))
-
-    def send(self, line):
-        self.process.stdin.write(line + "\n")
-
-    def ask(self, line, timeout=30):
-        self.send(line)
-        kind, rest = self.answers.get(timeout=timeout)
-        assert kind == line.split()[0], (line, kind, rest)
-        return int(rest)
-
-    def message(self, timeout=10):
-        return self.messages.get(timeout=timeout)
-
-    def logged(self, pattern):
-        """Log lines that went to standard error and match: (level, text)."""
-        found = []
-        for line in list(self.errors):
-            match = re.match(r"^\S+ (\d+) [A-Z] \S+\[\d+\] \S+ \S+ (.*)$", line)
-            if match and re.search(pattern, match.group(2)):
-                found.append((int(match.group(1)), match.group(2)))
-        return found
-
-    def end(self):
-        """Leaves through exit; returns the exit status."""
-        if self.process.poll() is None:
-            try:
-                self.send("exit")
-            except BrokenPipeError:
-                pass
-        status = self.process.wait(20)
-        for thread in self.threads:
-            thread.join(5)
-        for stream in (self.process.stdin, self.process.stdout, self.process.stderr):
-            stream.close()
-        return status
-
-
-@pytest.fixture
-def start():
-    """start(box, name): a panel process, ended with the test."""
-    started = []
-
-    def begin(box, name="TEST_PROCESS"):
-        started.append(PanelProcess(box, name))
-        return started[-1]
-
-    yield begin
-    for process in started:
-        if not process.process.stdin.closed:
-            process.end()
-
-
-def connections(box):
-    """Names of the sessions that the broker has taken, in order."""
-    return re.findall(r"New client connected from \S+ as (\S+)", (box.control / "broker.log").read_text())
+from panel_process import SYSLOG_TOPIC, connections
 
 
 def test_start_use_end(box, start):
@@ -181,29 +98,6 @@ def test_broker_dies_and_returns(box, start):
             assert process.message(1).startswith(topic)
             while not process.messages.empty():
                 process.message()
-
-
-def test_no_acknowledged_message_is_lost(box, start):
-    """The broker is killed twice under a flood; every number arrives, and nothing stays in flight."""
-    count = 400
-    receiver, sender = start(box, "RECEIVER"), start(box, "SENDER")
-    assert receiver.ask("init") == 0 and sender.ask("init") == 0
-    assert receiver.ask("subscribe Process/FLOOD") == 0
-    sender.send(f"flood Process/FLOOD {count} 10")
-    for _ in range(2):
-        time.sleep(0.7)
-        box.broker.restart()
-    assert sender.answers.get(timeout=60) == ("flood", str(count))
-    wait_until(lambda: sender.ask("inflight") == 0, 60, "the last acknowledgement")
-    seen = []
-    deadline = time.monotonic() + 20
-    while len(set(seen)) < count and time.monotonic() < deadline:
-        try:
-            text = receiver.message(1).split()[-1]
-        except queue.Empty:
-            continue
-        seen.append(int.from_bytes(bytes.fromhex(text), "little"))
-    assert sorted(set(seen)) == list(range(count))
 
 
 def test_two_processes_of_one_name(box, start):

@@ -8,7 +8,6 @@ import pytest
 
 from box import PanelBox, build_dir, emulator, wait_until
 from ozuctl import ask, run
-from test_process_start import start  # noqa: F401  a fixture
 
 REBOOTS = 1  # the counter of reboots
 UNSENT = "RebootSystem: Additional waiting for unsent messages to be sent (+{}s)"
@@ -46,7 +45,7 @@ def panel(tmp_path):
         yield box
 
 
-def test_whole_reboot_with_messages_that_are_really_unsent(panel, start):  # noqa: F811
+def test_whole_reboot_with_messages_that_are_really_unsent(panel, start):
     fields = [f"modemStatistics[{place}].counter[{i}]={100 * place + i}" for place in (0, 1) for i in range(8)]
     fields += ["powerManagerMode=5", "modemStatistics[0].counter[1]=65535", "modemStatistics[1].counter[1]=41"]
     run(panel, "state", "set", *fields)
@@ -88,7 +87,7 @@ def test_whole_reboot_with_messages_that_are_really_unsent(panel, start):  # noq
     assert ask(panel, "uptime", "uptime")["rebootReason"] == 17
 
 
-def test_reboot_goes_on_when_the_messages_stay(panel, start):  # noqa: F811
+def test_reboot_goes_on_when_the_messages_stay(panel, start):
     talker = start(panel, "TALKER")
     assert talker.ask("init") == 0
     with panel.capture() as bus:
