@@ -34,7 +34,9 @@ OZU_API int ozuutils_resolve_hostname(const char *name, char *ipText) OZU_NOEXCE
  *         2 when the shared state is missing;
  *         8 when a line could not be written (logs at 70000); the lines before it stay
  *
- * Not to be called concurrently: calls would write into each other's file.
+ * Not to be called concurrently: calls would write into each other's file. With servers of equal length every
+ * line is then whole and of one of the calls. A server that another process stores meanwhile may come out as
+ * a mixture of its old and its new text, never longer than its field.
  */
 OZU_API int write_permanent_dns(void) OZU_NOEXCEPT;
 

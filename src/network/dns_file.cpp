@@ -26,7 +26,9 @@ struct CloseFile {
 // within its field.
 bool writeServer(FILE *file, const char (&field)[OZUDB_DNS_TEXT]) noexcept {
     std::array<char, OZUDB_DNS_TEXT + 1> server = {};
-    memcpy(server.data(), field, sizeof field);
+    for (std::size_t i = 0; i < sizeof field; ++i) {
+        server[i] = ozu::readOnce(field[i]);
+    }
     if (strlen(server.data()) <= kTooShort) {
         return true;
     }
