@@ -12,6 +12,7 @@
 #include <cstdarg>
 #include <cstring>
 #include <iomanip>
+#include <optional>
 
 using ozu::test::extended;
 using ozu::test::platform;
@@ -36,7 +37,7 @@ struct Kernel {
     std::vector<Interface> interfaces;
     int socket = kSocket;
     bool listFails = false;
-    int listedBytes = -1; // what SIOCGIFCONF claims, or -1 for the truth
+    std::optional<int> listedBytes; // what SIOCGIFCONF claims instead of the truth
 } kernel;
 
 Interface *find(const ifreq &request) {
@@ -60,7 +61,7 @@ int listInterfaces(ifconf &list) {
         strncpy(record.ifr_name, kernel.interfaces[i].name.c_str(), sizeof record.ifr_name);
         memcpy(list.ifc_buf + i * sizeof(ifreq), &record, sizeof record);
     }
-    list.ifc_len = kernel.listedBytes >= 0 ? kernel.listedBytes : static_cast<int>(count * sizeof(ifreq));
+    list.ifc_len = kernel.listedBytes.value_or(static_cast<int>(count * sizeof(ifreq)));
     return 0;
 }
 
@@ -264,8 +265,8 @@ TEST_F(Identity, looksAtAsManyInterfacesAsTheListHolds) {
 
 TEST_F(Identity, survivesAnyListLength) {
     kernel.interfaces = {{"lo", IFF_LOOPBACK}};
-    for (const int bytes :
-         {0, 1, static_cast<int>(sizeof(ifreq)) - 1, static_cast<int>(sizeof(ifreq)) + 1, 1025, 65536}) {
+    for (const int bytes : {-2147483647 - 1, -1, 0, 1, static_cast<int>(sizeof(ifreq)) - 1,
+                            static_cast<int>(sizeof(ifreq)) + 1, 1025, 65536}) {
         kernel.listedBytes = bytes;
         expectNoAddress();
     }

@@ -6,6 +6,7 @@
 #include <arpa/inet.h>
 
 #include <array>
+#include <cerrno>
 #include <cstring>
 
 using ozu::test::cares;
@@ -46,6 +47,8 @@ LogLine secondFailed(int attempt) {
                 "nslookup_ares");
 }
 
+int unwritable = 0; // so many addresses from now on have no text
+
 class Resolver : public ozu::test::PlatformTest {
   protected:
     void SetUp() override {
@@ -85,6 +88,23 @@ class Resolver : public ozu::test::PlatformTest {
 };
 
 } // namespace
+
+extern "C" {
+
+const char *__real_inet_ntop(int family, const void *address, char *text, socklen_t size);
+
+const char *__wrap_inet_ntop(int family, const void *address, char *text, socklen_t size) {
+    EXPECT_EQ(family, AF_INET);
+    EXPECT_EQ(size, 16u);
+    if (unwritable > 0) {
+        --unwritable;
+        errno = ENOSPC;
+        return nullptr;
+    }
+    return __real_inet_ntop(family, address, text, size);
+}
+
+} // extern "C"
 
 TEST_F(Resolver, threeAttempts) {
     EXPECT_EQ(ARES_MAX_RETRY, 3);
@@ -478,6 +498,16 @@ class Callback : public Resolver {
 TEST_F(Callback, takesTheFirstAddressAndClearsSixteenBytes) {
     call(output.data(), {"10.1.2.3", "10.1.2.4"});
     EXPECT_EQ(std::string(output.data(), 20), std::string("10.1.2.3") + std::string(8, '\0') + "####");
+    EXPECT_THAT(platform().log, IsEmpty());
+}
+
+TEST_F(Callback, addressThatCannotBeWrittenIsPassedOver) {
+    unwritable = 1;
+    call(output.data(), {"10.1.2.3", "10.1.2.4", "10.1.2.5"});
+    EXPECT_STREQ(output.data(), "10.1.2.4");
+    unwritable = 2;
+    call(output.data(), {"10.1.2.3", "10.1.2.4"});
+    EXPECT_EQ(std::string(output.data(), 20), std::string(16, '\0') + "####");
     EXPECT_THAT(platform().log, IsEmpty());
 }
 

@@ -4,10 +4,12 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 
 using ozu::test::extended;
 using ozu::test::platform;
@@ -86,6 +88,14 @@ TEST_F(ModemFile, isBoundedByTheBuffer) {
         EXPECT_STREQ(read(size, 0).c_str(), versionFile.content.substr(0, size - 1).c_str()) << size;
     }
     EXPECT_EQ(read(0, 0), "");
+}
+
+TEST_F(ModemFile, sizeBeyondAnyBuffer) {
+    versionFile.content = "0123456789\n";
+    std::array<char, 13> buffer;
+    buffer.fill('#');
+    EXPECT_EQ(ozuutils_readTelitFwFile(buffer.data(), std::numeric_limits<std::size_t>::max()), 0);
+    EXPECT_EQ(std::string(buffer.data(), buffer.size()), std::string("0123456789\n\0#", 13));
 }
 
 TEST_F(ModemFile, longLineAndOddBytes) {

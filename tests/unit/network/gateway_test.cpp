@@ -408,6 +408,16 @@ TEST_F(Gateway, everyCutOfARouteStaysInside) {
     EXPECT_TRUE(ozu::findGateway(good, "eth0", record));
 }
 
+TEST_F(Gateway, secondFieldTooShortLeavesTheFirst) {
+    ozu::RouteRecord record{};
+    EXPECT_TRUE(ozu::parseRouteMessage(
+        message({{gatewayIs("10.0.0.1"), attribute(RTA_GATEWAY, {10, 9}), leavesThrough(1)}}), record));
+    EXPECT_EQ(record.gateway.s_addr, inet_addr("10.0.0.1"));
+    EXPECT_TRUE(ozu::parseRouteMessage(
+        message({{gatewayIs("10.0.0.1"), leavesThrough(2), attribute(RTA_OIF, {1, 0})}}), record));
+    EXPECT_STREQ(record.interfaceName.data(), "eth1");
+}
+
 TEST_F(Gateway, lengthsAreRoundedUpToFour) {
     Bytes odd = message({{attribute(200, {1, 2, 3}), gatewayIs("10.0.0.1"), leavesThrough(1)}});
     ozu::RouteRecord record{};
