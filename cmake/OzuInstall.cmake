@@ -56,6 +56,19 @@ install(FILES
 # pkg-config: paths relative to the file itself, so that an installed tree may be moved or stand in a sysroot.
 file(RELATIVE_PATH OZU_PC_TO_PREFIX
     "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+# A panel process calls the platform as well (its log, its bus), so both come with one name.
+set(OZU_PC_REQUIRES "")
+set(OZU_PC_PLATFORM_LIBS "")
+if(TARGET ozu_platform)
+    set(OZU_PC_REQUIRES ozu_platform)
+else()
+    foreach(_ozu_library IN LISTS OZU_PLATFORM_LIBRARIES)
+        if(NOT IS_ABSOLUTE "${_ozu_library}")
+            string(PREPEND _ozu_library -l)
+        endif()
+        string(APPEND OZU_PC_PLATFORM_LIBS " ${_ozu_library}")
+    endforeach()
+endif()
 foreach(_ozu_name utils_ozu ozu_platform)
     if(_ozu_name STREQUAL "utils_ozu" OR TARGET ozu_platform)
         configure_file("${PROJECT_SOURCE_DIR}/cmake/${_ozu_name}.pc.in"

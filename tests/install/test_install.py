@@ -48,10 +48,10 @@ def run_consumers(folder, libraries):
 
 
 def run_examples(examples, folder, root, libraries):
-    """Each starts as a panel process and ends when told to, in a panel box of the installed tool."""
+    """Each starts as a panel process and runs until it is told to end, in a panel box of the installed tool."""
     if subprocess.run([root / "usr/libexec/ozu/panel-box", "check"], capture_output=True).returncode != 0:
         pytest.skip("no panel boxes on this machine: the examples were built, not run")
-    steps = [f"timeout --preserve-status -s TERM 1 {folder / source.stem} 3" for source in examples]
+    steps = [f"{{ timeout 1 {folder / source.stem} 3; [ $? = 124 ]; }}" for source in examples]
     run(root / "usr/bin/ozuctl", "box", "run", "--ro-bind", folder, "--ro-bind", root, "--setenv",
         f"LD_LIBRARY_PATH={libraries}", "--", "bash", "-c", " && ".join(steps),
         env={**os.environ, "LD_LIBRARY_PATH": str(libraries)})
