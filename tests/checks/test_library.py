@@ -88,3 +88,20 @@ def test_keeps_no_state_but_what_is_listed():
     found = writable_data()
     assert found - listed == set(), "new writable data: is it wanted? Then add it to tests/abi/writable_data.txt"
     assert listed - found == set(), "gone: take it out of tests/abi/writable_data.txt"
+
+
+def test_conversions_use_neither_heap_nor_log():
+    texts = [path for path in objects() if path.parent.name == "text"]
+    assert len(texts) >= 7
+    forbidden = re.compile(r"(malloc|calloc|realloc|reallocarray|free|aligned_alloc|posix_memalign|memalign|valloc|strn?dup"
+                           r"|v?asprintf|getline|open_memstream|_Zn[aw].*|_Zd[al].*"
+                           r"|ozulog.*|ozudb.*|ozumqttc.*|mqttc.*|LOG_.*|limited_.*|MESSENGER.*)")
+    for path in texts:
+        names = {line.split()[-1] for line in tree.run("nm", "--undefined-only", path).splitlines()}
+        assert not [name for name in names if forbidden.fullmatch(name)], path.name
+
+
+def test_conversions_share_one_table_each(library):  # noqa: F811
+    symbols = [line.split() for line in tree.run("readelf", "-sW", library).splitlines()]
+    for table, size in (("kHexPairs", 2 * 256), ("kDecimalPairs", 2 * 100), ("kDigitValues", 256)):
+        assert [int(fields[2]) for fields in symbols if len(fields) == 8 and table in fields[7]] == [size], table

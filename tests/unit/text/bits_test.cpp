@@ -1,33 +1,15 @@
-#include <utils_ozu/text.h>
-
-#include "guarded_buffer.h"
-#include "random_numbers.h"
-
-#include <gtest/gtest.h>
+#include "text_test.h"
 
 #include <climits>
-#include <string>
-#include <vector>
-
-using ozu::test::Edge;
-using ozu::test::GuardedBuffer;
-using ozu::test::Random;
-using namespace std::string_view_literals;
 
 namespace {
-
-constexpr Edge kEdges[] = {Edge::Front, Edge::Back};
 
 std::vector<unsigned int> numbers() {
     std::vector<unsigned int> all = {0, 0xFFFFFFFF, 0xAAAAAAAA, 0x55555555};
     for (unsigned int bit = 0; bit < 32; ++bit) {
         all.insert(all.end(), {1U << bit, (1U << bit) - 1, ~(1U << bit)});
     }
-    Random random(41);
-    for (int i = 0; i < 1000; ++i) {
-        all.push_back(random.ofAnyLength());
-    }
-    return all;
+    return ozu::test::withRandomNumbers(all, 41, 1000);
 }
 
 } // namespace

@@ -1,29 +1,7 @@
-#include <utils_ozu/text.h>
-
-#include "guarded_buffer.h"
-#include "random_numbers.h"
-
-#include <gtest/gtest.h>
+#include "text_test.h"
 
 #include <cctype>
 #include <cerrno>
-#include <string>
-
-using ozu::test::Edge;
-using ozu::test::GuardedBuffer;
-using namespace std::string_literals;
-using namespace std::string_view_literals;
-
-namespace {
-
-constexpr Edge kEdges[] = {Edge::Front, Edge::Back};
-
-std::string terminated(std::string text) {
-    text.push_back('\0');
-    return text;
-}
-
-} // namespace
 
 // ---- ozuutils_strncpy2Lower, ozuutils_strncpy2Upper ----
 
@@ -105,7 +83,7 @@ TEST(CaseCopy, cutsAfterTwo) {
 // ---- ozuutils_strlcpy ----
 
 TEST(BoundedCopy, agreesWithItsModel) {
-    ozu::test::Random random(1);
+    Random random(1);
     for (const Edge edge : kEdges) {
         for (std::size_t length = 0; length < 12; ++length) {
             for (unsigned int size = 0; size < 14; ++size) {
@@ -173,8 +151,14 @@ TEST(TrimmedField, dropsSpacesAtTheEnd) {
     EXPECT_STREQ(dst, "AB\t");
 }
 
+TEST(TrimmedField, worksInPlace) {
+    char field[] = "AB  ";
+    ozuutils_FixedStringCopyAndTrimRight(field, sizeof(field), field, 4);
+    EXPECT_EQ(std::string(field, sizeof(field)), "AB\0\0\0"s);
+}
+
 TEST(TrimmedField, agreesWithItsModel) {
-    ozu::test::Random random(2);
+    Random random(2);
     const std::string alphabet = "A \t\0"s;
     for (int round = 0; round < 4000; ++round) {
         const Edge edge = kEdges[round % 2];
@@ -227,8 +211,13 @@ TEST(ModuleName, defaultsToTheRunningProgram) {
     for (char &c : expected) {
         c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
     }
-    char dst[64];
-    EXPECT_STREQ(ozuutils_getShortUpperModName(dst, nullptr, sizeof(dst)), expected.c_str());
+    for (unsigned int size = 1; size <= expected.size() + 3; ++size) {
+        const GuardedBuffer dst(size, kEdges[size % 2]);
+        EXPECT_EQ(ozuutils_getShortUpperModName(dst.chars(), nullptr, size), dst.chars());
+        std::string kept = expected.substr(0, size - 1);
+        kept.resize(size, '\0');
+        EXPECT_EQ(dst.view(), kept);
+    }
     char empty[2] = {'x', 'x'};
     EXPECT_STREQ(ozuutils_getShortUpperModName(empty, "", 2), "");
     EXPECT_EQ(empty[1], '\0');

@@ -1,21 +1,9 @@
-#include <utils_ozu/text.h>
-
-#include "guarded_buffer.h"
-#include "random_numbers.h"
-
-#include <gtest/gtest.h>
+#include "text_test.h"
 
 #include <cerrno>
 #include <climits>
-#include <string>
-
-using ozu::test::Edge;
-using ozu::test::GuardedBuffer;
-using ozu::test::Random;
 
 namespace {
-
-constexpr Edge kEdges[] = {Edge::Front, Edge::Back};
 
 // The numbers where a count of digits changes, and random ones of all lengths.
 std::vector<unsigned int> numbers() {
@@ -26,11 +14,7 @@ std::vector<unsigned int> numbers() {
             break;
         }
     }
-    Random random(21);
-    for (int i = 0; i < 2000; ++i) {
-        all.push_back(random.ofAnyLength());
-    }
-    return all;
+    return ozu::test::withRandomNumbers(all, 21, 2000);
 }
 
 } // namespace

@@ -1,29 +1,6 @@
-#include <utils_ozu/text.h>
-
-#include "guarded_buffer.h"
-#include "random_numbers.h"
-
-#include <gtest/gtest.h>
+#include "text_test.h"
 
 #include <climits>
-#include <string>
-
-using ozu::test::Edge;
-using ozu::test::GuardedBuffer;
-using ozu::test::Random;
-using namespace std::string_literals;
-using namespace std::string_view_literals;
-
-namespace {
-
-constexpr Edge kEdges[] = {Edge::Front, Edge::Back};
-
-std::string terminated(std::string text) {
-    text.push_back('\0');
-    return text;
-}
-
-} // namespace
 
 // ---- ozuutils_replaceSubstrInStr ----
 

@@ -1,31 +1,11 @@
-#include <utils_ozu/text.h>
-
-#include "guarded_buffer.h"
-#include "random_numbers.h"
-
-#include <gtest/gtest.h>
+#include "text_test.h"
 
 #include <unistd.h>
 
 #include <cstdio>
 #include <functional>
-#include <string>
-#include <vector>
-
-using ozu::test::Edge;
-using ozu::test::GuardedBuffer;
-using ozu::test::Random;
-using namespace std::string_literals;
-using namespace std::string_view_literals;
 
 namespace {
-
-constexpr Edge kEdges[] = {Edge::Front, Edge::Back};
-
-std::string terminated(std::string text) {
-    text.push_back('\0');
-    return text;
-}
 
 // What goes to descriptor 1 through stdio while the action runs.
 std::string printed(const std::function<void()> &action) {
