@@ -137,7 +137,10 @@ extern "C" {
 
 PanelSharedState *ozudb_getSharedMemory(int reserved) {
     platform().enter("ozudb_getSharedMemory", list(reserved));
-    return platform().stateMissing ? nullptr : &platform().state;
+    if (platform().stateMissing) {
+        return nullptr;
+    }
+    return platform().record != nullptr ? platform().record : &platform().state;
 }
 
 int ozudb_getSeverityNameByProcName(char *out, int outSize, const char *processName) {

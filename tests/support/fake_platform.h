@@ -46,9 +46,11 @@ struct FakePlatform {
     std::vector<LogLine> log;
     std::vector<PublishedMessage> published;
 
-    // The shared record; ozudb_getSharedMemory() returns null while stateMissing is set.
+    // The shared record; ozudb_getSharedMemory() returns null while stateMissing is set, and the test's own
+    // record once there is one.
     PanelSharedState state = {};
     bool stateMissing = false;
+    PanelSharedState *record = nullptr;
 
     // Results by function name: queued ones first, then the fixed one, then 0.
     std::map<std::string, std::deque<int>> queuedResults;

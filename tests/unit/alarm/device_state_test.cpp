@@ -1,35 +1,30 @@
 #include <utils_ozu/state.h>
 
-#include "fake_platform.h"
-#include "random_numbers.h"
+#include "guarded_buffer.h"
+#include "state_test.h"
 
-#include <time.h>
+#include <sys/mman.h>
 
 #include <climits>
 #include <cstring>
 
-using ozu::test::platform;
-using testing::ElementsAre;
+using ozu::test::now;
 
 namespace {
 
-constexpr const char *kFetch = "ozudb_getSharedMemory(0)";
 constexpr int kDevice = 7;
 constexpr int kTable = 201;
 constexpr int kMagnet = 85;
 constexpr int kPlain = 3; // a detector without contacts
 
-std::int64_t now = 1'700'000'000;
-
 std::string asked(const std::string &function) {
     return function + "(" + std::to_string(kDevice) + ")";
 }
 
-class DeviceState : public ozu::test::PlatformTest {
+class DeviceState : public ozu::test::ClockTest {
   protected:
     void SetUp() override {
-        PlatformTest::SetUp();
-        now = 1'700'000'000;
+        ClockTest::SetUp();
         enroll(kMagnet);
         zone().firstInputEnabled = 1;
         zone().secondInputEnabled = 1;
@@ -65,14 +60,6 @@ std::vector<std::string> bypassEnded(int deviceType) {
 }
 
 } // namespace
-
-extern "C" time_t __wrap_time(time_t *out) {
-    platform().journal.emplace_back("time()");
-    if (out != nullptr) {
-        *out = static_cast<time_t>(now);
-    }
-    return static_cast<time_t>(now);
-}
 
 // ---- Kinds ----
 
@@ -391,6 +378,50 @@ TEST_F(DeviceState, indexOutOfRangeAnswersZero) {
         EXPECT_EQ(ozuutils_isZoneBypassed(index, 0), 0);
         EXPECT_EQ(ozuutils_isZoneBypassed(index, 1), 0);
         EXPECT_EQ(platform().journal, std::vector<std::string>(6, kFetch));
+    }
+}
+
+TEST_F(DeviceState, indexOutOfRangeTouchesNoMemory) {
+    // A record in which, and around which, any access is a crash.
+    constexpr std::size_t kRoom = std::size_t{1} << 20;
+    void *unreadable = mmap(nullptr, 2 * kRoom, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(unreadable, MAP_FAILED);
+    platform().record = reinterpret_cast<PanelSharedState *>(static_cast<char *>(unreadable) + kRoom);
+    for (const int index : {-1, 206, 207, 255, 256, 65535, 65536, INT_MAX, INT_MIN}) {
+        EXPECT_EQ(IsDeviceMagnetType(index), 0);
+        EXPECT_EQ(ozuutils_isCameraDevice(index), 0);
+        EXPECT_EQ(IsMagnetOpen(index), 0);
+        EXPECT_EQ(IsCameraLidClosed(index), 0);
+        EXPECT_EQ(ozuutils_isZoneBypassed(index, 0), 0);
+        EXPECT_EQ(ozuutils_isZoneBypassed(index, 1), 0);
+    }
+    munmap(unreadable, 2 * kRoom);
+}
+
+TEST_F(DeviceState, indexesInRangeStayInTheRecord) {
+    // The record ends at an unreadable page, and so it begins. Table indexes of any value are in range.
+    for (const auto edge : {ozu::test::Edge::Front, ozu::test::Edge::Back}) {
+        for (const int fill : {0x00, 0xFF}) {
+            const ozu::test::GuardedBuffer memory(sizeof(PanelSharedState), edge,
+                                                  static_cast<unsigned char>(fill));
+            platform().record = reinterpret_cast<PanelSharedState *>(memory.bytes());
+            for (int index = 0; index < MAX_DEVICE_INDEX; ++index) {
+                platform().tagReaders[index] = index % 4 == 0 ? 1 : 0;
+                platform().rfInputs[index] = index % 4 == 1 ? 1 : 0;
+                platform().rfDetectors[index] = 1;
+                for (const std::uint32_t type : {85U, 59U, 2U}) {
+                    platform().record->devices[index].deviceType = type;
+                    platform().record->devices[index].openState = type == 85 ? 1 : 0;
+                    for (const int input : {0, 1, 2}) {
+                        static_cast<void>(ozuutils_isZoneBypassed(index, input));
+                    }
+                    static_cast<void>(IsMagnetOpen(index));
+                    static_cast<void>(IsCameraLidClosed(index));
+                }
+            }
+            static_cast<void>(isDanalockExistAndActived());
+            EXPECT_EQ(ozuutils_isDeviceExistsAndActive(1, 1), -1);
+        }
     }
 }
 

@@ -1,17 +1,12 @@
 #include <utils_ozu/state.h>
 
-#include "fake_platform.h"
-#include "random_numbers.h"
+#include "state_test.h"
 
 #include <cstring>
-
-using ozu::test::platform;
-using testing::ElementsAre;
 
 namespace {
 
 constexpr int kPartitions = OZUDB_PARTITIONS;
-constexpr const char *kFetch = "ozudb_getSharedMemory(0)";
 
 class PartitionState : public ozu::test::PlatformTest {
   protected:

@@ -1,30 +1,19 @@
 #include <utils_ozu/state.h>
 
-#include "fake_platform.h"
-#include "random_numbers.h"
-
-#include <time.h>
+#include "state_test.h"
 
 #include <cstring>
 
 using ozu::test::extended;
-using ozu::test::platform;
-using testing::ElementsAre;
+using ozu::test::now;
 using testing::IsEmpty;
 
 namespace {
 
-constexpr const char *kFetch = "ozudb_getSharedMemory(0)";
 constexpr int kSlots = OZUDB_SAFETY_EVENTS;
 
-std::int64_t now = 1'700'000'000;
-
-class SafetyState : public ozu::test::PlatformTest {
+class SafetyState : public ozu::test::ClockTest {
   protected:
-    void SetUp() override {
-        PlatformTest::SetUp();
-        now = 1'700'000'000;
-    }
     static PanelSafetyEvent &event(int slot) { return platform().state.safetyEvents[slot]; }
     static void startedAgo(int slot, std::int64_t seconds, std::uint8_t rfId = 12, std::uint32_t type = 9) {
         event(slot) = {static_cast<std::int32_t>(now - seconds), rfId, type, 0};
@@ -39,14 +28,6 @@ ozu::test::LogLine siren(int seconds, int rfId, const char *type) {
 }
 
 } // namespace
-
-extern "C" time_t __wrap_time(time_t *out) {
-    platform().journal.emplace_back("time()");
-    if (out != nullptr) {
-        *out = static_cast<time_t>(now);
-    }
-    return static_cast<time_t>(now);
-}
 
 // ---- ozuutils_isSafetyEventInProgress ----
 

@@ -1,7 +1,7 @@
 // Commands with real children; the system calls in between are wrapped to count and to fail them.
 #include <utils_ozu/command.h>
 
-#include "fake_platform.h"
+#include "process_test.h"
 #include "random_numbers.h"
 #include "resource_count.h"
 
@@ -25,14 +25,6 @@
 #include <ctime>
 #include <set>
 #include <thread>
-
-using ozu::test::extended;
-using ozu::test::LogLine;
-using ozu::test::platform;
-using ozu::test::shortLine;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
@@ -347,7 +339,7 @@ TEST_F(Command, strayAnswerFails) {
 TEST_F(Command, failedReadEndsTheOutput) {
     faults.failRead = true;
     EXPECT_EQ(run("/bin/echo READY", 5, "READY"), 0);
-    EXPECT_THAT(texts(), testing::Not(Contains(testing::StartsWith("output:"))));
+    EXPECT_THAT(texts(), Not(Contains(testing::StartsWith("output:"))));
     EXPECT_THAT(platform().log, Contains(line(30000, "exec_cmd() ret value: 0")));
     expectOutput("");
     EXPECT_EQ(faults.childSignal, SIGTERM);
@@ -421,7 +413,7 @@ TEST_F(Command, zerosEndTheTextOfARead) {
     faults.selectWaits = false;
     // A zero in front hides the rest, from the marker and from the log.
     EXPECT_EQ(run("/usr/bin/printf \\0READY", 1, "READY"), -1);
-    EXPECT_THAT(texts(), testing::Not(Contains(testing::StartsWith("output:"))));
+    EXPECT_THAT(texts(), Not(Contains(testing::StartsWith("output:"))));
     reap();
 }
 
@@ -432,7 +424,7 @@ TEST_F(Command, blanksAreNoProgram) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "execvp: No such file or directory\n");
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1);
     EXPECT_THAT(texts(), Contains("command[0]: (null)"));
-    EXPECT_THAT(texts(), testing::Not(Contains(testing::StartsWith("command[1]"))));
+    EXPECT_THAT(texts(), Not(Contains(testing::StartsWith("command[1]"))));
     expectOutput("");
 }
 

@@ -1,6 +1,6 @@
 #include <utils_ozu/files.h>
 
-#include "fake_platform.h"
+#include "process_test.h"
 
 #include <fcntl.h>
 #include <ftw.h>
@@ -13,12 +13,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-
-using ozu::test::extended;
-using ozu::test::LogLine;
-using ozu::test::platform;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace fs = std::filesystem;
 
@@ -70,6 +64,11 @@ class Files : public ozu::test::PlatformTest {
             lines.push_back(extended(20000, text, "allocFileToBuff"));
         }
         return lines;
+    }
+    // A load that ended with its first step, and why.
+    static void expectRefusal(const std::string &path, const char *why) {
+        EXPECT_THAT(platform().log,
+                    ElementsAre(loaded(path, "").front(), extended(70000, why, "allocFileToBuff")));
     }
     fs::path folder_;
     void *buffer_ = this; // stands for "untouched"
@@ -250,10 +249,7 @@ TEST_F(Files, missingFileLeavesTheBufferAlone) {
     const std::string path = (folder_ / "missing").string();
     EXPECT_EQ(load(path), -1);
     EXPECT_EQ(buffer_, this);
-    EXPECT_THAT(platform().log,
-                ElementsAre(extended(20000, "loading file content '" + path + "' into dynamic memory",
-                                     "allocFileToBuff"),
-                            extended(70000, "error opening file", "allocFileToBuff")));
+    expectRefusal(path, "error opening file");
     EXPECT_EQ(platform().log[1].format, "%s");
 }
 
@@ -262,10 +258,7 @@ TEST_F(Files, shortMemoryIsReported) {
     faults.malloc = true;
     EXPECT_EQ(load(path), -1);
     EXPECT_EQ(buffer_, nullptr);
-    EXPECT_THAT(platform().log,
-                ElementsAre(extended(20000, "loading file content '" + path + "' into dynamic memory",
-                                     "allocFileToBuff"),
-                            extended(70000, "unable to allocate enough memory", "allocFileToBuff")));
+    expectRefusal(path, "unable to allocate enough memory");
 }
 
 TEST_F(Files, whatCannotBeWrittenIsRefusedWithABuffer) {

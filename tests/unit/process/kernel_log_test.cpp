@@ -1,6 +1,6 @@
 #include <utils_ozu/kernel_log.h>
 
-#include "fake_platform.h"
+#include "process_test.h"
 
 #include <sys/syscall.h>
 
@@ -8,11 +8,6 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
-
-using ozu::test::extended;
-using ozu::test::platform;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 

@@ -1,14 +1,10 @@
 #include <utils_ozu/process.h>
 
-#include "fake_platform.h"
+#include "process_test.h"
 
 #include <unistd.h>
 
 #include <vector>
-
-using ozu::test::extended;
-using ozu::test::platform;
-using testing::ElementsAre;
 
 namespace {
 
@@ -114,7 +110,61 @@ TEST_F(ProcessInit, failedSubscriptionCountsAsStarted) {
 TEST_F(ProcessInit, severityNameOfEightBytesStaysTerminated) {
     platform().severityName = "CRITICALLY";
     EXPECT_EQ(ozuutils_processInit("alarmd", nullptr), 0);
-    EXPECT_THAT(platform().journal, testing::Contains(addProc("CRITICAL")));
+    EXPECT_THAT(platform().journal, Contains(addProc("CRITICAL")));
+}
+
+TEST_F(ProcessInit, nameThatTheDatabaseDoesNotTerminateIsCleared) {
+    for (const char *name : {"INFO", "", "WARNING"}) {
+        cleanup();
+        platform().journal.clear();
+        platform().severityName = name; // these bytes and no more
+        EXPECT_EQ(ozuutils_processInit("alarmd", nullptr), 0);
+        EXPECT_THAT(platform().journal, Contains(addProc(name)));
+    }
+}
+
+TEST_F(ProcessInit, argumentsAreHandedOnUnread) {
+    auto *unreadable = reinterpret_cast<void *>(1);
+    EXPECT_EQ(ozuutils_processInit(nullptr, unreadable), 0);
+    EXPECT_THAT(platform().journal, Contains("ozudb_getSeverityNameByProcName(8, null)"));
+    EXPECT_THAT(platform().journal, Contains("ozulog_init(null)"));
+    EXPECT_THAT(platform().journal, Contains("mqttc_connect(\"127.0.0.1\", 1883, null, 0x1)"));
+}
+
+TEST_F(ProcessInit, eachAttemptRegistersTheHandlerOnceMore) {
+    platform().results["mqttc_connect"] = 21;
+    for (std::size_t attempt = 1; attempt <= 3; ++attempt) {
+        EXPECT_EQ(ozuutils_processInit("alarmd", nullptr), 21);
+        EXPECT_EQ(registered.size(), attempt);
+    }
+    // Nothing is rolled back, and the handler of every attempt may run.
+    EXPECT_EQ(platform().callCount("mqttc_disconnect"), 0);
+    for (auto *handler : registered) {
+        handler();
+    }
+    EXPECT_EQ(platform().callCount("mqttc_disconnect"), 3);
+}
+
+TEST_F(ProcessInit, cleanupForgetsTheStartBeforeItDisconnects) {
+    ASSERT_EQ(ozuutils_processInit("alarmd", nullptr), 0);
+    platform().journal.clear();
+    platform().onCall["mqttc_disconnect"] = [] { EXPECT_EQ(ozuutils_processInit("alarmd", nullptr), 0); };
+    cleanup();
+    // A start within the disconnection is a real one, not a refused second one.
+    EXPECT_THAT(platform().log, IsEmpty());
+    EXPECT_EQ(platform().callCount("mqttc_connect"), 1);
+}
+
+TEST_F(ProcessInit, countsAsStartedOnlyAfterTheSubscription) {
+    int nested = -1;
+    platform().onCall["ozumqttc_topicSubscribe"] = [&nested] {
+        platform().onCall.clear();
+        nested = ozuutils_processInit("alarmd", nullptr);
+    };
+    EXPECT_EQ(ozuutils_processInit("alarmd", nullptr), 0);
+    EXPECT_EQ(nested, 0);
+    EXPECT_THAT(platform().log, IsEmpty());
+    EXPECT_EQ(platform().callCount("ozumqttc_topicSubscribe"), 2);
 }
 
 TEST_F(ProcessInit, cleanupDisconnectsAndAllowsANewStart) {

@@ -1,6 +1,6 @@
 #include <utils_ozu/files.h>
 
-#include "fake_platform.h"
+#include "process_test.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -11,10 +11,6 @@
 #include <cstdio>
 #include <cstring>
 #include <set>
-
-using ozu::test::platform;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 

@@ -1,21 +1,12 @@
 #include <utils_ozu/reboot.h>
 
-#include "fake_platform.h"
+#include "process_test.h"
 
 #include <unistd.h>
 
 #include <csetjmp>
 #include <cstdlib>
 #include <ctime>
-
-using ozu::test::extended;
-using ozu::test::LogLine;
-using ozu::test::platform;
-using ozu::test::shortLine;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
 
 namespace {
 
@@ -349,9 +340,12 @@ TEST_F(Reboot, requestGoesToTheCoprocessorLink) {
 }
 
 TEST_F(Reboot, failedRequestIsLogged) {
-    platform().results["ozumqttc_messagePublish"] = 1;
-    request_CP_reboot_from();
-    EXPECT_THAT(platform().log,
-                ElementsAre(extended(70000, "ozumqttc_messagePublish \n", "request_CP_reboot_from")));
-    EXPECT_EQ(platform().log[0].format, "%s");
+    for (const int code : {1, -1, 255, 65536, -2147483647 - 1}) {
+        platform().log.clear();
+        platform().results["ozumqttc_messagePublish"] = code;
+        request_CP_reboot_from();
+        EXPECT_THAT(platform().log,
+                    ElementsAre(extended(70000, "ozumqttc_messagePublish \n", "request_CP_reboot_from")));
+        EXPECT_EQ(platform().log[0].format, "%s");
+    }
 }
