@@ -214,6 +214,20 @@ Segment *attach() {
     return segment;
 }
 
+int lockInTime(pthread_mutex_t &mutex) {
+    timespec until{};
+#ifdef __SANITIZE_THREAD__ // it takes a lock by the other clock for none
+    clock_gettime(CLOCK_REALTIME, &until);
+    until.tv_sec += kLockSeconds;
+    return pthread_mutex_timedlock(&mutex, &until);
+#else
+    // By the clock that nobody sets: the panel's time of day may jump by years.
+    clock_gettime(CLOCK_MONOTONIC, &until);
+    until.tv_sec += kLockSeconds;
+    return pthread_mutex_clocklock(&mutex, CLOCK_MONOTONIC, &until);
+#endif
+}
+
 void undoHalfChange(Segment &segment) {
     if (segment.header.shadowValid.load(std::memory_order_acquire) != 0) {
         std::memcpy(&segment.state, &segment.header.shadow, sizeof(segment.state));
@@ -281,12 +295,8 @@ void forgetSegment() noexcept {
 }
 
 WriterLock::WriterLock(Segment &segment) : segment_(segment) {
-    // By the clock that nobody sets: the panel's time of day may jump by years.
-    timespec until{};
-    clock_gettime(CLOCK_MONOTONIC, &until);
-    until.tv_sec += kLockSeconds;
     pthread_mutex_t &mutex = segment.header.writers.mutex;
-    const int error = pthread_mutex_clocklock(&mutex, CLOCK_MONOTONIC, &until);
+    const int error = lockInTime(mutex);
     if (error == EOWNERDEAD) {
         undoHalfChange(segment);
         pthread_mutex_consistent(&mutex);
