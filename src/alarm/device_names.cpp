@@ -93,17 +93,16 @@ constexpr ozu::NameRow kMoreNames[] = {{0, ozu::kUnknownName}, {kVariantType, kV
 constexpr auto kText = ozu::packedText<kDeviceTypes, kMoreNames>();
 constexpr auto kNames = ozu::nameTable<kDeviceTypes>(kText);
 constexpr auto kCodes = ozu::nameIndex<kDeviceTypes, kMoreNames>(kText);
-constexpr std::uint16_t kVariantOffset = kText.offsetOf(kVariantName);
+constexpr ozu::NameId kVariantId = kText.idOf(kVariantName);
 
 const char *variantTypeName() noexcept {
-    return kText.at(getProductCodename() == kVariantProduct ? kVariantOffset : kNames.offset(kVariantType));
+    return kText.at(getProductCodename() == kVariantProduct ? kVariantId : kNames.id(kVariantType));
 }
 
 } // namespace
 
 const char *getDeviceTypeName(int type) noexcept {
-    return type == kVariantType ? variantTypeName()
-                                : kText.at(kNames.offset(static_cast<unsigned int>(type)));
+    return type == kVariantType ? variantTypeName() : kText.at(kNames.id(static_cast<unsigned int>(type)));
 }
 
 // Answers like a search through the names of codes 0, 1, 2, ... that stops at the first match: such a search

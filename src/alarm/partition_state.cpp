@@ -43,18 +43,18 @@ constexpr PanelArmType kArmTypes[4][4] = {
 
 // The same by the set of armed partitions, one bit for each of the five.
 constexpr auto kArmTypeOfSet = [] {
-    std::array<PanelArmType, bit(kBurglaryPartitions)> types{};
+    std::array<std::uint8_t, bit(kBurglaryPartitions)> types{};
     for (unsigned int armed = 0; armed < types.size(); ++armed) {
         const auto has = [armed](Partition partition) { return (armed & bit(partition)) != 0; };
         const unsigned int row = has(kDay) ? 3U : has(kNight) ? 2U : has(kFull) ? 1U : 0U;
         const unsigned int column = (has(kPerimeter) ? 1U : 0U) + (has(kAnnex) ? 2U : 0U);
-        types[armed] = kArmTypes[row][column];
+        types[armed] = static_cast<std::uint8_t>(kArmTypes[row][column]);
     }
     return types;
 }();
 
 // Empty without a shared record, so that no scan finds anything.
-std::span<const PanelPartition> partitions() noexcept {
+[[gnu::always_inline]] inline std::span<const PanelPartition> partitions() noexcept {
     const PanelSharedState *state = ozu::panelState();
     return state == nullptr ? std::span<const PanelPartition>() : std::span(state->partitions);
 }
@@ -126,7 +126,7 @@ PanelArmType getCurArmType() noexcept {
     for (unsigned int number = 0; number < kBurglaryPartitions; ++number) {
         armed |= isArmed(stateOf(all[number])) ? bit(number) : 0U;
     }
-    return kArmTypeOfSet[armed];
+    return static_cast<PanelArmType>(kArmTypeOfSet[armed]);
 }
 
 int getCurArmForced() noexcept {

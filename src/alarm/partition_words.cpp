@@ -5,18 +5,19 @@
 #include <base/log.h>
 #include <base/panel_state.h>
 
-#include <string_view>
+#include <cstring>
+#include <iterator>
 
 namespace {
 
 constexpr int kNotTranslated = 4;
 constexpr std::uint32_t kDisarmed = 1;
-constexpr std::string_view kMain = "main";
-constexpr std::string_view kPerimeter = "perimeter";
-constexpr std::string_view kSafety = "safety";
-constexpr std::string_view kPanic = "panic";
-constexpr std::string_view kFull = "full";
-constexpr std::string_view kFindArmType = "FIND_ARM_TYPE";
+constexpr char kMain[] = "main";
+constexpr char kPerimeter[] = "perimeter";
+constexpr char kSafety[] = "safety";
+constexpr char kPanic[] = "panic";
+constexpr char kFull[] = "full";
+constexpr char kFindArmType[] = "FIND_ARM_TYPE";
 
 // Zones and arm types as numbers.
 constexpr std::uint32_t kZoneMain = 0;
@@ -26,6 +27,10 @@ constexpr std::uint32_t kZonePanic = 3;
 constexpr std::uint32_t kArmFull = 0;
 constexpr std::uint32_t kArmPartial1 = 1;
 constexpr std::uint32_t kArmPartial2 = 2;
+
+bool same(const char *word, const char *known) noexcept {
+    return std::strcmp(word, known) == 0;
+}
 
 int latestDisarming(const PanelSharedState &state, std::uint32_t *time) noexcept {
     std::int32_t latest = 0;
@@ -60,8 +65,9 @@ int findArmed(sec_partition first, sec_partition last, std::uint32_t *partition)
 } // namespace
 
 int ozuutils_getDisarmTimestamp(const char *zone, std::uint32_t *time) noexcept {
-    const std::string_view word = zone;
-    if (word != kMain && word != kPerimeter && word != kSafety) {
+    const bool main = same(zone, kMain);
+    const bool perimeter = same(zone, kPerimeter);
+    if (!main && !perimeter && !same(zone, kSafety)) {
         OZU_LOG_TEXT(ozu::level::kWarning,
                      "Disarm timestamp currently supported only in zones: main, perimeter, safety");
         return kNotTranslated;
@@ -70,24 +76,22 @@ int ozuutils_getDisarmTimestamp(const char *zone, std::uint32_t *time) noexcept 
     if (state == nullptr) {
         return kNotTranslated;
     }
-    if (word == kMain) {
+    if (main) {
         return latestDisarming(*state, time);
     }
-    return disarmingOf(*state, word == kPerimeter ? PARTITION_PERIMETER : PARTITION_SAFETY, time);
+    return disarmingOf(*state, perimeter ? PARTITION_PERIMETER : PARTITION_SAFETY, time);
 }
 
 int ozuutils_getSecPartition(const char *zone, const char *armType, std::uint32_t *partition) noexcept {
-    const std::string_view word = zone;
-    if (word == kMain) {
-        const std::string_view arm = armType;
-        if (arm == kFindArmType) {
+    if (same(zone, kMain)) {
+        if (same(armType, kFindArmType)) {
             return findArmed(PARTITION_FULL, PARTITION_NIGHT, partition);
         }
-        if (arm == kFull) {
+        if (same(armType, kFull)) {
             *partition = PARTITION_FULL;
-        } else if (arm == "partial1") {
+        } else if (same(armType, "partial1")) {
             *partition = PARTITION_DAY;
-        } else if (arm == "partial2") {
+        } else if (same(armType, "partial2")) {
             *partition = PARTITION_NIGHT;
         } else {
             OZU_LOG(ozu::level::kFailure, "bad arm_type %s for zone main", armType);
@@ -95,15 +99,19 @@ int ozuutils_getSecPartition(const char *zone, const char *armType, std::uint32_
         }
         return 0;
     }
-    if (word == kPerimeter && armType == kFull) {
+    if (same(zone, kPerimeter) && same(armType, kFull)) {
         *partition = PARTITION_PERIMETER;
         return 0;
     }
-    if (word == kPerimeter && armType == kFindArmType) {
+    if (same(zone, kPerimeter) && same(armType, kFindArmType)) {
         return findArmed(PARTITION_PERIMETER, PARTITION_PERIMETER, partition);
     }
-    if (word == kSafety || word == kPanic) {
-        *partition = word == kSafety ? PARTITION_SAFETY : PARTITION_PANIC;
+    if (same(zone, kSafety)) {
+        *partition = PARTITION_SAFETY;
+        return 0;
+    }
+    if (same(zone, kPanic)) {
+        *partition = PARTITION_PANIC;
         return 0;
     }
     OZU_LOG(ozu::level::kFailure, "bad zone (%s - %s)", zone, armType);
@@ -140,7 +148,7 @@ int ozuutils_getLumAlarmType(const char *word, std::uint32_t *alarmType) noexcep
     static constexpr char kWords[][10] = {"none",      "flood", "smoke",  "gas",
                                           "intrusion", "panic", "duress", "shock"};
     for (std::uint32_t type = 1; type < std::size(kWords); ++type) {
-        if (std::string_view(kWords[type]) == word) {
+        if (same(kWords[type], word)) {
             *alarmType = type;
             return 0;
         }

@@ -249,14 +249,14 @@ constexpr auto kOldMessageTypeNames = ozu::nameTable<kOldMessageTypes>(kText);
 } // namespace
 
 const char *getTarn1OpcodeName(unsigned int opcode) noexcept {
-    return kText.at(kOpcodeNames.offset(opcode));
+    return kText.at(kOpcodeNames.id(opcode));
 }
 
 const char *getTarn1SubOpcodeName(int opcode, int subOpcode) noexcept {
     return kText.at(
-        kSubOpcodeNames.offset(static_cast<unsigned int>(opcode), static_cast<unsigned int>(subOpcode)));
+        kSubOpcodeNames.id(static_cast<unsigned int>(opcode), static_cast<unsigned int>(subOpcode)));
 }
 
 const char *getTarn1OldMessageTypeString(unsigned int type) noexcept {
-    return kText.at(kOldMessageTypeNames.offset(type));
+    return kText.at(kOldMessageTypeNames.id(type));
 }

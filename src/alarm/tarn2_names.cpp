@@ -62,5 +62,5 @@ constexpr auto kMessageTypeNames = ozu::nameTable<kMessageTypes>(kText);
 } // namespace
 
 const char *getTarn2MessageTypeName(unsigned int type) noexcept {
-    return kText.at(kMessageTypeNames.offset(type));
+    return kText.at(kMessageTypeNames.id(type));
 }

@@ -117,10 +117,10 @@ constexpr auto kSubOpcodeNames = ozu::pairTable<kSubOpcodes>(kText);
 } // namespace
 
 const char *getTarnPlusOpcodeName(unsigned int opcode) noexcept {
-    return kText.at(kOpcodeNames.offset(opcode));
+    return kText.at(kOpcodeNames.id(opcode));
 }
 
 const char *getTarnPlusSubOpcodeName(int opcode, int subOpcode) noexcept {
     return kText.at(
-        kSubOpcodeNames.offset(static_cast<unsigned int>(opcode), static_cast<unsigned int>(subOpcode)));
+        kSubOpcodeNames.id(static_cast<unsigned int>(opcode), static_cast<unsigned int>(subOpcode)));
 }

@@ -1,7 +1,8 @@
-#define OZU_LOG_SOURCE "src/ares_dns"
+#define OZU_LOG_SOURCE ozu::log::ResolverSource
 
 #include <ares_dns/attempt.h>
 
+#include <base/error_text.h>
 #include <base/log.h>
 
 #include <arpa/inet.h>
@@ -131,7 +132,7 @@ int Wait_Ares(ares_channel channel) noexcept {
         // The text has no place for the error; panel logs are searched for it as it is.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-extra-args"
-        OZU_LOG(level::kFailure, "poll error", strerror(errno));
+        OZU_LOG(level::kFailure, "poll error", ozu::errorText());
 #pragma GCC diagnostic pop
     } else {
         OZU_LOG_TEXT(level::kWarning, "ppoll timeout");

@@ -1,10 +1,11 @@
 // Blocking look-ups through c-ares, with primary and secondary servers and a fixed number of attempts.
 
-#define OZU_LOG_SOURCE "src/ares_dns"
+#define OZU_LOG_SOURCE ozu::log::ResolverSource
 
 #include <utils_ozu/resolver.h>
 
 #include <ares_dns/attempt.h>
+#include <base/error_text.h>
 #include <base/log.h>
 
 #include <arpa/inet.h>
@@ -161,7 +162,7 @@ int nslookup_ares(const char *host, const char *iface, const char *primaryDns, c
     ServerList servers;
     for (const char *text : {primaryDns, secondaryDns}) {
         if (isPresent(text) && !servers.add(text)) {
-            OZU_LOG(level::kFailure, "Invalid address family %s", strerror(errno));
+            OZU_LOG(level::kFailure, "Invalid address family %s", ozu::errorText());
         }
     }
     if (servers.count() == 0) {

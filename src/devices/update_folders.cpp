@@ -30,14 +30,14 @@ constexpr auto kPaths = ozu::nameTable<kFolders>(kText);
 } // namespace
 
 const char *ozuutils_getRsuFolder(int deviceType) noexcept {
-    return kText.at(kPaths.offset(static_cast<unsigned int>(deviceType)));
+    return kText.at(kPaths.id(static_cast<unsigned int>(deviceType)));
 }
 
 int ozuutils_removeRsuFile(int deviceType) noexcept {
     OZU_LOG_TEXT(ozu::level::kProgress, "ozuutils_removeRsuFile");
-    const auto path = kPaths.offset(static_cast<unsigned int>(deviceType));
+    const auto path = kPaths.id(static_cast<unsigned int>(deviceType));
     if (path == 0) {
-        return ozulog_printf_extend(ozu::level::kWarning, "%s", OZU_LOG_SOURCE, __func__, __LINE__,
+        return ozulog_printf_extend(ozu::level::kWarning, "%s", OZU_LOG_SOURCE::name(), __func__, __LINE__,
                                     "UNKNOWN device type when trying to remove Rsu File");
     }
     return nftw(kText.at(path), unlink_cb, kMostOpenFolders, FTW_DEPTH | FTW_PHYS);

@@ -4,6 +4,7 @@
 
 #include <utils_ozu/text.h>
 
+#include <base/error_text.h>
 #include <base/log.h>
 #include <network/socket.h>
 
@@ -11,7 +12,6 @@
 #include <net/if.h>
 #include <sys/ioctl.h>
 
-#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -38,7 +38,7 @@ int ozuutils_gethostIPv4byIfname(struct sockaddr_in *addr, struct sockaddr_in *b
     ozuutils_strlcpy(request.ifr_name, ifname, sizeof request.ifr_name);
     *addr = {};
     if (ioctl(fd.get(), SIOCGIFADDR, &request) < 0) {
-        OZU_LOG(ozu::level::kFailure, "ioctl: %s\n", strerror(errno));
+        OZU_LOG(ozu::level::kFailure, "ioctl: %s\n", ozu::errorText());
         return kIoctlFailed;
     }
     takeAddress(request, *addr);
@@ -49,7 +49,7 @@ int ozuutils_gethostIPv4byIfname(struct sockaddr_in *addr, struct sockaddr_in *b
     }
     *bcast = {};
     if (ioctl(fd.get(), SIOCGIFBRDADDR, &request) < 0) {
-        OZU_LOG(ozu::level::kFailure, "ioctl: %s\n", strerror(errno));
+        OZU_LOG(ozu::level::kFailure, "ioctl: %s\n", ozu::errorText());
         return kIoctlFailed;
     }
     takeAddress(request, *bcast);
@@ -64,7 +64,7 @@ int get_device_ip(const char *ifname, char *ipText) noexcept {
     }
     const ozu::UniqueFd fd = ozu::openSocket(AF_INET, SOCK_DGRAM, 0);
     if (!fd.valid()) {
-        OZU_LOG(ozu::level::kWarning, "socket [%s]", strerror(errno));
+        OZU_LOG(ozu::level::kWarning, "socket [%s]", ozu::errorText());
         return -1;
     }
     ifreq request = {};
@@ -72,7 +72,7 @@ int get_device_ip(const char *ifname, char *ipText) noexcept {
     strncpy(request.ifr_name, ifname, sizeof request.ifr_name - 1);
     const int result = ioctl(fd.get(), SIOCGIFADDR, &request);
     if (result < 0) {
-        OZU_LOG(ozu::level::kWarning, "ioctl [%s]", strerror(errno));
+        OZU_LOG(ozu::level::kWarning, "ioctl [%s]", ozu::errorText());
         return result;
     }
     sockaddr_in address = {};

@@ -2,6 +2,7 @@
 
 #include <utils_ozu/raw_dns.h>
 
+#include <base/error_text.h>
 #include <base/log.h>
 #include <base/uninitialized.h>
 #include <network/dns_message.h>
@@ -14,7 +15,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstring>
 #include <string_view>
 
@@ -67,29 +67,29 @@ const sockaddr *socketAddress(const sockaddr_in *address) noexcept {
 ssize_t exchange(const char *caller, const char *dnsServer, Message &message, std::size_t length) noexcept {
     const ozu::UniqueFd fd(socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP));
     if (!fd.valid()) {
-        OZU_LOG_AS(caller, level::kFailure, "sendto failed [%s]", strerror(errno));
+        OZU_LOG_AS(caller, level::kFailure, "sendto failed [%s]", ozu::errorText());
         return -1;
     }
     const sockaddr_in server = serverAddress(dnsServer);
     if (sendto(fd.get(), message.data(), length, 0, socketAddress(&server), sizeof server) < 0) {
-        OZU_LOG_AS(caller, level::kFailure, "sendto failed [%s]", strerror(errno));
+        OZU_LOG_AS(caller, level::kFailure, "sendto failed [%s]", ozu::errorText());
         return -1;
     }
     // The server is at work now, so this costs no time; the wait for it may be long.
     ozu::keepToProcess(fd);
     if (setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &kReceiveTimeout, sizeof kReceiveTimeout) < 0) {
-        OZU_LOG_AS(caller, level::kFailure, "setsockopt failed [%s]", strerror(errno));
+        OZU_LOG_AS(caller, level::kFailure, "setsockopt failed [%s]", ozu::errorText());
         return -1;
     }
     const ssize_t received = recvfrom(fd.get(), message.data(), message.size(), 0, nullptr, nullptr);
     if (received < 0) {
-        OZU_LOG_AS(caller, level::kFailure, "recvfrom failed [%s]", strerror(errno));
+        OZU_LOG_AS(caller, level::kFailure, "recvfrom failed [%s]", ozu::errorText());
     }
     return received;
 }
 
 void logCounts(const char *caller, const Header &header) noexcept {
-    OZU_LOG_AS(caller, level::kTrace, "%s", "The response contains: ");
+    OZU_LOG_TEXT_AS(caller, level::kTrace, "The response contains: ");
     OZU_LOG_AS(caller, level::kTrace, "[%d] Questions.", header.questions);
     OZU_LOG_AS(caller, level::kTrace, "[%d] Answers.", header.answers);
     OZU_LOG_AS(caller, level::kTrace, "[%d] Authoritative Servers.", header.authorities);
@@ -140,13 +140,13 @@ void takeReply(const char *caller, std::span<const std::uint8_t> message, char *
                std::size_t ipOutSize) noexcept {
     Header header = {};
     if (!ozu::dns::readHeader(message, header)) {
-        OZU_LOG_AS(caller, level::kFailure, "%s", "malformed reply");
+        OZU_LOG_TEXT_AS(caller, level::kFailure, "malformed reply");
         return;
     }
     logCounts(caller, header);
     OZU_UNINITIALIZED Reply reply;
     if (!ozu::dns::readRecords(message, header, reply, lastName)) {
-        OZU_LOG_AS(caller, level::kFailure, "%s", "malformed reply");
+        OZU_LOG_TEXT_AS(caller, level::kFailure, "malformed reply");
         return;
     }
     takeAnswers(caller, header, reply.answers, ipOut, ipOutSize);

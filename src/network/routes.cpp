@@ -2,6 +2,7 @@
 
 #include <utils_ozu/routes.h>
 
+#include <base/error_text.h>
 #include <base/log.h>
 #include <network/socket.h>
 
@@ -51,7 +52,7 @@ int checkRouteAndAdd(const char *dest, const char *gw, const char *mask, const c
     for (int left = kAttempts; left > 0; --left) {
         ozu::UniqueFd fd = ozu::openSocket(AF_INET, SOCK_DGRAM, 0);
         if (!fd.valid()) {
-            OZU_LOG(ozu::level::kFailure, "socket:[%s]", strerror(errno));
+            OZU_LOG(ozu::level::kFailure, "socket:[%s]", ozu::errorText());
             result = -1;
             continue;
         }
@@ -83,12 +84,12 @@ int checkRouteAndDel(const char *dest, const char *gw, const char *mask, const c
                      int flags) noexcept {
     const ozu::UniqueFd fd = ozu::openSocket(AF_INET, SOCK_DGRAM, 0);
     if (!fd.valid()) {
-        OZU_LOG(ozu::level::kFailure, "socket:[%s]", strerror(errno));
+        OZU_LOG(ozu::level::kFailure, "socket:[%s]", ozu::errorText());
         return -1;
     }
     rtentry route = routeRequest(dest, gw, mask, dev, metric, flags);
     if (ioctl(fd.get(), SIOCDELRT, &route) < 0) {
-        OZU_LOG_SHORT(ozu::level::kFine, "SIOCDELRT:[%s]", strerror(errno));
+        OZU_LOG_SHORT(ozu::level::kFine, "SIOCDELRT:[%s]", ozu::errorText());
     }
     return 0;
 }

@@ -2,6 +2,7 @@
 
 #include <utils_ozu/command.h>
 
+#include <base/error_text.h>
 #include <base/log.h>
 
 #include <alloca.h>
@@ -150,7 +151,7 @@ void logWords(const Words &words) noexcept {
 bool awaitOutput(ReadySet &set, int fd, timeval &timeout, int &result) noexcept {
     const int ready = select(fd + 1, set.arm(), nullptr, nullptr, &timeout);
     if (ready == -1) {
-        OZU_LOG_AS(kExecCmd, ozu::level::kFailure, "select(): %s", strerror(errno));
+        OZU_LOG_AS(kExecCmd, ozu::level::kFailure, "select(): %s", ozu::errorText());
         result = kFailed;
         return false;
     }
@@ -180,7 +181,7 @@ int watchOutput(int fd, int timeoutSeconds, const char *endMarker, Chunk &chunk)
             OZU_LOG_AS(kExecCmd, ozu::level::kProgress, "output:\n%.300s", chunk.data());
         }
         if (endMarker != nullptr && strstr(chunk.data(), endMarker) != nullptr) {
-            OZU_LOG_AS(kExecCmd, ozu::level::kProgress, "%s", "End string detected");
+            OZU_LOG_TEXT_AS(kExecCmd, ozu::level::kProgress, "End string detected");
             return kMarkerSeen;
         }
         chunk.fill('\0');

@@ -2,6 +2,7 @@
 
 #include <utils_ozu/files.h>
 
+#include <base/error_text.h>
 #include <base/log.h>
 #include <base/unique_fd.h>
 
@@ -12,18 +13,14 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <span>
-#include <string_view>
 
 namespace {
-
-constexpr std::array<std::string_view, 2> kTemporaryFolders = {"/tmp/", "/var/volatile/tmp/"};
 
 struct Reading {
     std::int64_t total = 0;
@@ -55,6 +52,10 @@ int sizeOf(const char *path) noexcept {
     return static_cast<int>(status.st_size);
 }
 
+bool liesIn(const char *folder, const char *path) noexcept {
+    return strncmp(path, folder, strlen(folder)) == 0;
+}
+
 } // namespace
 
 int unlink_cb(const char *path, const struct stat * /*sb*/, int /*typeflag*/, struct FTW *ftw) noexcept {
@@ -63,7 +64,7 @@ int unlink_cb(const char *path, const struct stat * /*sb*/, int /*typeflag*/, st
     }
     const int rc = remove(path);
     if (rc != 0) {
-        OZU_LOG(ozu::level::kFailure, "Can't delete %s : error %s", path, strerror(errno));
+        OZU_LOG(ozu::level::kFailure, "Can't delete %s : error %s", path, ozu::errorText());
     }
     return rc;
 }
@@ -72,10 +73,7 @@ int ozuutils_is_temp_file(const char *path) noexcept {
     if (path == nullptr) {
         return 0;
     }
-    const auto holds = [path](std::string_view folder) {
-        return strncmp(path, folder.data(), folder.size()) == 0;
-    };
-    return std::any_of(kTemporaryFolders.begin(), kTemporaryFolders.end(), holds) ? 1 : 0;
+    return liesIn("/tmp/", path) || liesIn("/var/volatile/tmp/", path) ? 1 : 0;
 }
 
 int allocFileToBuff(const char *path, void **buffer) noexcept {

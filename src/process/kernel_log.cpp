@@ -2,13 +2,13 @@
 
 #include <utils_ozu/kernel_log.h>
 
+#include <base/error_text.h>
 #include <base/log.h>
 
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -37,7 +37,7 @@ int get_ring_buffer_size() noexcept {
     const int size = kernelLog(Action::SizeBuffer, nullptr, 0);
     // A refusal is -1 and shows as size 0; anything below would be no answer of the system call at all.
     if (size < -1) {
-        OZU_LOG(ozu::level::kFailure, "SYSLOG_ACTION_SIZE_BUFFER failed: %s", strerror(errno));
+        OZU_LOG(ozu::level::kFailure, "SYSLOG_ACTION_SIZE_BUFFER failed: %s", ozu::errorText());
     }
     return size + 1;
 }
@@ -62,7 +62,7 @@ int locate_in_kernel_ring_buffer(char *buffer, int bufferSize, const char *text)
         return 0;
     }
     if (length < 0) {
-        OZU_LOG(ozu::level::kFailure, "SYSLOG_ACTION_READ_ALL failed: %s", strerror(errno));
+        OZU_LOG(ozu::level::kFailure, "SYSLOG_ACTION_READ_ALL failed: %s", ozu::errorText());
         return 0;
     }
     char *last = buffer + (bufferSize - 1);
@@ -78,7 +78,7 @@ int locate_in_kernel_ring_buffer(char *buffer, int bufferSize, const char *text)
 
 int clear_ring_buffer() noexcept {
     if (kernelLog(Action::Clear, nullptr, 0) < 0) {
-        OZU_LOG(ozu::level::kFailure, "SYSLOG_ACTION_CLEAR failed: %s", strerror(errno));
+        OZU_LOG(ozu::level::kFailure, "SYSLOG_ACTION_CLEAR failed: %s", ozu::errorText());
         return 0;
     }
     return 1;

@@ -2,6 +2,7 @@
 
 #include <utils_ozu/time_zone.h>
 
+#include <base/error_text.h>
 #include <base/log.h>
 
 #include <mqttc.h>
@@ -10,7 +11,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -65,7 +65,7 @@ int applyTimeZone(const char *timeZoneString, int notify) noexcept {
         }
         if (symlink(zoneFile.data(), kLink) == -1) {
             OZU_LOG(ozu::level::kFailure, "Failed to create localtime symlink: %s <-- %s, Error: %s",
-                    zoneFile.data(), kLink, strerror(errno));
+                    zoneFile.data(), kLink, ozu::errorText());
             return kNotApplied;
         }
     }

@@ -301,19 +301,19 @@ TEST(NameTable, textHoldsEachNameOnce) {
     EXPECT_EQ(std::string(kText.bytes, sizeof kText.bytes), std::string("UNKNOWN\0zero\0two\0four\0", 22));
 }
 
-TEST(NameTable, givesOffsets) {
+TEST(NameTable, givesNames) {
     constexpr auto table = ozu::nameTable<kRows>(kText);
-    EXPECT_STREQ(kText.at(table.offset(0)), "zero");
-    EXPECT_STREQ(kText.at(table.offset(1)), "UNKNOWN");
-    EXPECT_STREQ(kText.at(table.offset(7)), "two");
-    EXPECT_EQ(table.offset(8), 0);
-    EXPECT_EQ(table.offset(UINT_MAX), 0);
+    EXPECT_STREQ(kText.at(table.id(0)), "zero");
+    EXPECT_STREQ(kText.at(table.id(1)), "UNKNOWN");
+    EXPECT_STREQ(kText.at(table.id(7)), "two");
+    EXPECT_EQ(table.id(8), 0);
+    EXPECT_EQ(table.id(UINT_MAX), 0);
 }
 
-TEST(NameTable, givesOffsetsOfPairs) {
+TEST(NameTable, givesNamesOfPairs) {
     constexpr auto table = ozu::pairTable<kPairs>(kText);
-    EXPECT_STREQ(kText.at(table.offset(1, 3)), "two");
-    EXPECT_STREQ(kText.at(table.offset(4, 1)), "four");
+    EXPECT_STREQ(kText.at(table.id(1, 3)), "two");
+    EXPECT_STREQ(kText.at(table.id(4, 1)), "four");
     for (const auto &[group, code] : std::vector<std::pair<unsigned, unsigned>>{{0, 0},
                                                                                 {1, 2},
                                                                                 {1, 4},
@@ -324,7 +324,7 @@ TEST(NameTable, givesOffsetsOfPairs) {
                                                                                 {UINT_MAX, 0},
                                                                                 {1, UINT_MAX},
                                                                                 {4, UINT_MAX}}) {
-        EXPECT_EQ(table.offset(group, code), 0) << group << ' ' << code;
+        EXPECT_EQ(table.id(group, code), 0) << group << ' ' << code;
     }
 }
 
