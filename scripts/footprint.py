@@ -133,7 +133,7 @@ def rooms(machine):
 
 def check_sizes(report, elf, limited):
     """Held on the panel's machine, shown elsewhere."""
-    used = sum(elf.sections.get(name, (0, 0))[1] for name in (".text", ".rodata"))
+    used = sum(size for name, (_, size) in elf.sections.items() if re.match(r"\.(text|rodata)\b", name))
     sizes = {
         "size of the stripped library": (elf.path.stat().st_size, LIMITS["library_bytes"]),
         "code and constants": (used, LIMITS["code_and_constants_bytes"]),

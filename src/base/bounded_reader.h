@@ -21,14 +21,11 @@ class BoundedReader {
     [[nodiscard]] constexpr std::size_t remaining() const noexcept { return bytes_.size() - position_; }
     [[nodiscard]] constexpr std::span<const std::uint8_t> all() const noexcept { return bytes_; }
 
-    constexpr std::uint8_t u8() noexcept {
-        const auto field = bytes(1);
-        return field.empty() ? std::uint8_t{0} : field[0];
-    }
+    constexpr std::uint8_t u8() noexcept { return take(1) ? bytes_[position_ - 1] : std::uint8_t{0}; }
     // Network byte order.
     constexpr std::uint16_t u16be() noexcept {
-        const auto field = bytes(2);
-        return field.empty() ? std::uint16_t{0} : static_cast<std::uint16_t>((field[0] << 8) | field[1]);
+        return take(2) ? static_cast<std::uint16_t>(bytes_[position_ - 2] << 8 | bytes_[position_ - 1])
+                       : std::uint16_t{0};
     }
     constexpr std::uint32_t u32be() noexcept {
         const std::uint32_t high = u16be();
@@ -39,25 +36,23 @@ class BoundedReader {
     Record record() noexcept {
         static_assert(std::is_trivially_copyable_v<Record>);
         Record value{};
-        if (const auto field = bytes(sizeof(Record)); !field.empty()) {
-            std::memcpy(&value, field.data(), sizeof(Record));
+        if (take(sizeof(Record))) {
+            std::memcpy(&value, bytes_.data() + (position_ - sizeof(Record)), sizeof(Record));
         }
         return value;
     }
     // The next count bytes, or none when fewer remain.
     constexpr std::span<const std::uint8_t> bytes(std::size_t count) noexcept {
-        if (!ok_ || count > remaining()) {
-            ok_ = false;
+        if (!take(count)) {
             return {};
         }
-        const auto field = bytes_.subspan(position_, count);
-        position_ += count;
-        return field;
+        return bytes_.subspan(position_ - count, count);
     }
-    constexpr void skip(std::size_t count) noexcept { static_cast<void>(bytes(count)); }
-    // Goes on at the next multiple of the alignment, or at the end: the last record needs no padding.
+    constexpr void skip(std::size_t count) noexcept { static_cast<void>(take(count)); }
+    // Goes on at the next multiple of the alignment, a power of two, or at the end: the last record needs no
+    // padding.
     constexpr void skipPadding(std::size_t alignment) noexcept {
-        const std::size_t padding = (alignment - position_ % alignment) % alignment;
+        const std::size_t padding = (0 - position_) & (alignment - 1);
         skip(padding < remaining() ? padding : remaining());
     }
     // Goes on at an absolute position.
@@ -70,6 +65,12 @@ class BoundedReader {
     }
 
   private:
+    constexpr bool take(std::size_t count) noexcept {
+        ok_ = ok_ && count <= remaining();
+        position_ += ok_ ? count : 0;
+        return ok_;
+    }
+
     std::span<const std::uint8_t> bytes_;
     std::size_t position_ = 0;
     bool ok_ = true;

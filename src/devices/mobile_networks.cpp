@@ -60,14 +60,19 @@ constexpr NetworkRule kMixed[] = {
 
 enum class Networks : std::uint8_t { Unknown, TwoDigits, ThreeDigits, Mixed };
 
+// Four countries to a byte.
 struct CountryTable {
-    Networks networks[kCountries] = {};
+    std::uint8_t networks[kCountries / 4] = {};
 
+    [[nodiscard]] constexpr Networks of(unsigned int country) const noexcept {
+        return static_cast<Networks>(networks[country / 4] >> (country % 4 * 2) & 3);
+    }
     consteval void enter(unsigned int country, Networks kind) {
-        if (networks[country] != Networks::Unknown) {
+        if (of(country) != Networks::Unknown) {
             ozu::badTable("a country is listed twice");
         }
-        networks[country] = kind;
+        networks[country / 4] |=
+            static_cast<std::uint8_t>(static_cast<unsigned int>(kind) << (country % 4 * 2));
     }
 };
 
@@ -124,7 +129,7 @@ std::size_t networkLength(long country, const char *network) noexcept {
     if (country < 0 || country >= static_cast<long>(kCountries)) {
         return 0;
     }
-    switch (kTable.networks[country]) {
+    switch (kTable.of(static_cast<unsigned int>(country))) {
     case Networks::TwoDigits:
         return 2;
     case Networks::ThreeDigits:

@@ -106,10 +106,10 @@ Outcome decode(Validation &v, const unsigned char *data, unsigned long size) noe
 
 // Hands the memory behind the whole pages of a buffer back; the buffer itself stays allocated.
 void dropPages(unsigned char *buffer, std::size_t size) noexcept {
-    const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE)); // a power of two
     const auto start = reinterpret_cast<std::uintptr_t>(buffer);
-    const std::uintptr_t first = (start + page - 1) / page * page;
-    const std::uintptr_t end = (start + size) / page * page;
+    const std::uintptr_t first = (start + page - 1) & -page;
+    const std::uintptr_t end = (start + size) & -page;
     if (end > first) {
         static_cast<void>(madvise(buffer + (first - start), end - first, MADV_DONTNEED));
     }

@@ -1,6 +1,7 @@
 // Running processes, found by their command name.
 
 #include <utils_ozu/files.h>
+#include <utils_ozu/text.h>
 
 #include <base/panel_width.h>
 #include <base/unique_fd.h>
@@ -10,13 +11,13 @@
 #include <unistd.h>
 
 #include <array>
-#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
 
 namespace {
+
+constexpr unsigned int kMostDigits = 10;
 
 class Directory {
   public:
@@ -44,17 +45,19 @@ class Directory {
 // The first line of a process's command line. One read is all it takes: the kernel hands out what there is.
 class CommandLine {
   public:
-    CommandLine(int proc, long pid) noexcept {
-        constexpr std::string_view kFile = "/cmdline";
-        std::array<char, 32> path = {};
-        const auto number = std::to_chars(path.data(), path.data() + path.size(), pid);
-        memcpy(number.ptr, kFile.data(), kFile.size());
+    CommandLine(int proc, int pid) noexcept {
+        constexpr char kFile[] = "/cmdline";
+        std::array<char, 32> path = {'-'};
+        char *end = pid < 0 ? &path[1] : path.data();
+        const auto number = static_cast<unsigned int>(pid);
+        end += ozuutils_Num2MinimalDecStr(pid < 0 ? 0U - number : number, end, kMostDigits);
+        memcpy(end, kFile, sizeof(kFile));
         const ozu::UniqueFd file(openat(proc, path.data(), O_RDONLY | O_CLOEXEC));
         if (!file.valid()) {
             return;
         }
-        const ssize_t length = read(file.get(), text_.data(), text_.size() - 1);
-        text_[length > 0 ? static_cast<std::size_t>(length) : 0] = '\0';
+        const ssize_t got = read(file.get(), text_.data(), text_.size() - 1);
+        text_[got > 0 ? static_cast<std::size_t>(got) : 0] = '\0';
         if (char *lineFeed = strchr(text_.data(), '\n'); lineFeed != nullptr) {
             lineFeed[1] = '\0';
         }
@@ -80,14 +83,14 @@ int ozuutils_findProcessId(const char *name) noexcept {
     }
     while (const char *entry = proc.next()) {
         char *end = nullptr;
-        const long pid = ozu::panelLong(strtol(entry, &end, 10));
+        const int pid = ozu::panelLong(strtol(entry, &end, 10));
         if (*end != '\0') {
             continue;
         }
         CommandLine line(proc.fd(), pid);
         const char *program = line.program();
         if (program != nullptr && strcmp(program, name) == 0) {
-            return static_cast<int>(pid);
+            return pid;
         }
     }
     return -1;

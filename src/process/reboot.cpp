@@ -62,8 +62,10 @@ int WaitForUnsentDataBeforeReboot(int extraWaitSeconds) noexcept {
     if (!inFlight) {
         return 1;
     }
+    int nextProgress = 0;
     for (int i = 0; i < extraWaitSeconds && inFlight; ++i) {
-        if (i % kProgressEverySeconds == 0) {
+        if (i == nextProgress) {
+            nextProgress += kProgressEverySeconds;
             OZU_LOG_SHORT(ozu::level::kNotable,
                           "RebootSystem: Additional waiting for unsent messages to be sent (+%ds)", i);
         }

@@ -7,12 +7,11 @@
 
 #include <openssl/rand.h>
 
-#include <cstdint>
 #include <cstdlib>
 
 namespace {
 
-constexpr std::int64_t kLargest = 2147483647; // what rand() gives at most
+constexpr double kLargest = 2147483647; // what rand() gives at most
 
 } // namespace
 
@@ -31,12 +30,19 @@ unsigned ozuutils_rand_bytes(unsigned char *buf, int count) noexcept {
 }
 
 int ozuutils_random(int min, int max) noexcept {
-    const std::int64_t number = std::rand();
-    const std::int64_t span = std::int64_t{max} - min + 1;
+    // Whole numbers of 33 bits, of which also the quotients come out right; the panel's processor divides
+    // them in one instruction and integers in none.
+    const double number = std::rand();
+    const double span = static_cast<double>(max) - min + 1;
     if (span == 0) {
         return min;
     }
-    // The width of one bucket; 64 bits, since for a span of 1 it is 2^31. It is 0 for some reversed limits.
-    const std::int64_t width = kLargest / span + 1;
-    return width == 0 ? min : static_cast<int>(number / width + min);
+    // The width of one bucket; for a span of 1 it is 2^31, for some reversed limits 0.
+    const double width = static_cast<int>(kLargest / span) + 1.0;
+    if (width == 0) {
+        return min;
+    }
+    // Reversed limits may carry the sum out of range.
+    return static_cast<int>(static_cast<unsigned int>(min) +
+                            static_cast<unsigned int>(static_cast<int>(number / width)));
 }

@@ -1,6 +1,7 @@
 // The board's serial number in a kernel command line.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <string_view>
@@ -12,11 +13,17 @@ struct SerialParameter {
     std::string_view value; // empty when nothing but blanks follows
 };
 
+// What comes before the first such character; all of it when there is none. Unlike substr() it needs nothing
+// of the C++ library.
+constexpr std::string_view textBefore(std::string_view text, char end) noexcept {
+    return {text.data(), std::min(text.find(end), text.size())};
+}
+
 // The text ends at its first zero byte. The value is the first word after the '=', even when blanks come
 // before it.
 constexpr SerialParameter findSerialNumber(std::string_view line) noexcept {
     constexpr std::string_view kName = "androidboot.serialno=";
-    line = line.substr(0, line.find('\0'));
+    line = textBefore(line, '\0');
     const auto name = line.find(kName);
     if (name == std::string_view::npos) {
         return {};
@@ -25,8 +32,8 @@ constexpr SerialParameter findSerialNumber(std::string_view line) noexcept {
     if (start == std::string_view::npos) {
         return {true, {}};
     }
-    line.remove_prefix(start); // unlike substr() it needs nothing of the C++ library
-    return {true, line.substr(0, line.find(' '))};
+    line.remove_prefix(start);
+    return {true, textBefore(line, ' ')};
 }
 
 // The value of a hexadecimal digit, 16 for any other character.

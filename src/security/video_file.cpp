@@ -55,14 +55,14 @@ class Region {
   public:
     Region(EVP_CIPHER_CTX *context, std::FILE *file, std::size_t chunkSize, long offset) noexcept
         : context_(context), file_(file), chunkSize_(chunkSize),
-          blocksSize_((chunkSize + kBlockSize - 1) / kBlockSize * kBlockSize),
+          blocksSize_((chunkSize + kBlockSize - 1) & ~(kBlockSize - 1)),
           position_(static_cast<unsigned long>(offset)) {}
 
     unsigned decrypt() noexcept {
-        const std::size_t wanted = kPieceSize / blocksSize_ * chunkSize_;
+        const std::size_t wanted = chunkSize_ == blocksSize_ ? kPieceSize : kPieceSize / 32 * 24;
         for (bool first = true;; first = false) {
             const std::size_t got = std::fread(stored_.data(), 1, wanted, file_);
-            const std::size_t whole = got / chunkSize_ * chunkSize_;
+            const std::size_t whole = chunksIn(got) * chunkSize_;
             if (whole == 0) {
                 return kDone;
             }
@@ -83,6 +83,20 @@ class Region {
     }
 
   private:
+    // The whole chunks in so many bytes of a piece. A chunk has two, three or four times 8 bytes; the panel's
+    // processor has no instruction for a division.
+    [[nodiscard]] std::size_t chunksIn(std::size_t bytes) const noexcept {
+        const std::size_t units = bytes / 8;
+        switch (chunkSize_) {
+        case 16:
+            return units / 2;
+        case 32:
+            return units / 4;
+        default: // a third: exact for so small a number
+            return units * 43691 >> 17U;
+        }
+    }
+
     // Deciphers the first count bytes of the stored piece, whole chunks, into the plain one.
     bool decipher(std::size_t count) noexcept {
         int produced = 0;
@@ -90,7 +104,7 @@ class Region {
             return EVP_DecryptUpdate(context_, plain_.data(), &produced, stored_.data(),
                                      static_cast<int>(count)) == 1;
         }
-        const std::size_t chunks = count / chunkSize_;
+        const std::size_t chunks = chunksIn(count);
         for (std::size_t i = 0; i < chunks; ++i) {
             unsigned char *blocks = plain_.data() + i * blocksSize_;
             std::memcpy(blocks, stored_.data() + i * chunkSize_, chunkSize_);
@@ -125,16 +139,17 @@ class Region {
 
     // How many of the next count bytes may go in one write.
     [[nodiscard]] std::size_t runWithoutSplitChunk(std::size_t count) const noexcept {
-        if (kPageSize % chunkSize_ == 0 && position_ % chunkSize_ == 0) {
+        // Two of the chunk sizes are the block's own, powers of two that a page is a multiple of.
+        if (chunkSize_ == blocksSize_ && (position_ & (chunkSize_ - 1)) == 0) {
             return count;
         }
         const std::size_t toPageEnd = kPageSize - position_ % kPageSize;
-        return std::min(count, std::max(toPageEnd / chunkSize_ * chunkSize_, chunkSize_));
+        return std::min(count, std::max(chunksIn(toPageEnd) * chunkSize_, chunkSize_));
     }
 
     // After a write that ended inside a chunk: puts the stored bytes of that chunk back.
     void restoreSplitChunk(std::size_t written) noexcept {
-        const std::size_t split = written % chunkSize_;
+        const std::size_t split = written - chunksIn(written) * chunkSize_;
         if (split != 0 && std::fseek(file_, -static_cast<long>(split), SEEK_CUR) == 0) {
             static_cast<void>(std::fwrite(stored_.data() + (written - split), 1, split, file_));
         }

@@ -7,11 +7,17 @@
 #include <base/panel_width.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 
 namespace {
 
 constexpr unsigned int kMostDigits = 10; // of a 32-bit number
+
+// A division by 100; the panel's processor has no instruction for it.
+constexpr unsigned int hundredsOf(unsigned int num) noexcept {
+    return static_cast<unsigned int>((std::uint64_t{num} * 0x51EB851FU) >> 37U);
+}
 
 // The digits of a number, right-aligned, rendered two at a time.
 struct Decimal {
@@ -19,8 +25,9 @@ struct Decimal {
         char *end = digits + kMostDigits;
         while (num >= 100) {
             end -= 2;
-            ozu::text::putDecimalPair(end, num % 100);
-            num /= 100;
+            const unsigned int hundreds = hundredsOf(num);
+            ozu::text::putDecimalPair(end, num - hundreds * 100);
+            num = hundreds;
         }
         if (num >= 10) {
             end -= 2;

@@ -4,7 +4,6 @@
 
 #include <utils_ozu/text.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 
@@ -66,9 +65,10 @@ char *ozuutils_data2hexstr(const unsigned char *data, unsigned int len, char *ds
         return nullptr;
     }
     const unsigned int sepLength = sep == nullptr ? 0 : static_cast<unsigned int>(strlen(sep));
-    const unsigned int count = std::min((dstSize - 1) / (sepLength + 2), len);
+    const unsigned int step = sepLength + 2;
+    unsigned int room = dstSize - 1;
     char *end = dst;
-    for (unsigned int i = 0; i < count; ++i) {
+    for (unsigned int i = 0; i < len && room >= step; ++i, room -= step) {
         if (i > 0 && sepLength > 0) {
             memcpy(end, sep, sepLength);
             end += sepLength;
