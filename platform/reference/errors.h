@@ -6,6 +6,7 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace ozu::platform {
 
@@ -21,8 +22,9 @@ class Error : public std::runtime_error {
 // The code for an errno of a file operation.
 Code codeOfErrno(int error) noexcept;
 
-// Writes a line about the platform itself into the process's log.
-void note(int level, const char *function, const std::string &text) noexcept;
+// Writes a line about the platform itself into the process's log. Takes no string: memory may be what is
+// missing.
+void note(int level, const char *function, std::string_view text) noexcept;
 
 // Runs the body of an exported function: nothing it throws leaves it, and failures are noted.
 template <class Body>

@@ -171,7 +171,7 @@ void forgetLog() noexcept {
     log.logger.reset();
 }
 
-void note(int level, const char *function, const std::string &text) noexcept {
+void note(int level, const char *function, std::string_view text) noexcept {
     logging([&] {
         Log &log = theLog();
         if (level >= log.lowestLevel.load(std::memory_order_relaxed)) {

@@ -241,6 +241,18 @@ void undoHalfChange(Segment &segment) {
     }
 }
 
+// A reason is told once, however often the record is asked for, until there is another one.
+void noteRefusal(const char *reason) noexcept {
+    static std::mutex mutex;
+    static std::array<char, 1024> told{};
+    // Never waited for: a fork may have caught it, and another thread tells the reason already.
+    const std::unique_lock guard(mutex, std::try_to_lock);
+    if (guard && std::strncmp(told.data(), reason, told.size() - 1) != 0) {
+        std::strncpy(told.data(), reason, told.size() - 1);
+        note(80000, "ozudb_getSharedMemory", reason);
+    }
+}
+
 } // namespace
 
 void lockSegmentForFork() noexcept {
@@ -275,13 +287,7 @@ Segment *trySharedSegment() noexcept {
     try {
         return &sharedSegment();
     } catch (const std::exception &error) {
-        static std::mutex mutex;
-        static std::string noted;
-        const std::lock_guard guard(mutex);
-        if (noted != error.what()) {
-            noted = error.what();
-            note(80000, "ozudb_getSharedMemory", noted);
-        }
+        noteRefusal(error.what());
         return nullptr;
     }
 }
