@@ -54,6 +54,10 @@ std::vector<std::string> detectorThen(std::initializer_list<std::string> more) {
     return calls;
 }
 
+PanelSharedState *recordAt(void *memory) {
+    return static_cast<PanelSharedState *>(memory);
+}
+
 std::vector<std::string> bypassEnded(int deviceType) {
     return detectorThen({"time()", "ozudb_ModifyBypassExpiry(201, 0, -1)",
                          "MESSENGER_SendTBBEvent(7, " + std::to_string(deviceType) + ", 1, 2, 0, 0, 65535)"});
@@ -386,7 +390,7 @@ TEST_F(DeviceState, indexOutOfRangeTouchesNoMemory) {
     constexpr std::size_t kRoom = std::size_t{1} << 20;
     void *unreadable = mmap(nullptr, 2 * kRoom, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(unreadable, MAP_FAILED);
-    platform().record = reinterpret_cast<PanelSharedState *>(static_cast<char *>(unreadable) + kRoom);
+    platform().record = recordAt(static_cast<char *>(unreadable) + kRoom);
     for (const int index : {-1, 206, 207, 255, 256, 65535, 65536, INT_MAX, INT_MIN}) {
         EXPECT_EQ(IsDeviceMagnetType(index), 0);
         EXPECT_EQ(ozuutils_isCameraDevice(index), 0);
@@ -404,7 +408,7 @@ TEST_F(DeviceState, indexesInRangeStayInTheRecord) {
         for (const int fill : {0x00, 0xFF}) {
             const ozu::test::GuardedBuffer memory(sizeof(PanelSharedState), edge,
                                                   static_cast<unsigned char>(fill));
-            platform().record = reinterpret_cast<PanelSharedState *>(memory.bytes());
+            platform().record = recordAt(memory.bytes());
             for (int index = 0; index < MAX_DEVICE_INDEX; ++index) {
                 platform().tagReaders[index] = index % 4 == 0 ? 1 : 0;
                 platform().rfInputs[index] = index % 4 == 1 ? 1 : 0;
