@@ -8,6 +8,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -41,10 +42,13 @@ void step(const char *text) noexcept {
     OZU_LOG_STEP("%s", text);
 }
 
+constexpr JDIMENSION kColumns = 16; // that are made into samples
+
 // Only the verdict counts, and only reading and decoding the entropy-coded data can find fault with a
-// picture. So the work on the pixels behind it may be coarse.
+// picture. So the work on the pixels behind it may be coarse. The colours stay as they are stored, which has
+// as many components as what the decoder would convert them to.
 void preferSpeed(jpeg_decompress_struct &decoder) noexcept {
-    decoder.dct_method = JDCT_IFAST;
+    decoder.out_color_space = decoder.jpeg_color_space;
     decoder.do_fancy_upsampling = FALSE;
     decoder.do_block_smoothing = FALSE;
 }
@@ -71,6 +75,8 @@ unsigned char *allocatePixels(const jpeg_decompress_struct &decoder, volatile st
 void readScanlines(jpeg_decompress_struct &decoder, unsigned char *pixels) noexcept {
     const std::size_t stride =
         std::size_t{decoder.output_width} * static_cast<std::size_t>(decoder.output_components);
+    // What remains of the work on a row is proportional to this; its buffers are laid out by now.
+    decoder.output_width = std::min(decoder.output_width, kColumns);
     while (decoder.output_scanline < decoder.output_height) {
         JSAMPROW row = pixels + decoder.output_scanline * stride;
         jpeg_read_scanlines(&decoder, &row, 1);
