@@ -29,7 +29,7 @@ OZU_BEGIN_DECLS
  *           a wrong padding (not logged);
  *         4 when a file could not be opened (logs at 70000)
  *
- * Blocks for as long as the files take. Uses about 33 KB of stack.
+ * Blocks for as long as the files take. Uses about 66 KB of stack.
  */
 OZU_API unsigned ozuutils_crypt_aes128ecb(const char *inPath, const char *outPath, const unsigned char *key,
                                           int encrypt) OZU_NOEXCEPT;
@@ -75,7 +75,7 @@ OZU_API int ozuutils_random(int min, int max) OZU_NOEXCEPT;
  *         1 when a seek, the cipher or a write failed, or the region does not begin with "OZU";
  *         2 for a null path or key; 4 for another keyLen; 70 when the file could not be opened
  *
- * Blocks for as long as the file takes. Uses about 33 KB of stack. Not to be called twice on the same file at
+ * Blocks for as long as the file takes. Uses about 66 KB of stack. Not to be called twice on the same file at
  * once.
  */
 OZU_API unsigned decryptVideoFile(const char *path, const unsigned char *key, unsigned keyLen,

@@ -13,7 +13,7 @@ constexpr unsigned kDone = 0;
 constexpr unsigned kCipherFailed = 2;
 constexpr unsigned kNotOpened = 4;
 
-constexpr std::size_t kPieceSize = 16384;
+constexpr std::size_t kPieceSize = 32768;
 constexpr std::size_t kBlockSize = 16;
 
 // Results of the writes are not looked at: the cipher's verdict is the result.

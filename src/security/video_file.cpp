@@ -21,7 +21,7 @@ constexpr unsigned kBadKeyLength = 4;
 constexpr unsigned kNotOpened = 70;
 
 constexpr std::size_t kBlockSize = 16;
-constexpr std::size_t kPieceSize = 16384;
+constexpr std::size_t kPieceSize = 32768;
 constexpr std::size_t kPageSize = 4096;
 constexpr char kMark[] = {'O', 'Z', 'U'};
 

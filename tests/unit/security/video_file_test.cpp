@@ -226,7 +226,7 @@ TEST_P(VideoFileShape, decryptsWholeChunksAtEverySizeAndOffset) {
     for (std::size_t size = 0; size <= 3 * chunk + 1; ++size) {
         sizes.push_back(size);
     }
-    for (const std::size_t border : {4096U, 12288U, 16384U, 32768U, 65536U}) {
+    for (const std::size_t border : {4096U, 16384U, 24576U, 32768U, 49152U, 65536U}) {
         for (const std::size_t delta : {0U, 1U, 15U, 16U, 17U, 24U}) {
             sizes.push_back(border + delta);
             sizes.push_back(border - delta);
@@ -360,8 +360,8 @@ TEST_F(VideoFile, wrongKeyAndSecondRunLeaveTheFileAlone) {
 
 TEST_F(VideoFile, markIsAskedOfTheFirstChunkOnly) {
     // A later piece that begins with other bytes is no reason to stop.
-    const std::string plain = video(49152);
-    ASSERT_NE(plain.substr(16384, 3), "OZU");
+    const std::string plain = video(98304);
+    ASSERT_NE(plain.substr(32768, 3), "OZU");
     writeFile(file, encrypted(plain, keyOf(16)));
     EXPECT_EQ(run(16), 0u);
     EXPECT_TRUE(readFile(file) == plain);
@@ -385,7 +385,7 @@ TEST_F(VideoFile, cipherFailures) {
 
 TEST_F(VideoFile, everyFailedSeekEndsOnAChunk) {
     for (const unsigned keyLen : {16U, 24U, 32U}) {
-        const std::string before = noise(100, 3) + region(50000, keyLen);
+        const std::string before = noise(100, 3) + region(120000, keyLen);
         for (int call = 0;; ++call) {
             writeFile(file, before);
             faults = {};
@@ -394,7 +394,7 @@ TEST_F(VideoFile, everyFailedSeekEndsOnAChunk) {
             const std::size_t done = expectPrefix(before, keyLen, 100);
             if (result == 0) {
                 EXPECT_GE(call, 6);
-                EXPECT_EQ(done, 50000 / keyLen * keyLen);
+                EXPECT_EQ(done, 120000 / keyLen * keyLen);
                 break;
             }
             EXPECT_EQ(result, 1u);
@@ -426,7 +426,7 @@ TEST_F(VideoFile, everyFailedReadEndsWithSuccessOnAChunk) {
 
 TEST_F(VideoFile, everyShortWriteEndsOnAChunk) {
     for (const unsigned keyLen : {16U, 24U, 32U}) {
-        const std::string before = noise(1003, 3) + region(20000, keyLen);
+        const std::string before = noise(1003, 3) + region(40000, keyLen);
         for (const std::size_t written : {0U, 1U, 15U, 16U, 23U, 24U, 25U, 31U, 33U, 47U, 100U, 1000U}) {
             for (int call = 0;; ++call) {
                 writeFile(file, before);
@@ -445,7 +445,7 @@ TEST_F(VideoFile, everyShortWriteEndsOnAChunk) {
 TEST_F(VideoFile, killedBeforeAnyWriteEndsOnAChunk) {
     for (const unsigned keyLen : {16U, 24U, 32U}) {
         for (const std::size_t offset : {0U, 777U}) {
-            const std::string before = noise(offset, 3) + region(20000, keyLen);
+            const std::string before = noise(offset, 3) + region(40000, keyLen);
             bool killed = true;
             for (int call = 0; killed; ++call) {
                 writeFile(file, before);
@@ -458,7 +458,7 @@ TEST_F(VideoFile, killedBeforeAnyWriteEndsOnAChunk) {
                 ASSERT_EQ(waitpid(child, &status, 0), child);
                 killed = WIFSIGNALED(status);
                 const std::size_t done = expectPrefix(before, keyLen, offset);
-                EXPECT_TRUE(killed || done == std::size_t{20000} / keyLen * keyLen);
+                EXPECT_TRUE(killed || done == std::size_t{40000} / keyLen * keyLen);
             }
         }
     }
@@ -472,7 +472,7 @@ TEST_F(VideoFile, noWriteCrossesAPageInsideAChunk) {
     ASSERT_EQ(run(24), 0u);
     EXPECT_EQ(faults.writeCount, 6) << "four parts of pages and two chunks across their borders";
     faults = {};
-    writeFile(file, region(32768, 32));
+    writeFile(file, region(65536, 32));
     ASSERT_EQ(run(32), 0u);
     EXPECT_EQ(faults.writeCount, 2) << "pages end on chunks: whole pieces";
 }
