@@ -225,8 +225,7 @@ int ozudb_ModifyBypassExpiry(int zoneIndex, int bypassed, int expiry);
 
 /** Returns non-zero when the device is a tag reader, 0 otherwise and for an index out of range. */
 int ozudb_isTagReader(int deviceIndex);
-/** Returns non-zero when the device is an RF input, 0 otherwise and for an index out of range.
- */
+/** Returns non-zero when the device is an RF input, 0 otherwise and for an index out of range. */
 int ozudb_isRfInput(int deviceIndex);
 /** Returns non-zero when the device is a radio detector, 0 otherwise and for an index out of range. */
 int ozudb_isRfDetector(int deviceIndex);
