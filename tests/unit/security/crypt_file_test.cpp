@@ -1,6 +1,7 @@
 #include <utils_ozu/crypto.h>
 
 #include "fake_platform.h"
+#include "small_stack.h"
 #include "test_files.h"
 
 #include <openssl/err.h>
@@ -359,6 +360,14 @@ TEST_F(CryptFile, readsAPipeToItsEnd) {
         "(head -c 5; sleep 0.05; head -c 30000; sleep 0.05; cat) <" + in + " >" + pipe + " &";
     ASSERT_EQ(system(command.c_str()), 0); // NOLINT(cert-env33-c)
     EXPECT_EQ(run(pipe, out, 1), 0u);
+    EXPECT_EQ(readFile(out), openssl("-e", in));
+}
+
+TEST_F(CryptFile, smallStackIsEnough) {
+    writeFile(in, noise(100000));
+    unsigned result = 99;
+    ozu::test::onSmallStack(std::size_t{128} << 10, [&] { result = run(in, out, 1); });
+    EXPECT_EQ(result, 0u);
     EXPECT_EQ(readFile(out), openssl("-e", in));
 }
 

@@ -1,6 +1,7 @@
 #include <utils_ozu/crypto.h>
 
 #include "fake_platform.h"
+#include "small_stack.h"
 #include "test_files.h"
 
 #include <openssl/aes.h>
@@ -495,6 +496,14 @@ TEST_F(VideoFile, fileSizeLimitEndsOnAChunk) {
         EXPECT_EQ(WEXITSTATUS(status), 1);
         EXPECT_EQ(expectPrefix(before, keyLen, 5), (40003 - 5) / keyLen * keyLen);
     }
+}
+
+TEST_F(VideoFile, smallStackIsEnough) {
+    writeFile(file, region(100000, 32));
+    unsigned result = 99;
+    ozu::test::onSmallStack(std::size_t{128} << 10, [&] { result = run(32); });
+    EXPECT_EQ(result, 0u);
+    EXPECT_TRUE(readFile(file) == video(100000));
 }
 
 TEST_F(VideoFile, errorQueueStaysAsItWas) {
