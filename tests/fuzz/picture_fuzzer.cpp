@@ -32,7 +32,7 @@ void tell(unsigned kind, unsigned detail, unsigned place) {
 
 // How far the decoder has come: which scan, and which eighth of the picture.
 void tellMessage(j_common_ptr common) {
-    const auto *decoder = reinterpret_cast<j_decompress_ptr>(common);
+    const auto *decoder = static_cast<jpeg_decompress_struct *>(static_cast<void *>(common));
     const auto code = static_cast<unsigned>(common->err->msg_code);
     const auto rows = std::max(1U, static_cast<unsigned>(decoder->total_iMCU_rows));
     tell(code, static_cast<unsigned>(common->err->msg_parm.i[0]),

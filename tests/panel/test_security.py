@@ -141,6 +141,16 @@ def test_file_cipher_failures_have_their_codes(panel):
         assert done.returncode == code and text in done.stderr, arguments
 
 
+def test_file_cipher_does_not_empty_its_input(panel):
+    (panel.tmp / "plain").write_text("some text")
+    (panel.tmp / "link").unlink(missing_ok=True)
+    (panel.tmp / "link").symlink_to("plain")
+    for output in ("/tmp/plain", "/tmp/../tmp/plain", "/tmp/link"):
+        done = ozuctl(panel, "crypt", "encrypt", "--key", KEYS[16], "/tmp/plain", output)
+        assert done.returncode == 5 and "the output is the input" in done.stderr
+    assert (panel.tmp / "plain").read_text() == "some text"
+
+
 def test_file_cipher_on_a_full_disk_reports_success(panel):
     disk = small_disk(panel, "full", 65536)
     plain = random.Random(2).randbytes(200_000)

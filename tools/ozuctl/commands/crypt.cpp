@@ -84,6 +84,10 @@ struct CryptOptions {
 };
 
 ExitCode runCrypt(const Context &context, const CryptOptions &options, bool encrypt) {
+    if (std::error_code error; std::filesystem::equivalent(options.in, options.out, error)) {
+        throw CommandError(kRefused,
+                           "refused: the output is the input, which opening it for writing would empty");
+    }
     Bytes key = keyBytes(options.key, {16});
     umask(077);
     unsigned result = 0;
