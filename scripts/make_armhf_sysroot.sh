@@ -68,6 +68,8 @@ find "$sysroot.new" -xdev -type l -lname '/*' | while read -r link; do
     /usr/* | /lib/*) ln -sfn "$(realpath -m --relative-to="$(dirname "$link")" "$sysroot.new$target")" "$link" ;;
     esac
 done
+# Emulated programs see these instead of their own machine's, or their box's.
+rm -f "$sysroot.new"/etc/{resolv.conf,hostname}
 rm -rf "$sysroot.new"/dev "$sysroot.new"/var "$sysroot.new"/usr/share/{doc,man,locale,info}
 echo "$stamp" >"$sysroot.new/.made-from"
 rm -rf "$sysroot"

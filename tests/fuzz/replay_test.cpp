@@ -13,11 +13,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 
 namespace {
 
-class Corpus : public ozu::test::PlatformTest {};
+class OZU_CORPUS_SUITE : public ozu::test::PlatformTest {};
 
 } // namespace
 
-TEST_F(Corpus, everyFilePasses) {
+TEST_F(OZU_CORPUS_SUITE, everyFilePasses) {
     int files = 0;
     for (const auto &entry : std::filesystem::directory_iterator(OZU_CORPUS)) {
         std::ifstream file(entry.path(), std::ios::binary);
