@@ -59,35 +59,38 @@ typedef enum sec_partition {
  * freed.
  */
 static inline const char *stringFromSec_cmd(unsigned int command) OZU_NOEXCEPT {
-    /* Rows of fixed width: an array of pointers would have to be relocated in every process. */
-    static const char names[MAX_SEC_CMD + 1][38] = {
-        "SEC_CMD_ARM_PARTITION",
-        "SEC_CMD_ARM_PARTITION_IMMEDIATE",
-        "SEC_CMD_FORCE_ARM_PARTITION",
-        "SEC_CMD_FORCE_ARM_PARTITION_IMMEDIATE",
-        "SEC_CMD_DISARM_PARTITION",
-        "SEC_CMD_DISARM",
-        "SEC_DETECTION_WITH_ENTRY_TIME_EVENT",
-        "SEC_DETECTION_WALK_THROUGH_EVENT",
-        "SEC_DETECTION_IMMEDIATE_EVENT",
-        "SEC_TAMPER_EVENT",
-        "SEC_DETECTION_24_HOURS_EVENT",
-        "SEC_DETECTION_JAMMING_EVENT",
-        "SEC_PANIC_EVENT",
-        "SEC_SAFETY_FLOOD_EVENT",
-        "SEC_SAFETY_FLOOD_SUBSIDED_EVENT",
-        "SEC_SAFETY_SMOKE_EVENT",
-        "SEC_SAFETY_SMOKE_SUBSIDED_EVENT",
-        "SEC_SAFETY_GAS_EVENT",
-        "SEC_SAFETY_GAS_SUBSIDED_EVENT",
-        "MAX_SEC_CMD",
-    };
+    /* One after the other: an array of pointers would have to be relocated in every process. */
+    static const char names[] = "SEC_CMD_ARM_PARTITION\0"
+                                "SEC_CMD_ARM_PARTITION_IMMEDIATE\0"
+                                "SEC_CMD_FORCE_ARM_PARTITION\0"
+                                "SEC_CMD_FORCE_ARM_PARTITION_IMMEDIATE\0"
+                                "SEC_CMD_DISARM_PARTITION\0"
+                                "SEC_CMD_DISARM\0"
+                                "SEC_DETECTION_WITH_ENTRY_TIME_EVENT\0"
+                                "SEC_DETECTION_WALK_THROUGH_EVENT\0"
+                                "SEC_DETECTION_IMMEDIATE_EVENT\0"
+                                "SEC_TAMPER_EVENT\0"
+                                "SEC_DETECTION_24_HOURS_EVENT\0"
+                                "SEC_DETECTION_JAMMING_EVENT\0"
+                                "SEC_PANIC_EVENT\0"
+                                "SEC_SAFETY_FLOOD_EVENT\0"
+                                "SEC_SAFETY_FLOOD_SUBSIDED_EVENT\0"
+                                "SEC_SAFETY_SMOKE_EVENT\0"
+                                "SEC_SAFETY_SMOKE_SUBSIDED_EVENT\0"
+                                "SEC_SAFETY_GAS_EVENT\0"
+                                "SEC_SAFETY_GAS_SUBSIDED_EVENT\0"
+                                "MAX_SEC_CMD";
+    const char *name = names;
     if (command > MAX_SEC_CMD) {
         ozulog_printf_extend(80000, "%d is not a valid sec_cmd", SECURITY_OZU_SOURCE, __func__, __LINE__,
                              command);
         return "ERR ENUM";
     }
-    return names[command];
+    for (; command > 0; --command) {
+        while (*name++ != '\0') {
+        }
+    }
+    return name;
 }
 
 /**

@@ -11,19 +11,22 @@ namespace ozu::text {
 
 inline constexpr std::string_view kHexDigits = "0123456789ABCDEF";
 
-// The two digits of every number below 100, one pair after the other.
-inline constexpr auto kDecimalPairs = [] {
-    std::array<char, 200> pairs{};
-    for (std::size_t number = 0; number < 100; ++number) {
-        pairs[2 * number] = kHexDigits[number / 10];
-        pairs[2 * number + 1] = kHexDigits[number % 10];
+// The two digits of every number below Count, one pair after the other.
+template <std::size_t Count, std::size_t Radix>
+constexpr std::array<char, 2 * Count> digitPairs() noexcept {
+    std::array<char, 2 * Count> pairs{};
+    for (std::size_t number = 0; number < Count; ++number) {
+        pairs[2 * number] = kHexDigits[number / Radix];
+        pairs[2 * number + 1] = kHexDigits[number % Radix];
     }
     return pairs;
-}();
+}
+
+inline constexpr auto kHexPairs = digitPairs<256, 16>();
+inline constexpr auto kDecimalPairs = digitPairs<100, 10>();
 
 inline void putHexPair(char *dst, std::uint8_t byte) noexcept {
-    dst[0] = kHexDigits[byte >> 4U];
-    dst[1] = kHexDigits[byte & 0xFU];
+    std::memcpy(dst, &kHexPairs[2 * static_cast<std::size_t>(byte)], 2);
 }
 
 inline void putDecimalPair(char *dst, unsigned int below100) noexcept {

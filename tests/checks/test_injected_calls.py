@@ -4,7 +4,7 @@ import re
 
 import tree
 
-ROOMS = "alarm ares_dns base devices network process text time".split()
+ROOMS = "alarm ares_dns devices network process text time".split()
 OBJECTS = tree.BUILD / "src/CMakeFiles/utils_ozu_objects.dir"
 INJECTION = tree.ROOT / "tests/unit/injection"
 
