@@ -219,7 +219,9 @@ void *__wrap_malloc(size_t size) {
 }
 
 void __wrap_free(void *memory) {
-    injection().memory.erase(memory);
+    if (injection().active()) {
+        injection().memory.erase(memory);
+    }
     __real_free(memory);
 }
 

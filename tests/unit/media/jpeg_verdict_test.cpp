@@ -18,6 +18,7 @@ namespace {
 struct Decoder {
     bool warns = false; // counts a warning that it does not print
     int destroyed = 0;
+    bool counting = false;
     std::set<void *> blocks; // that the library allocated and has not freed
     int frees = 0;
 } decoder;
@@ -30,7 +31,11 @@ class JpegVerdict : public ozu::test::PlatformTest {
     }
     static int validate() {
         const std::string jpeg = ozu::test::picture({});
-        return ozuutils_jpegValidator(reinterpret_cast<const unsigned char *>(jpeg.data()), jpeg.size());
+        decoder.counting = true;
+        const int result =
+            ozuutils_jpegValidator(reinterpret_cast<const unsigned char *>(jpeg.data()), jpeg.size());
+        decoder.counting = false;
+        return result;
     }
     static void expectEnd(const std::vector<std::string> &last) {
         const auto &log = platform().log;
@@ -54,12 +59,16 @@ boolean __real_jpeg_finish_decompress(j_decompress_ptr record);
 
 void *__wrap_malloc(std::size_t size) {
     void *block = __real_malloc(size);
-    decoder.blocks.insert(block);
+    if (decoder.counting) {
+        decoder.blocks.insert(block);
+    }
     return block;
 }
 
 void __wrap_free(void *block) {
-    decoder.frees += decoder.blocks.erase(block) != 0 ? 1 : 0;
+    if (decoder.counting) {
+        decoder.frees += decoder.blocks.erase(block) != 0 ? 1 : 0;
+    }
     __real_free(block);
 }
 
@@ -93,5 +102,5 @@ TEST_F(JpegVerdict, complaintAfterAGoodVerdictKeepsTheBuffer) {
     EXPECT_EQ(decoder.destroyed, 2);
     EXPECT_EQ(decoder.frees, 0);
     ASSERT_EQ(decoder.blocks.size(), 1u);
-    __real_free(*decoder.blocks.begin()); // what the library leaves behind on purpose
+    free(*decoder.blocks.begin()); // what the library leaves behind on purpose
 }
