@@ -1,0 +1,148 @@
+// Faults of the video cipher that no file brings about: the cipher's own, and a disk that fails twice.
+
+#include <utils_ozu/crypto.h>
+
+#include "fake_platform.h"
+#include "test_files.h"
+
+#include <openssl/err.h>
+#include <openssl/evp.h>
+
+#include <cstdio>
+
+using ozu::test::platform;
+using ozu::test::readFile;
+using ozu::test::writeFile;
+
+namespace {
+
+struct Faults {
+    bool initialisation = false, padding = false, deciphering = false;
+    bool writesHalfAChunk = false, cannotGoBack = false;
+    int writes = 0, contexts = 0;
+} faults;
+
+constexpr std::size_t kHalf = 8; // of the shortest chunk
+
+class VideoFaults : public ozu::test::PlatformTest, public testing::WithParamInterface<unsigned> {
+  protected:
+    void SetUp() override {
+        PlatformTest::SetUp();
+        faults = {};
+        ERR_clear_error();
+        writeFile(file, before);
+    }
+    void TearDown() override {
+        faults = {};
+        EXPECT_EQ(ERR_peek_error(), 0UL) << "left in OpenSSL's error queue";
+        EXPECT_THAT(platform().journal, testing::IsEmpty()) << "logs nothing";
+        PlatformTest::TearDown();
+    }
+    unsigned run() {
+        const std::string key(GetParam(), 'k');
+        return decryptVideoFile(file.c_str(), reinterpret_cast<const unsigned char *>(key.data()), GetParam(),
+                                0);
+    }
+    void expectNothingDone() {
+        EXPECT_EQ(run(), 1u);
+        EXPECT_EQ(faults.writes, 0);
+        EXPECT_TRUE(readFile(file) == before);
+        EXPECT_EQ(faults.contexts, 0) << "cipher contexts left";
+    }
+    ozu::test::TemporaryDirectory directory;
+    const std::string file = directory.file("video");
+    const std::string before = ozu::test::noise(1000, 3);
+};
+
+int failed() {
+    ERR_raise(ERR_LIB_EVP, EVP_R_INITIALIZATION_ERROR);
+    return 0;
+}
+
+} // namespace
+
+extern "C" {
+
+EVP_CIPHER_CTX *__real_EVP_CIPHER_CTX_new();
+EVP_CIPHER_CTX *__wrap_EVP_CIPHER_CTX_new() {
+    ++faults.contexts;
+    return __real_EVP_CIPHER_CTX_new();
+}
+
+void __real_EVP_CIPHER_CTX_free(EVP_CIPHER_CTX *);
+void __wrap_EVP_CIPHER_CTX_free(EVP_CIPHER_CTX *context) {
+    --faults.contexts;
+    __real_EVP_CIPHER_CTX_free(context);
+}
+
+int __real_EVP_DecryptInit_ex(EVP_CIPHER_CTX *, const EVP_CIPHER *, ENGINE *, const unsigned char *,
+                              const unsigned char *);
+int __wrap_EVP_DecryptInit_ex(EVP_CIPHER_CTX *context, const EVP_CIPHER *cipher, ENGINE *engine,
+                              const unsigned char *key, const unsigned char *iv) {
+    return faults.initialisation ? failed() : __real_EVP_DecryptInit_ex(context, cipher, engine, key, iv);
+}
+
+int __real_EVP_CIPHER_CTX_set_padding(EVP_CIPHER_CTX *, int);
+int __wrap_EVP_CIPHER_CTX_set_padding(EVP_CIPHER_CTX *context, int padding) {
+    EXPECT_EQ(padding, 0);
+    return faults.padding ? failed() : __real_EVP_CIPHER_CTX_set_padding(context, padding);
+}
+
+// Deciphers to a text with the mark, whatever it is given.
+int __wrap_EVP_DecryptUpdate(EVP_CIPHER_CTX *, unsigned char *out, int *produced, const unsigned char *,
+                             int size) {
+    if (faults.deciphering) {
+        return failed();
+    }
+    *produced = size;
+    for (int i = 0; i < size; ++i) {
+        out[i] = static_cast<unsigned char>(i < 3 ? "OZU"[i] : 'p');
+    }
+    return 1;
+}
+
+std::size_t __real_fwrite(const void *, std::size_t, std::size_t, FILE *);
+std::size_t __wrap_fwrite(const void *bytes, std::size_t size, std::size_t count, FILE *stream) {
+    ++faults.writes;
+    return __real_fwrite(bytes, size, faults.writesHalfAChunk && faults.writes == 1 ? kHalf : count, stream);
+}
+
+int __real_fseek(FILE *, long, int);
+int __wrap_fseek(FILE *stream, long offset, int whence) {
+    return faults.cannotGoBack && faults.writes > 0 ? -1 : __real_fseek(stream, offset, whence);
+}
+
+} // extern "C"
+
+TEST_P(VideoFaults, initialisation) {
+    faults.initialisation = true;
+    expectNothingDone();
+}
+
+TEST_P(VideoFaults, padding) {
+    faults.padding = true;
+    expectNothingDone();
+}
+
+TEST_P(VideoFaults, deciphering) {
+    faults.deciphering = true;
+    expectNothingDone();
+}
+
+// A write that ends inside a chunk is taken back, so that all of the chunk is as it was.
+TEST_P(VideoFaults, halfAChunkIsTakenBack) {
+    faults.writesHalfAChunk = true;
+    EXPECT_EQ(run(), 1u);
+    EXPECT_EQ(faults.writes, 2);
+    EXPECT_TRUE(readFile(file) == before);
+}
+
+TEST_P(VideoFaults, halfAChunkStaysWhereTheDiskCannotGoBack) {
+    faults.writesHalfAChunk = true;
+    faults.cannotGoBack = true;
+    EXPECT_EQ(run(), 1u);
+    EXPECT_EQ(faults.writes, 1);
+    EXPECT_TRUE(readFile(file) == "OZUppppp" + before.substr(kHalf));
+}
+
+INSTANTIATE_TEST_SUITE_P(KeyLengths, VideoFaults, testing::Values(16U, 24U, 32U));
