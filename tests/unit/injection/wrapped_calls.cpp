@@ -412,7 +412,7 @@ int __wrap_select(int count, fd_set *reading, fd_set *writing, fd_set *failing, 
 
 unsigned int __wrap_sleep(unsigned int seconds) {
     const bool cut = seconds > 1 && injection().enter("sleep") != nullptr;
-    world->now += cut ? 1 : seconds;
+    world->now += static_cast<time_t>(cut ? 1U : seconds);
     return cut ? seconds - 1 : 0;
 }
 
