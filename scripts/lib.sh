@@ -40,4 +40,7 @@ configure_and_build() {
     cmake --build --preset "$preset" --parallel "$(nproc)" ${1:+--target "$@"} || die "building preset $preset failed"
 }
 
+# panel_tests RESULT [FILE...]: panel tests, as many at a time as there are processors; outcomes into RESULT.
+panel_tests() { /usr/bin/python3 -m pytest -q -n "$(nproc)" --dist loadfile --junit-xml="$1" "${@:2}"; }
+
 mkdir -p build

@@ -3,4 +3,4 @@
 source "$(dirname "$0")/../../scripts/lib.sh"
 configure_and_build dev
 why=$(tools/box/panel-box check 2>&1) || echo "panel tests are skipped: $why"
-/usr/bin/python3 -m pytest -q tests/panel --junit-xml=build/results/panel.xml
+panel_tests build/results/panel.xml tests/panel

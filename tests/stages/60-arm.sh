@@ -12,20 +12,6 @@ run_units() {
     ctest --preset "$1" --parallel "$(nproc)" --output-junit "$PWD/$2" | tail -n 15
 }
 
-# run_panel RESULT FILE...: panel tests, two boxes at a time, into RESULT-1.xml and RESULT-2.xml.
-run_panel() {
-    local result=$1 files=("${@:2}") jobs=() number job status=0
-    for number in 1 2; do
-        printf '%s\n' "${files[@]}" | awk -v part="$number" 'NR % 2 == part - 1' |
-            xargs /usr/bin/python3 -m pytest -q --junit-xml="$result-$number.xml" &
-        jobs+=($!)
-    done
-    for job in "${jobs[@]}"; do
-        wait "$job" || status=1
-    done
-    return "$status"
-}
-
 say "Unit tests under emulation"
 run_units armhf build/results/arm.xml || failed=1
 say "Panel tests under emulation"
@@ -37,7 +23,7 @@ why=$(tools/box/panel-box check 2>&1) || {
     boxes=no
 }
 OZU_TEST_BUILD=build/armhf OZU_TEST_EMULATOR="qemu-arm-static -L $PWD/build/sysroot-armhf" \
-    run_panel build/results/arm-panel "${started[@]}" || failed=1
+    panel_tests build/results/arm-panel.xml "${started[@]}" || failed=1
 
 units=build/results/unit.xml
 panel=build/results/panel.xml
@@ -45,14 +31,14 @@ if [ ! -e "$units" ] || [ ! -e "$panel" ]; then
     say "The same on the workstation, not counted"
     configure_and_build dev
     units=build/arm-native-unit.xml
-    panel=build/arm-native-panel-1.xml,build/arm-native-panel-2.xml
+    panel=build/arm-native-panel.xml
     run_units dev "$units" || failed=1
-    run_panel build/arm-native-panel tests/panel/test_*.py || failed=1
+    panel_tests "$panel" tests/panel || failed=1
 fi
 compare() { /usr/bin/python3 scripts/compare_results.py --allow "$1" --junit "build/results/$2.xml" "$3" "$4"; }
 compare tests/arm/skips.txt arm-compare "$units" build/results/arm.xml || failed=1
 if [ "$boxes" = yes ]; then
     compare tests/arm/panel_skips.txt arm-panel-compare "$panel" \
-        build/results/arm-panel-1.xml,build/results/arm-panel-2.xml || failed=1
+        build/results/arm-panel.xml || failed=1
 fi
 exit "$failed"

@@ -1,5 +1,6 @@
 # Release stage: runs by its name or with --all.
 # How much of src/ the unit and the panel tests reach.
+# Packages: build box test ship
 source "$(dirname "$0")/../../scripts/lib.sh"
 configure_and_build coverage
 find build/coverage -name '*.gcda' -delete
@@ -8,6 +9,6 @@ find build/coverage -name '*.gcda' -delete
 find build/coverage/bin -name '*_test' -print0 |
     xargs -0 -n 1 -P "$(nproc)" timeout 300 >build/coverage-unit.log 2>&1 ||
     echo "some unit tests failed; see build/coverage-unit.log"
-OZU_TEST_BUILD=build/coverage /usr/bin/python3 -m pytest -q tests/panel >build/coverage-panel.log 2>&1 ||
+OZU_TEST_BUILD=build/coverage panel_tests build/coverage-panel.xml tests/panel >build/coverage-panel.log 2>&1 ||
     echo "some panel tests failed; see build/coverage-panel.log"
 /usr/bin/python3 scripts/coverage.py --junit build/results/coverage.xml build/coverage
