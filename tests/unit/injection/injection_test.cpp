@@ -170,8 +170,9 @@ void compare(const std::string &room, const std::vector<Scenario> &scenarios) {
 TEST(Injection, everyCallIsMadeBySomeScenario) {
     std::set<std::string> made;
     for (const auto &scenarios :
-         {ozu::test::alarmScenarios(), ozu::test::deviceScenarios(), ozu::test::networkScenarios(),
-          ozu::test::processScenarios(), ozu::test::timeScenarios()}) {
+         {ozu::test::alarmScenarios(), ozu::test::deviceScenarios(), ozu::test::mediaScenarios(),
+          ozu::test::networkScenarios(), ozu::test::processScenarios(), ozu::test::securityScenarios(),
+          ozu::test::timeScenarios()}) {
         for (const Scenario &scenario : scenarios) {
             const auto calls = run(scenario).calls;
             made.insert(calls.begin(), calls.end());
@@ -190,12 +191,20 @@ TEST(Injection, devices) {
     compare("devices", ozu::test::deviceScenarios());
 }
 
+TEST(Injection, media) {
+    compare("media", ozu::test::mediaScenarios());
+}
+
 TEST(Injection, network) {
     compare("network", ozu::test::networkScenarios());
 }
 
 TEST(Injection, process) {
     compare("process", ozu::test::processScenarios());
+}
+
+TEST(Injection, security) {
+    compare("security", ozu::test::securityScenarios());
 }
 
 TEST(Injection, time) {

@@ -18,8 +18,10 @@ std::string told(const Values &...values);
 
 std::vector<Scenario> alarmScenarios();
 std::vector<Scenario> deviceScenarios();
+std::vector<Scenario> mediaScenarios();
 std::vector<Scenario> networkScenarios();
 std::vector<Scenario> processScenarios();
+std::vector<Scenario> securityScenarios();
 std::vector<Scenario> timeScenarios();
 
 } // namespace ozu::test

@@ -40,6 +40,8 @@ struct World {
     World() {
         writeFile(folder.file("version"), "1.2.3\n");
         writeFile(folder.file("cmdline"), std::string("panel_core\0-v\0", 14));
+        writeFile(folder.file("kernel"), "quiet androidboot.serialno=1A2B3C4D\n");
+        writeFile(folder.file("countries"), "# names\nUtopia,UT,UTO,123\n");
     }
     TemporaryDirectory folder;
     int routesAdded = 0;
@@ -270,6 +272,9 @@ FILE *__wrap_fopen(const char *path, const char *mode) {
         if (strcmp(path, "/var/run/version") == 0) {
             return __real_fopen(ozu::test::worldFile("version").c_str(), mode);
         }
+        if (strcmp(path, "/data/ozu/etc/countries_codes.csv") == 0) {
+            return __real_fopen(ozu::test::worldFile("countries").c_str(), mode);
+        }
         if (strcmp(path, "/data/permanent-dns.conf") == 0) {
             ++injection().streams;
             return fopencookie(nullptr, "w",
@@ -310,7 +315,10 @@ int __wrap_open(const char *path, int flags, ...) {
     va_start(arguments, flags);
     const auto mode = va_arg(arguments, unsigned int);
     va_end(arguments);
-    return orFail("open", [=] { return __real_open(path, flags, mode); });
+    return orFail("open", [=] {
+        const bool kernel = strcmp(path, "/proc/cmdline") == 0;
+        return __real_open(kernel ? ozu::test::worldFile("kernel").c_str() : path, flags, mode);
+    });
 }
 
 int __wrap_openat(int, const char *, int flags, ...) {
