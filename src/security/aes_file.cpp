@@ -23,11 +23,13 @@ void store(std::FILE *output, const unsigned char *bytes, int count) noexcept {
 
 // Passes the whole input through an initialised cipher.
 unsigned stream(EVP_CIPHER_CTX *context, std::FILE *input, std::FILE *output) noexcept {
-    ozu::SecretArray<unsigned char, kPieceSize> piece;
-    ozu::SecretArray<unsigned char, kPieceSize + 2 * kBlockSize> produced;
+    ozu::SecretArray<unsigned char, kPieceSize + kBlockSize> piece;
+    ozu::SecretArray<unsigned char, kPieceSize + 3 * kBlockSize> produced;
     int count = 0;
-    for (;;) {
-        const std::size_t got = std::fread(piece.data(), 1, kPieceSize, input);
+    // Decryption holds one block back. Reading that much more at first makes all writes whole pages.
+    std::size_t wanted = kPieceSize + (EVP_CIPHER_CTX_encrypting(context) != 0 ? 0 : kBlockSize);
+    for (;; wanted = kPieceSize) {
+        const std::size_t got = std::fread(piece.data(), 1, wanted, input);
         if (got == 0) {
             break;
         }
