@@ -41,7 +41,8 @@ OZU_BEGIN_DECLS
  * the child; a process that calls this often reaps its children and is restarted now and then.
  *
  * Logs each step and the output (its first 300 characters) at 20000 and 30000, the time-out at 40000,
- * refusals and failures at 70000, too many words at 30000. Blocks for up to timeoutSeconds.
+ * refusals and failures at 70000, too many words at 30000. Blocks for up to timeoutSeconds and the time that
+ * reading and logging take: only waiting counts, so a program that floods it runs on longer.
  */
 OZU_API int exec_cmd(const char *command, int timeoutSeconds, const char *endMarker,
                      char *output) OZU_NOEXCEPT;

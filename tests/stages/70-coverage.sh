@@ -9,6 +9,8 @@ find build/coverage -name '*.gcda' -delete
 find build/coverage/bin -name '*_test' -print0 |
     xargs -0 -n 1 -P "$(nproc)" timeout 300 >build/coverage-unit.log 2>&1 ||
     echo "some unit tests failed; see build/coverage-unit.log"
-OZU_TEST_BUILD=build/coverage panel_tests build/coverage-panel.xml tests/panel >build/coverage-panel.log 2>&1 ||
+# One panel test makes builds of its own, another floods a command: slow here, and nothing more is reached.
+OZU_TEST_BUILD=build/coverage panel_tests build/coverage-panel.xml tests/panel --ignore tests/panel/test_build_secrets.py \
+    --deselect tests/panel/test_commands.py::test_flood_is_bound_by_the_time >build/coverage-panel.log 2>&1 ||
     echo "some panel tests failed; see build/coverage-panel.log"
 /usr/bin/python3 scripts/coverage.py --junit build/results/coverage.xml build/coverage
