@@ -5,7 +5,7 @@ source "$(dirname "$0")/../../scripts/lib.sh"
 scripts/make_armhf_sysroot.sh
 failed=0
 for preset in armhf release; do
-    configure_and_build "$preset"
+    configure_and_build "$preset" utils_ozu
     say "Footprint ($preset)"
     /usr/bin/python3 scripts/footprint.py --junit "build/results/footprint-$preset.xml" "build/$preset" || failed=1
 done
