@@ -29,6 +29,7 @@ endif()
 set(_ozu_version "(= ${PROJECT_VERSION})")
 set(_ozu_c "libc6 (>= 2.34)")
 set(_ozu_cxx "libstdc++6 (>= 12), libgcc-s1")
+set(_ozu_backends "libfmt9, libmosquitto1, libspdlog1.10, libsqlite3-0")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libutils-ozu0)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Loaded by every process of the panel.")
@@ -39,7 +40,7 @@ set(CPACK_DEBIAN_PLATFORM_PACKAGE_NAME libozu-platform0)
 set(CPACK_COMPONENT_PLATFORM_DESCRIPTION
     "Reference platform: Database, log, message bus and events for a workstation or a bare board.")
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_DEPENDS
-    "${_ozu_c}, ${_ozu_cxx}, libfmt9, libmosquitto1, libspdlog1.10, libsqlite3-0")
+    "${_ozu_c}, ${_ozu_cxx}, ${_ozu_backends}")
 set(CPACK_DEBIAN_PLATFORM_PACKAGE_RECOMMENDS mosquitto)
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libutils-ozu-dev)
@@ -51,7 +52,9 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ozuctl)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Command-line tool: asks, watches and drives a panel's library and platform.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
-    "${_ozu_c}, ${_ozu_cxx}, libutils-ozu0 ${_ozu_version}, libozu-platform0 ${_ozu_version}")
+    "${_ozu_c}, ${_ozu_cxx}, ${_ozu_backends}, libssl3, libutils-ozu0 ${_ozu_version}")
+# What panel boxes are made of.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "bubblewrap, iproute2, mosquitto, procps, tzdata")
 
 set(CPACK_DEBIAN_DOC_PACKAGE_NAME utils-ozu-doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
