@@ -1,5 +1,7 @@
 // Owners of descriptors and streams, and what ends a process that breaks the rules.
 
+#include <base/assert_fail.h>
+
 #include <base/unique_fd.h>
 #include <base/unique_file.h>
 
