@@ -111,9 +111,10 @@ def courses():
             # The device appears, with the route, while the attempts go on.
             name, net = f"eth2{attempt}", f"172.20.{attempt}"
             running[f"confirmed-{attempt}"] = start_probe(
-                box, "add", f"10.8.{attempt}.0", f"{net}.2", "255.255.255.0", name, 0, UP | GATEWAY)
+                box, "add", f"10.8.{attempt}.0", f"{net}.2", "255.255.255.0", name, 0, UP | GATEWAY,
+                env={"PROBE_STARTS": f"/tmp/{name}.starts"})
             helpers.append(box.popen(["sh", "-c", (
-                f"sleep {attempt - 1.5}; ip link add {name} type veth peer name far2{attempt};"
+                f"until [ -e /tmp/{name}.starts ]; do sleep 0.01; done; sleep {attempt - 1.5}; ip link add {name} type veth peer name far2{attempt};"
                 f"ip addr add {net}.1/24 dev {name}; ip link set {name} up;"
                 f"ip route add 10.8.{attempt}.0/24 via {net}.2 dev {name}")]))
         answers = {name: finish() for name, finish in running.items()}
