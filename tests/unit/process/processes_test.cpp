@@ -180,6 +180,18 @@ TEST_F(FindProcess, opensNumericEntriesOnlyAndReadsEachOnce) {
     EXPECT_EQ(proc.reads, 2);
 }
 
+// Whatever the file system shows as a number is one.
+TEST_F(FindProcess, numbersWithASign) {
+    EXPECT_EQ(findIn({{"+7", commandLine({"init"})},
+                      {"-2147483648", commandLine({"init"})},
+                      {"-99999999999", commandLine({"init"})},
+                      {"-41", commandLine({"alarmd"})}},
+                     "alarmd"),
+              -41);
+    EXPECT_THAT(proc.opened,
+                ElementsAre("7/cmdline", "-2147483648/cmdline", "-2147483648/cmdline", "-41/cmdline"));
+}
+
 TEST_F(FindProcess, vanishedProcessesAreSkipped) {
     EXPECT_EQ(findIn({{"3", "", true}, {"4", commandLine({"alarmd"})}}, "alarmd"), 4);
     EXPECT_THAT(platform().journal, ElementsAre("opendir", "close(4001)", "closedir"));
