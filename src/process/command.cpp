@@ -147,6 +147,18 @@ void logWords(const Words &words) noexcept {
     }
 }
 
+bool isCommand(const char *command) noexcept {
+    if (command == nullptr || *command == '\0') {
+        OZU_LOG_AS(kExecCmd, ozu::level::kFailure, "given command is empty: %s", command);
+        return false;
+    }
+    if (strlen(command) >= kMaxCommand) {
+        OZU_LOG_AS(kExecCmd, ozu::level::kFailure, "Command execution is too long: %s", command);
+        return false;
+    }
+    return true;
+}
+
 // True when there is something to read; otherwise result says why not.
 bool awaitOutput(ReadySet &set, int fd, timeval &timeout, int &result) noexcept {
     const int ready = select(fd + 1, set.arm(), nullptr, nullptr, &timeout);
@@ -220,12 +232,7 @@ pid_t popen2(char *const argv[], int *inFd, int *outFd, int *forkErrno) noexcept
 }
 
 int exec_cmd(const char *command, int timeoutSeconds, const char *endMarker, char *output) noexcept {
-    if (command == nullptr || *command == '\0') {
-        OZU_LOG(ozu::level::kFailure, "given command is empty: %s", command);
-        return kFailed;
-    }
-    if (strlen(command) >= kMaxCommand) {
-        OZU_LOG(ozu::level::kFailure, "Command execution is too long: %s", command);
+    if (!isCommand(command)) {
         return kFailed;
     }
     OZU_LOG(ozu::level::kProgress, "Executing command with timeout %d: %s", timeoutSeconds, command);
