@@ -46,6 +46,20 @@ def obstacle():
     return None if check.returncode == 0 else check.stderr.strip()
 
 
+def as_user(user):
+    """What starts a command as another user."""
+    return ["setpriv", "--reuid", str(user), "--regid", str(user), "--clear-groups"]
+
+
+def obstacle_of_user(user):
+    """Why that user cannot have a box of this tree's; None when nothing is in the way."""
+    if os.getuid() != 0:
+        return "runs as an ordinary user already"
+    if subprocess.run([*as_user(user), "test", "-x", PANEL_BOX], check=False).returncode != 0:
+        return "the project lies in a folder that only its owner may enter"
+    return None
+
+
 def wait_until(condition, timeout=10.0, what="the condition"):
     """Polls until the condition gives something true, and returns that."""
     end = time.monotonic() + timeout
@@ -236,7 +250,7 @@ class PanelBox:
         self._env = dict(env or {})
         self._as_user = []
         if user is not None:
-            self._as_user = ["setpriv", "--reuid", str(user), "--regid", str(user), "--clear-groups"]
+            self._as_user = as_user(user)
             os.chown(self.state, user, user)
         self._keeper = None
         self._log = None

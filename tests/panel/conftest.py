@@ -41,6 +41,16 @@ def box():
 
 
 @pytest.fixture
+def ordinary_user():
+    """The number of a user without rights who can reach this tree."""
+    user = 65534
+    why = boxes.obstacle_of_user(user)
+    if why:
+        pytest.skip(why)
+    return user
+
+
+@pytest.fixture
 def make_box():
     """Boots panels with options: make_box(cmdline="..."), all ended with the test."""
     made = []

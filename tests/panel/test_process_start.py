@@ -1,6 +1,5 @@
 """Start-up of panel processes against real brokers, good, bad and absent ones."""
 
-import os
 import subprocess
 import time
 
@@ -158,12 +157,11 @@ def test_panels_in_parallel_boxes_do_not_meet(make_box):
         assert core.wait(10) == 0
 
 
-@pytest.mark.skipif(os.getuid() != 0, reason="runs as an ordinary user already")
-def test_ordinary_user_runs_panel_processes():
-    with PanelBox(user=65534) as box:
+def test_ordinary_user_runs_panel_processes(ordinary_user):
+    with PanelBox(user=ordinary_user) as box:
         core = start_alarm_core(box)
         box.run(box.program("ozuctl", "publish", "Process/ALARM_CORE", "00", "--class", "1"), check=True)
         box.run(box.program("ozuctl", "state", "watch", "--until", "partitions[0].partitionState=2", "--for", "5"), check=True)
         core.terminate()
         assert core.wait(10) == 0
-        assert {path.stat().st_uid for path in box.platform.rglob("*")} == {65534}
+        assert {path.stat().st_uid for path in box.platform.rglob("*")} == {ordinary_user}
