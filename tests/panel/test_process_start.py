@@ -3,8 +3,6 @@
 import subprocess
 import time
 
-import pytest
-
 from box import ROOT, PanelBox, wait_until
 from panel_process import SYSLOG_TOPIC, connections
 
