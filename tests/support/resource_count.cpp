@@ -25,7 +25,7 @@ int openDescriptors() {
 }
 
 int children() {
-    std::ifstream list("/proc/self/task/" + std::to_string(getpid()) + "/children");
+    std::ifstream list("/proc/thread-self/children");
     int count = 0;
     for (std::string pid; list >> pid;) {
         ++count;

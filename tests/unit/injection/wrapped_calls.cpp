@@ -379,6 +379,11 @@ pid_t __wrap_fork() {
     });
 }
 
+// Not the process's own: with a high one the gateway is not looked up at all.
+pid_t __wrap_getpid() {
+    return 4711;
+}
+
 int __wrap_kill(pid_t pid, int signal) {
     return orFail("kill", [=] { return __real_kill(pid, signal); });
 }
