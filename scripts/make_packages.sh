@@ -13,6 +13,8 @@ SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct 2>/dev/null || 
 export SOURCE_DATE_EPOCH
 
 packages=$PWD/build/packages
+# What gets installed.
+targets=(utils_ozu ozu_platform ozuctl ozu_man)
 mkdir -p "$packages"
 
 # debs ARCHITECTURE PRESET
@@ -43,12 +45,12 @@ board() {
 for architecture in "$@"; do
     case $architecture in
     amd64)
-        configure_and_build release
+        configure_and_build release "${targets[@]}"
         debs amd64 release
         ;;
     armhf)
         scripts/make_armhf_sysroot.sh
-        configure_and_build armhf
+        configure_and_build armhf "${targets[@]}"
         debs armhf armhf
         board
         ;;

@@ -1,4 +1,3 @@
-# Release stage: runs by its name or with --all.
 # The reference platform's threads under the thread sanitizer: eight of them log and publish, a broker comes and goes,
 # commands are started in between.
 # The library's reading of a record that changes underneath.

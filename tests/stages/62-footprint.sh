@@ -1,4 +1,3 @@
-# Release stage: runs by its name or with --all.
 # What the library costs a panel process, on the panel's machine and on the workstation, against its limits.
 # Packages: build box test arm ship
 source "$(dirname "$0")/../../scripts/lib.sh"

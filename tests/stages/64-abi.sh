@@ -1,4 +1,3 @@
-# Release stage: runs by its name or with --all.
 # The binary interface of both libraries on both machines, against what was agreed.
 # Packages: build box test arm ship
 source "$(dirname "$0")/../../scripts/lib.sh"

@@ -1,4 +1,3 @@
-# Release stage: runs by its name or with --all.
 # Installation, packages and the board's tarball.
 # Packages: build box test arm ship
 source "$(dirname "$0")/../../scripts/lib.sh"

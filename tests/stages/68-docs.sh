@@ -1,4 +1,3 @@
-# Release stage: runs by its name or with --all.
 # The pages: Doxygen without a warning, manual pages, links.
 # Packages: build box test ship
 source "$(dirname "$0")/../../scripts/lib.sh"
