@@ -370,17 +370,21 @@ TEST_F(DeviceState, danalocksLiveAt164To196) {
 
 // ---- Indexes out of range, missing and meaningless records ----
 
+void expectNothingOf(int index) {
+    EXPECT_EQ(IsDeviceMagnetType(index), 0);
+    EXPECT_EQ(ozuutils_isCameraDevice(index), 0);
+    EXPECT_EQ(IsMagnetOpen(index), 0);
+    EXPECT_EQ(IsCameraLidClosed(index), 0);
+    EXPECT_EQ(ozuutils_isZoneBypassed(index, 0), 0);
+    EXPECT_EQ(ozuutils_isZoneBypassed(index, 1), 0);
+}
+
 TEST_F(DeviceState, indexOutOfRangeAnswersZero) {
     std::memset(&platform().state, 0xFF, sizeof(platform().state));
     for (const int index : {-1, 206, 207, 255, 256, 65535, 65536, INT_MAX, INT_MIN}) {
         platform().tagReaders[index] = platform().rfInputs[index] = platform().rfDetectors[index] = 1;
         platform().journal.clear();
-        EXPECT_EQ(IsDeviceMagnetType(index), 0);
-        EXPECT_EQ(ozuutils_isCameraDevice(index), 0);
-        EXPECT_EQ(IsMagnetOpen(index), 0);
-        EXPECT_EQ(IsCameraLidClosed(index), 0);
-        EXPECT_EQ(ozuutils_isZoneBypassed(index, 0), 0);
-        EXPECT_EQ(ozuutils_isZoneBypassed(index, 1), 0);
+        expectNothingOf(index);
         EXPECT_EQ(platform().journal, std::vector<std::string>(6, kFetch));
     }
 }
@@ -392,12 +396,7 @@ TEST_F(DeviceState, indexOutOfRangeTouchesNoMemory) {
     ASSERT_NE(unreadable, MAP_FAILED);
     platform().record = recordAt(static_cast<char *>(unreadable) + kRoom);
     for (const int index : {-1, 206, 207, 255, 256, 65535, 65536, INT_MAX, INT_MIN}) {
-        EXPECT_EQ(IsDeviceMagnetType(index), 0);
-        EXPECT_EQ(ozuutils_isCameraDevice(index), 0);
-        EXPECT_EQ(IsMagnetOpen(index), 0);
-        EXPECT_EQ(IsCameraLidClosed(index), 0);
-        EXPECT_EQ(ozuutils_isZoneBypassed(index, 0), 0);
-        EXPECT_EQ(ozuutils_isZoneBypassed(index, 1), 0);
+        expectNothingOf(index);
     }
     munmap(unreadable, 2 * kRoom);
 }
