@@ -1,4 +1,3 @@
-# Release stage: runs by its name or with --all.
 # The panel's own machine: cross-built, run under emulation, outcomes held against the workstation's line by line.
 # Packages: build box test arm
 source "$(dirname "$0")/../../scripts/lib.sh"
