@@ -1,6 +1,6 @@
 """Compares two runs of the same tests, outcome by outcome; any difference that is not listed fails.
 
-usage: compare_results.py [--allow FILE] [--junit FILE] NATIVE.xml[,NATIVE.xml...] OTHER.xml[,OTHER.xml...]
+usage: compare_results.py [--allow FILE] [--junit FILE] NATIVE.xml OTHER.xml
 
 Prints the differences as a unified diff of "name: outcome" lines. FILE of --allow holds "PATTERN | outcome |
 reason" lines for tests that the other machine cannot run; each must match something. With --junit the verdict is
@@ -26,17 +26,15 @@ def normalised(case):
     return text if case.get("classname") == case.get("name") else name(case)
 
 
-def outcomes(*paths):
+def outcomes(path):
     found = collections.OrderedDict()
-    for path in paths:
-        cases = list(ElementTree.parse(path).getroot().iter("testcase"))
-        if not cases:
-            sys.exit(f"{path}: no test in it")
-        for case in cases:
-            key = normalised(case)
-            if key in found:
-                sys.exit(f"{path}: two tests are named {key}")
-            found[key] = verdict(case)
+    for case in ElementTree.parse(path).getroot().iter("testcase"):
+        key = normalised(case)
+        if key in found:
+            sys.exit(f"{path}: two tests are named {key}")
+        found[key] = verdict(case)
+    if not found:
+        sys.exit(f"{path}: no test in it")
     return found
 
 
@@ -86,7 +84,7 @@ def main():
     parser.add_argument("native")
     parser.add_argument("other")
     options = parser.parse_args()
-    native, other = outcomes(*options.native.split(",")), outcomes(*options.other.split(","))
+    native, other = outcomes(options.native), outcomes(options.other)
     total = len(native)
     unused = apply(allowances(options.allow), native, other) if options.allow else []
     differences = [

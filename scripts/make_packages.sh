@@ -7,6 +7,7 @@
 
 source "$(dirname "$0")/lib.sh"
 [ $# -gt 0 ] || set -- amd64 armhf
+need_packages packaging/apt/build.txt packaging/apt/ship.txt
 
 # Times of files in the packages: those of the last change, so that equal sources give equal packages.
 SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct 2>/dev/null || stat -c %Y CHANGELOG.md)}
@@ -49,6 +50,7 @@ for architecture in "$@"; do
         debs amd64 release
         ;;
     armhf)
+        need_packages packaging/apt/arm.txt
         scripts/make_armhf_sysroot.sh
         configure_and_build armhf "${targets[@]}"
         debs armhf armhf
