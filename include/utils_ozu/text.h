@@ -120,10 +120,7 @@ OZU_API unsigned int ozuutils_addToCommaSeparatedStringList(char *list, const ch
  *         is not terminated within maxLen bytes
  *
  * Writes the trace "\n--N--" to stdout when it removed an item, N being the number of bytes from the end of
- * the item to the list's terminator, that included. Takes as many bytes of the caller's stack as the list
- * has.
- *
- * Uses strtok(): must not run concurrently with itself or another user of strtok().
+ * the item to the list's terminator, that included.
  */
 OZU_API unsigned int ozuutils_removeFromCommaSeparatedStringList(char *list, const char *item,
                                                                  unsigned int maxLen) OZU_NOEXCEPT;

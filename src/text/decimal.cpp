@@ -14,6 +14,8 @@ namespace {
 
 constexpr unsigned int kMostDigits = 10; // of a 32-bit number
 
+constexpr auto kDecimalPairs = ozu::text::digitPairs<100, 10>();
+
 // A division by 100; the panel's processor has no instruction for it.
 constexpr unsigned int hundredsOf(unsigned int num) noexcept {
     return static_cast<unsigned int>((std::uint64_t{num} * 0x51EB851FU) >> 37U);
@@ -26,12 +28,12 @@ struct Decimal {
         while (num >= 100) {
             end -= 2;
             const unsigned int hundreds = hundredsOf(num);
-            ozu::text::putDecimalPair(end, num - hundreds * 100);
+            ozu::text::putPair(end, kDecimalPairs, num - hundreds * 100);
             num = hundreds;
         }
         if (num >= 10) {
             end -= 2;
-            ozu::text::putDecimalPair(end, num);
+            ozu::text::putPair(end, kDecimalPairs, num);
         } else {
             *--end = ozu::text::kHexDigits[num];
         }

@@ -1,4 +1,4 @@
-// The digit tables from which all converters read and write.
+// The digits that all converters read and write.
 #pragma once
 
 #include <array>
@@ -22,15 +22,9 @@ constexpr std::array<char, 2 * Count> digitPairs() noexcept {
     return pairs;
 }
 
-inline constexpr auto kHexPairs = digitPairs<256, 16>();
-inline constexpr auto kDecimalPairs = digitPairs<100, 10>();
-
-inline void putHexPair(char *dst, std::uint8_t byte) noexcept {
-    std::memcpy(dst, &kHexPairs[2 * static_cast<std::size_t>(byte)], 2);
-}
-
-inline void putDecimalPair(char *dst, unsigned int below100) noexcept {
-    std::memcpy(dst, &kDecimalPairs[2 * static_cast<std::size_t>(below100)], 2);
+template <std::size_t Size>
+void putPair(char *dst, const std::array<char, Size> &pairs, unsigned int number) noexcept {
+    std::memcpy(dst, &pairs[2 * static_cast<std::size_t>(number)], 2);
 }
 
 // The last letter that counts as a digit is 'Y'.

@@ -11,7 +11,12 @@ namespace {
 
 using ozu::text::digitValue;
 using ozu::text::isHexDigit;
-using ozu::text::putHexPair;
+
+constexpr auto kHexPairs = ozu::text::digitPairs<256, 16>();
+
+void putHexPair(char *dst, std::uint8_t byte) noexcept {
+    ozu::text::putPair(dst, kHexPairs, byte);
+}
 
 // One byte from the text's first two characters; scanf's view of them decides where they are not two digits.
 void readHexPair(const char *pair, unsigned char &byte) noexcept {

@@ -7,11 +7,14 @@
 
 namespace {
 
-// Where the item stands in the list as a whole token, or null; the list is cut up on the way.
-const char *findToken(char *list, const char *item, std::size_t itemLength) noexcept {
-    for (const char *token = strtok(list, ","); token != nullptr; token = strtok(nullptr, ",")) {
-        if (strncmp(token, item, itemLength + 1) == 0) {
-            return token;
+// Where the item stands in the list as a whole token, or null. Commas without a token between them are
+// skipped.
+const char *findToken(const char *list, const char *item, std::size_t itemLength) noexcept {
+    for (const char *end = list; *list != '\0'; list = *end == ',' ? end + 1 : end) {
+        end = strchrnul(list, ',');
+        const auto length = static_cast<std::size_t>(end - list);
+        if (length > 0 && length == itemLength && memcmp(list, item, length) == 0) {
+            return list;
         }
     }
     return nullptr;
@@ -57,13 +60,11 @@ unsigned int ozuutils_removeFromCommaSeparatedStringList(char *list, const char 
     if (maxLen == 0 || listLength == maxLen || itemLength == maxLen) {
         return 0;
     }
-    auto *copy = static_cast<char *>(__builtin_alloca(listLength + 1));
-    memcpy(copy, list, listLength + 1);
-    const char *token = findToken(copy, item, itemLength);
+    const char *token = findToken(list, item, itemLength);
     if (token == nullptr) {
         return 0;
     }
-    const auto offset = static_cast<std::size_t>(token - copy);
+    const auto offset = static_cast<std::size_t>(token - list);
     cutOut(list, listLength, offset, itemLength);
     // Part of what the function does, as odd as it looks: callers' consoles show this trace.
     printf("\n--%d--", static_cast<int>(listLength - offset - itemLength + 1));

@@ -186,6 +186,15 @@ TEST(ListRemove, leavesTheBytesBehindTheListAlone) {
     EXPECT_EQ(std::string(list, 8), "c\0,c\0XY\0"s);
 }
 
+TEST(ListRemove, leavesTheCallersTokenizerAlone) {
+    char words[] = "one two three";
+    char list[] = "a,b,c";
+    EXPECT_STREQ(strtok(words, " "), "one"); // NOLINT(concurrency-mt-unsafe): its state is what is looked at
+    EXPECT_EQ(printed([&] { EXPECT_EQ(ozuutils_removeFromCommaSeparatedStringList(list, "b", 6), 1u); }),
+              "\n--3--");
+    EXPECT_STREQ(strtok(nullptr, " "), "two"); // NOLINT(concurrency-mt-unsafe)
+}
+
 TEST(ListRemove, agreesWithItsModel) {
     Random random(12);
     for (int round = 0; round < 3000; ++round) {
