@@ -25,7 +25,7 @@ constexpr std::size_t kTextSize = 2 * kKeySize + 1;
 static_assert(std::size(ozu::kDatabaseMaskA) == kKeySize && std::size(ozu::kDatabaseMaskB) == kKeySize);
 
 void renderKey(std::uint32_t serial, ozu::SecretArray<char, kTextSize> &text) noexcept {
-    constexpr char kDigits[] = "0123456789ABCDEF";
+    static constexpr char kDigits[] = "0123456789ABCDEF";
     ozu::SecretArray<std::uint8_t, kKeySize> mask;
     ozu::joinShares(ozu::kDatabaseMaskA, ozu::kDatabaseMaskB, mask);
     for (std::size_t i = 0; i < kKeySize; ++i) {

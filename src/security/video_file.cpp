@@ -23,6 +23,7 @@ constexpr unsigned kNotOpened = 70;
 constexpr std::size_t kBlockSize = 16;
 constexpr std::size_t kPieceSize = 32768;
 constexpr std::size_t kPageSize = 4096;
+constexpr int kDecipher = 0; // the direction, as the cipher takes it
 constexpr char kMark[] = {'O', 'Z', 'U'};
 
 using Piece = ozu::SecretArray<unsigned char, kPieceSize>;
@@ -44,7 +45,7 @@ bool initialise(EVP_CIPHER_CTX *context, const EVP_CIPHER *cipher, const unsigne
     static_assert(std::size(ozu::kVideoIvA) == kBlockSize && std::size(ozu::kVideoIvB) == kBlockSize);
     ozu::SecretArray<unsigned char, kBlockSize> iv;
     ozu::joinShares(ozu::kVideoIvA, ozu::kVideoIvB, iv);
-    return EVP_DecryptInit_ex(context, cipher, nullptr, key, iv.data()) == 1 &&
+    return EVP_CipherInit_ex(context, cipher, nullptr, key, iv.data(), kDecipher) == 1 &&
            EVP_CIPHER_CTX_set_padding(context, 0) == 1;
 }
 
@@ -101,8 +102,8 @@ class Region {
     bool decipher(std::size_t count) noexcept {
         int produced = 0;
         if (chunkSize_ == blocksSize_) {
-            return EVP_DecryptUpdate(context_, plain_.data(), &produced, stored_.data(),
-                                     static_cast<int>(count)) == 1;
+            return EVP_CipherUpdate(context_, plain_.data(), &produced, stored_.data(),
+                                    static_cast<int>(count)) == 1;
         }
         const std::size_t chunks = chunksIn(count);
         for (std::size_t i = 0; i < chunks; ++i) {
@@ -110,8 +111,8 @@ class Region {
             std::memcpy(blocks, stored_.data() + i * chunkSize_, chunkSize_);
             std::memset(blocks + chunkSize_, 0, blocksSize_ - chunkSize_);
         }
-        if (EVP_DecryptUpdate(context_, plain_.data(), &produced, plain_.data(),
-                              static_cast<int>(chunks * blocksSize_)) != 1) {
+        if (EVP_CipherUpdate(context_, plain_.data(), &produced, plain_.data(),
+                             static_cast<int>(chunks * blocksSize_)) != 1) {
             return false;
         }
         for (std::size_t i = 1; i < chunks; ++i) {

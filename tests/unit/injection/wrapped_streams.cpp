@@ -26,10 +26,6 @@ int __real_EVP_CipherInit_ex(EVP_CIPHER_CTX *context, const EVP_CIPHER *cipher, 
 int __real_EVP_CipherUpdate(EVP_CIPHER_CTX *context, unsigned char *out, int *count, const unsigned char *in,
                             int size);
 int __real_EVP_CipherFinal_ex(EVP_CIPHER_CTX *context, unsigned char *out, int *count);
-int __real_EVP_DecryptInit_ex(EVP_CIPHER_CTX *context, const EVP_CIPHER *cipher, ENGINE *engine,
-                              const unsigned char *key, const unsigned char *iv);
-int __real_EVP_DecryptUpdate(EVP_CIPHER_CTX *context, unsigned char *out, int *count, const unsigned char *in,
-                             int size);
 int __real_EVP_CIPHER_CTX_set_padding(EVP_CIPHER_CTX *context, int padding);
 int __real_RAND_bytes(unsigned char *buffer, int count);
 
@@ -95,18 +91,6 @@ int __wrap_EVP_CipherUpdate(EVP_CIPHER_CTX *context, unsigned char *out, int *co
 
 int __wrap_EVP_CipherFinal_ex(EVP_CIPHER_CTX *context, unsigned char *out, int *count) {
     return orFail("EVP_CipherFinal_ex", [=] { return __real_EVP_CipherFinal_ex(context, out, count); });
-}
-
-int __wrap_EVP_DecryptInit_ex(EVP_CIPHER_CTX *context, const EVP_CIPHER *cipher, ENGINE *engine,
-                              const unsigned char *key, const unsigned char *iv) {
-    return orFail("EVP_DecryptInit_ex",
-                  [=] { return __real_EVP_DecryptInit_ex(context, cipher, engine, key, iv); });
-}
-
-int __wrap_EVP_DecryptUpdate(EVP_CIPHER_CTX *context, unsigned char *out, int *count, const unsigned char *in,
-                             int size) {
-    return orFail("EVP_DecryptUpdate",
-                  [=] { return __real_EVP_DecryptUpdate(context, out, count, in, size); });
 }
 
 int __wrap_EVP_CIPHER_CTX_set_padding(EVP_CIPHER_CTX *context, int padding) {

@@ -75,11 +75,13 @@ void __wrap_EVP_CIPHER_CTX_free(EVP_CIPHER_CTX *context) {
     __real_EVP_CIPHER_CTX_free(context);
 }
 
-int __real_EVP_DecryptInit_ex(EVP_CIPHER_CTX *, const EVP_CIPHER *, ENGINE *, const unsigned char *,
-                              const unsigned char *);
-int __wrap_EVP_DecryptInit_ex(EVP_CIPHER_CTX *context, const EVP_CIPHER *cipher, ENGINE *engine,
-                              const unsigned char *key, const unsigned char *iv) {
-    return faults.initialisation ? failed() : __real_EVP_DecryptInit_ex(context, cipher, engine, key, iv);
+int __real_EVP_CipherInit_ex(EVP_CIPHER_CTX *, const EVP_CIPHER *, ENGINE *, const unsigned char *,
+                             const unsigned char *, int);
+int __wrap_EVP_CipherInit_ex(EVP_CIPHER_CTX *context, const EVP_CIPHER *cipher, ENGINE *engine,
+                             const unsigned char *key, const unsigned char *iv, int encrypt) {
+    EXPECT_EQ(encrypt, 0);
+    return faults.initialisation ? failed()
+                                 : __real_EVP_CipherInit_ex(context, cipher, engine, key, iv, encrypt);
 }
 
 int __real_EVP_CIPHER_CTX_set_padding(EVP_CIPHER_CTX *, int);
@@ -89,8 +91,8 @@ int __wrap_EVP_CIPHER_CTX_set_padding(EVP_CIPHER_CTX *context, int padding) {
 }
 
 // Deciphers to a text with the mark, whatever it is given.
-int __wrap_EVP_DecryptUpdate(EVP_CIPHER_CTX *, unsigned char *out, int *produced, const unsigned char *,
-                             int size) {
+int __wrap_EVP_CipherUpdate(EVP_CIPHER_CTX *, unsigned char *out, int *produced, const unsigned char *,
+                            int size) {
     if (faults.deciphering) {
         return failed();
     }

@@ -178,14 +178,14 @@ std::size_t __wrap___fread_chk(void *buffer, std::size_t room, std::size_t size,
     return __wrap_fread(buffer, size, count, file);
 }
 
-int __real_EVP_DecryptUpdate(EVP_CIPHER_CTX *, unsigned char *, int *, const unsigned char *, int);
-int __wrap_EVP_DecryptUpdate(EVP_CIPHER_CTX *context, unsigned char *out, int *count, const unsigned char *in,
-                             int size) {
+int __real_EVP_CipherUpdate(EVP_CIPHER_CTX *, unsigned char *, int *, const unsigned char *, int);
+int __wrap_EVP_CipherUpdate(EVP_CIPHER_CTX *context, unsigned char *out, int *count, const unsigned char *in,
+                            int size) {
     if (faults.updates >= 0 && faults.updates-- == 0) {
         ERR_raise(ERR_LIB_USER, 77);
         return 0;
     }
-    return __real_EVP_DecryptUpdate(context, out, count, in, size);
+    return __real_EVP_CipherUpdate(context, out, count, in, size);
 }
 
 int __real_fseek(FILE *, long, int);
