@@ -29,7 +29,7 @@ target_include_directories(names_peers PUBLIC
 target_link_libraries(names_peers PRIVATE ozu_flags)
 target_compile_options(names_peers PRIVATE -w -Wno-error)
 
-set(names_sources alarm/device_names.cpp alarm/tarn1_names.cpp alarm/tarn2_names.cpp alarm/tarn_plus_names.cpp)
+set(names_sources alarm/device_names.cpp alarm/tarn_names.cpp)
 ozu_bench(names_bench SOURCES names_bench.cpp product_info.cpp LIBRARY_SOURCES ${names_sources} LIBRARIES names_peers)
 
 add_executable(names_count names_count.cpp product_info.cpp $<TARGET_OBJECTS:names_bench_objects>)

@@ -91,18 +91,19 @@ constexpr std::string_view kVariantName = "WQFW";
 constexpr ozu::NameRow kMoreNames[] = {{0, ozu::kUnknownName}, {kVariantType, kVariantName}};
 
 constexpr auto kText = ozu::packedText<kDeviceTypes, kMoreNames>();
-constexpr auto kNames = ozu::nameTable<kDeviceTypes>(kText);
-constexpr auto kCodes = ozu::nameIndex<kDeviceTypes, kMoreNames>(kText);
-constexpr ozu::NameId kVariantId = kText.idOf(kVariantName);
+constexpr auto kList = ozu::nameList<kText, kDeviceTypes, kMoreNames>();
+constexpr auto kNames = ozu::nameTable<kDeviceTypes>(kList);
+constexpr auto kCodes = ozu::nameIndex<kDeviceTypes, kMoreNames>(kList);
+constexpr ozu::NameId kVariantId = kList.idOf(kVariantName);
 
 const char *variantTypeName() noexcept {
-    return kText.at(getProductCodename() == kVariantProduct ? kVariantId : kNames.id(kVariantType));
+    return kList.at(getProductCodename() == kVariantProduct ? kVariantId : kNames.id(kVariantType));
 }
 
 } // namespace
 
 const char *getDeviceTypeName(int type) noexcept {
-    return type == kVariantType ? variantTypeName() : kText.at(kNames.id(static_cast<unsigned int>(type)));
+    return type == kVariantType ? variantTypeName() : kList.at(kNames.id(static_cast<unsigned int>(type)));
 }
 
 // Answers like a search through the names of codes 0, 1, 2, ... that stops at the first match: such a search
@@ -111,7 +112,7 @@ int getDeviceTypeEnum(const char *name) noexcept {
     if (name == nullptr) {
         return kNotFound;
     }
-    const unsigned int code = kCodes.find(kText, name);
+    const unsigned int code = kCodes.find(kList, name);
     if (code < kVariantType) {
         return static_cast<int>(code);
     }

@@ -3,12 +3,13 @@
 // The rows themselves never reach the binary. What does is one text that holds every name once,
 // zero-terminated, with a list of where each begins, and for each table an array of one byte per code, the
 // number of its name in that list: no pointer, so no relocation, and a look-up is one comparison and two
-// loads. The text begins with "UNKNOWN", so number 0 is the name of every code without a row.
+// loads. A list begins with "UNKNOWN", so number 0 is the name of every code without a row.
 //
 //     constexpr ozu::NameRow kRows[] = {{1, "PIR"}, {2, "MAG"}};      // sorted by code, each code once
 //     constexpr auto kText = ozu::packedText<kRows>();                // several row arrays may share a text
-//     constexpr auto kNames = ozu::nameTable<kRows>(kText);
-//     const char *name = kText.at(kNames.id(code));
+//     constexpr auto kList = ozu::nameList<kText, kRows>();           // and some of them a list
+//     constexpr auto kNames = ozu::nameTable<kRows>(kList);
+//     const char *name = kList.at(kNames.id(code));
 //
 // PairRow, pairTable do the same for names of pairs; nameIndex gives the way back from name to code.
 #pragma once
@@ -55,51 +56,38 @@ consteval bool sortedAndUnique(const Row (&rows)[Count]) {
 
 inline constexpr std::string_view kUnknownName = "UNKNOWN";
 
-// The number of a name in its text.
-using NameId = std::uint8_t;
-inline constexpr std::size_t kMostNames = 255;
-
-// Zero-terminated names one after the other, each once.
-template <std::size_t Bytes, std::size_t Names>
+// Zero-terminated names one after the other, each once; a name that ends another one lies within it.
+template <std::size_t Bytes>
 struct NameText {
     char bytes[Bytes] = {};
-    std::uint16_t starts[Names] = {};
-
-    [[nodiscard]] constexpr const char *at(NameId id) const noexcept { return bytes + starts[id]; }
 
     // An unknown name does not compile.
-    [[nodiscard]] constexpr NameId idOf(std::string_view name) const {
-        for (std::size_t id = 0; id < Names; ++id) {
-            if (std::string_view(bytes + starts[id]) == name) {
-                return static_cast<NameId>(id);
+    [[nodiscard]] constexpr std::uint16_t startOf(std::string_view name) const {
+        for (std::size_t start = 0; start < Bytes;) {
+            const std::string_view held(bytes + start);
+            if (held.ends_with(name)) {
+                return static_cast<std::uint16_t>(start + held.size() - name.size());
             }
+            start += held.size() + 1;
         }
         badTable("the name is not in this text");
         return 0;
     }
 };
 
-// Puts a text together; there is room for more than it will need.
-template <std::size_t Bytes, std::size_t Names>
-struct NameCollector {
-    NameText<Bytes, Names> text;
+// Different names, at most Most of them.
+template <std::size_t Most>
+struct NameSet {
+    std::string_view names[Most];
     std::size_t used = 0;
-    std::size_t names = 0;
 
     consteval void add(std::string_view name) {
-        for (std::size_t id = 0; id < names; ++id) {
-            if (std::string_view(text.bytes + text.starts[id]) == name) {
+        for (std::size_t i = 0; i < used; ++i) {
+            if (names[i] == name) {
                 return;
             }
         }
-        if (used > UINT16_MAX || names == kMostNames) {
-            badTable("too many names");
-        }
-        text.starts[names++] = static_cast<std::uint16_t>(used);
-        for (const char c : name) {
-            text.bytes[used++] = c;
-        }
-        text.bytes[used++] = '\0';
+        names[used++] = name;
     }
     template <typename Row, std::size_t Count>
     consteval void addRows(const Row (&rows)[Count]) {
@@ -107,32 +95,81 @@ struct NameCollector {
             add(row.name);
         }
     }
+    [[nodiscard]] consteval bool endsAnother(std::string_view name) const {
+        for (std::size_t i = 0; i < used; ++i) {
+            if (names[i].size() > name.size() && names[i].ends_with(name)) {
+                return true;
+            }
+        }
+        return false;
+    }
+    [[nodiscard]] consteval std::size_t textBytes() const {
+        std::size_t bytes = 0;
+        for (std::size_t i = 0; i < used; ++i) {
+            bytes += endsAnother(names[i]) ? 0 : names[i].size() + 1;
+        }
+        return bytes;
+    }
 };
 
-template <typename Row, std::size_t Count>
-consteval std::size_t nameBytes(const Row (&rows)[Count]) {
-    std::size_t bytes = 0;
-    for (const Row &row : rows) {
-        bytes += row.name.size() + 1;
-    }
-    return bytes;
+template <const auto &...Rows>
+consteval auto namesOf() {
+    NameSet<(1 + ... + std::size(Rows))> set;
+    set.add(kUnknownName);
+    (set.addRows(Rows), ...);
+    return set;
 }
 
-template <std::size_t Bytes, std::size_t Names, const auto &...Rows>
-consteval auto collected() {
-    NameCollector<Bytes, Names> collector;
-    collector.add(kUnknownName);
-    (collector.addRows(Rows), ...);
-    return collector;
-}
-
-// The text of all names of the given row arrays, of exactly the size they need.
+// The text of all names of the given row arrays.
 template <const auto &...Rows>
 consteval auto packedText() {
-    constexpr std::size_t kBytes = ((kUnknownName.size() + 1) + ... + nameBytes(Rows));
-    constexpr std::size_t kNames = (1 + ... + std::size(Rows));
-    constexpr auto kAll = collected<kBytes, kNames, Rows...>();
-    return collected<kAll.used, kAll.names, Rows...>().text;
+    constexpr auto kNames = namesOf<Rows...>();
+    constexpr std::size_t kBytes = kNames.textBytes();
+    static_assert(kBytes <= UINT16_MAX, "the text is too long");
+    NameText<kBytes> text;
+    std::size_t end = 0;
+    for (std::size_t i = 0; i < kNames.used; ++i) {
+        if (!kNames.endsAnother(kNames.names[i])) {
+            kNames.names[i].copy(text.bytes + end, kNames.names[i].size());
+            end += kNames.names[i].size() + 1;
+        }
+    }
+    return text;
+}
+
+// The number of a name in its list.
+using NameId = std::uint8_t;
+inline constexpr std::size_t kMostNames = 255;
+
+// Some names of a text, each once.
+template <const auto &Text, std::size_t Names>
+struct NameList {
+    std::uint16_t starts[Names] = {};
+
+    [[nodiscard]] constexpr const char *at(NameId id) const noexcept { return Text.bytes + starts[id]; }
+
+    // An unknown name does not compile.
+    [[nodiscard]] constexpr NameId idOf(std::string_view name) const {
+        for (std::size_t id = 0; id < Names; ++id) {
+            if (name == at(static_cast<NameId>(id))) {
+                return static_cast<NameId>(id);
+            }
+        }
+        badTable("the name is not in this list");
+        return 0;
+    }
+};
+
+// The names of the given row arrays, all of which are in the text.
+template <const auto &Text, const auto &...Rows>
+consteval auto nameList() {
+    constexpr auto kNames = namesOf<Rows...>();
+    static_assert(kNames.used <= kMostNames, "too many names");
+    NameList<Text, kNames.used> list;
+    for (std::size_t id = 0; id < kNames.used; ++id) {
+        list.starts[id] = Text.startOf(kNames.names[id]);
+    }
+    return list;
 }
 
 template <std::size_t Codes>
@@ -146,12 +183,12 @@ struct NameTable {
     }
 };
 
-template <const auto &Rows, typename Text>
-consteval auto nameTable(const Text &text) {
+template <const auto &Rows, typename List>
+consteval auto nameTable(const List &list) {
     static_assert(sortedAndUnique(Rows), "rows must be sorted by code, each code once");
     NameTable<Rows[std::size(Rows) - 1].code + 1> table;
     for (const auto &row : Rows) {
-        table.ids[row.code] = text.idOf(row.name);
+        table.ids[row.code] = list.idOf(row.name);
     }
     return table;
 }
@@ -200,14 +237,14 @@ consteval std::size_t pairCodes() {
     return codes;
 }
 
-template <const auto &Rows, typename Text>
-consteval auto pairTable(const Text &text) {
+template <const auto &Rows, typename List>
+consteval auto pairTable(const List &list) {
     static_assert(sortedAndUnique(Rows), "rows must be sorted by group and code, each pair once");
     PairTable<Rows[std::size(Rows) - 1].group + 1, pairGroups<Rows>(), pairCodes<Rows>()> table;
     std::size_t start = 1;
     std::uint8_t range = 1;
     for (std::size_t i = 0; i < std::size(Rows); ++i) {
-        table.ids[start + Rows[i].code] = text.idOf(Rows[i].name);
+        table.ids[start + Rows[i].code] = list.idOf(Rows[i].name);
         if (lastOfGroup<Rows>(i)) {
             const auto count = static_cast<std::uint16_t>(Rows[i].code + 1);
             table.groups[Rows[i].group] = range;
@@ -244,14 +281,14 @@ struct NameIndex {
     }
 
     // The code of a name, or kNoSuchName. Reads at most one character more than the longest name has.
-    template <typename Text>
-    [[nodiscard]] unsigned int find(const Text &text, const char *name) const noexcept {
+    template <typename List>
+    [[nodiscard]] unsigned int find(const List &list, const char *name) const noexcept {
         const std::size_t length = strnlen(name, longest + 1);
         if (length < kShortestName || length > longest) {
             return kNoSuchName;
         }
         const NameId id = ids[slotOf(nameHash(name, length))];
-        return std::strcmp(text.at(id), name) == 0 ? codes[id] : kNoSuchName;
+        return std::strcmp(list.at(id), name) == 0 ? codes[id] : kNoSuchName;
     }
 
     template <std::size_t Count>
@@ -292,10 +329,10 @@ struct HashSet {
     }
 };
 
-template <typename Index, typename Text, std::size_t RowCount>
-consteval void enterRows(Index &index, const Text &text, const NameRow (&rows)[RowCount]) {
+template <typename Index, typename List, std::size_t RowCount>
+consteval void enterRows(Index &index, const List &list, const NameRow (&rows)[RowCount]) {
     for (const NameRow &row : rows) {
-        const NameId id = text.idOf(row.name);
+        const NameId id = list.idOf(row.name);
         NameId &slot = index.ids[index.slotOf(nameHash(row.name.data(), row.name.size()))];
         if (slot != 0 && slot != id) {
             badTable("two names have the same hash");
@@ -307,10 +344,10 @@ consteval void enterRows(Index &index, const Text &text, const NameRow (&rows)[R
     }
 }
 
-// The index of one or more row arrays whose names are all in the text; codes are below kNoSuchName. To find
+// The index of one or more row arrays whose names are all in the list; codes are below kNoSuchName. To find
 // "UNKNOWN" in an empty slot is not to find it, unless it has a row.
-template <const auto &...Rows, std::size_t Bytes, std::size_t Names>
-consteval auto nameIndex(const NameText<Bytes, Names> &text) {
+template <const auto &...Rows, const auto &Text, std::size_t Names>
+consteval auto nameIndex(const NameList<Text, Names> &list) {
     HashSet<(std::size(Rows) + ...)> set;
     (set.add(Rows), ...);
     NameIndex<Names> index;
@@ -320,7 +357,7 @@ consteval auto nameIndex(const NameText<Bytes, Names> &text) {
     for (auto &code : index.codes) {
         code = kNoSuchName;
     }
-    (enterRows(index, text, Rows), ...);
+    (enterRows(index, list, Rows), ...);
     return index;
 }
 

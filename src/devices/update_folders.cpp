@@ -25,12 +25,13 @@ constexpr ozu::NameRow kFolders[] = {
     {146, "/customapps/versions/yx/"},
 };
 constexpr auto kText = ozu::packedText<kFolders>();
-constexpr auto kPaths = ozu::nameTable<kFolders>(kText);
+constexpr auto kList = ozu::nameList<kText, kFolders>();
+constexpr auto kPaths = ozu::nameTable<kFolders>(kList);
 
 } // namespace
 
 const char *ozuutils_getRsuFolder(int deviceType) noexcept {
-    return kText.at(kPaths.id(static_cast<unsigned int>(deviceType)));
+    return kList.at(kPaths.id(static_cast<unsigned int>(deviceType)));
 }
 
 int ozuutils_removeRsuFile(int deviceType) noexcept {
@@ -40,5 +41,5 @@ int ozuutils_removeRsuFile(int deviceType) noexcept {
         return ozulog_printf_extend(ozu::level::kWarning, "%s", OZU_LOG_SOURCE::name(), __func__, __LINE__,
                                     "UNKNOWN device type when trying to remove Rsu File");
     }
-    return nftw(kText.at(path), unlink_cb, kMostOpenFolders, FTW_DEPTH | FTW_PHYS);
+    return nftw(kList.at(path), unlink_cb, kMostOpenFolders, FTW_DEPTH | FTW_PHYS);
 }

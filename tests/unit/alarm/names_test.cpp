@@ -287,7 +287,10 @@ constexpr ozu::NameRow kUnsorted[] = {{2, "two"}, {0, "zero"}};
 constexpr ozu::NameRow kTwice[] = {{2, "two"}, {2, "zwei"}};
 constexpr ozu::PairRow kPairs[] = {{1, 3, "two"}, {4, 0, "zero"}, {4, 1, "four"}};
 constexpr ozu::PairRow kPairTwice[] = {{1, 3, "two"}, {1, 3, "zero"}};
-constexpr auto kText = ozu::packedText<kRows, kPairs>();
+constexpr ozu::NameRow kMore[] = {{1, "thirty-two"}, {2, "four"}};
+constexpr auto kText = ozu::packedText<kRows, kPairs, kMore>();
+constexpr auto kList = ozu::nameList<kText, kRows, kPairs>();
+constexpr auto kMoreNames = ozu::nameList<kText, kMore>();
 
 TEST(NameTable, rowsMustBeSortedAndUnique) {
     static_assert(ozu::sortedAndUnique(kRows));
@@ -298,22 +301,36 @@ TEST(NameTable, rowsMustBeSortedAndUnique) {
 }
 
 TEST(NameTable, textHoldsEachNameOnce) {
-    EXPECT_EQ(std::string(kText.bytes, sizeof kText.bytes), std::string("UNKNOWN\0zero\0two\0four\0", 22));
+    EXPECT_EQ(std::string(kText.bytes, sizeof kText.bytes),
+              std::string("UNKNOWN\0zero\0four\0thirty-two\0", 29));
+}
+
+TEST(NameTable, nameThatEndsAnotherLiesWithinIt) {
+    constexpr ozu::NameId kTwo = kList.idOf("two");
+    EXPECT_EQ(kText.bytes + sizeof kText.bytes, kList.at(kTwo) + sizeof "two");
+}
+
+TEST(NameTable, listsOfOneTextNumberTheirNamesForThemselves) {
+    static_assert(kList.idOf("four") == 3 && kMoreNames.idOf("four") == 2);
+    EXPECT_EQ(kList.at(3), kMoreNames.at(2));
+    EXPECT_STREQ(kMoreNames.at(2), "four");
+    EXPECT_STREQ(kMoreNames.at(1), "thirty-two");
+    EXPECT_STREQ(kMoreNames.at(0), "UNKNOWN");
 }
 
 TEST(NameTable, givesNames) {
-    constexpr auto table = ozu::nameTable<kRows>(kText);
-    EXPECT_STREQ(kText.at(table.id(0)), "zero");
-    EXPECT_STREQ(kText.at(table.id(1)), "UNKNOWN");
-    EXPECT_STREQ(kText.at(table.id(7)), "two");
+    constexpr auto table = ozu::nameTable<kRows>(kList);
+    EXPECT_STREQ(kList.at(table.id(0)), "zero");
+    EXPECT_STREQ(kList.at(table.id(1)), "UNKNOWN");
+    EXPECT_STREQ(kList.at(table.id(7)), "two");
     EXPECT_EQ(table.id(8), 0);
     EXPECT_EQ(table.id(UINT_MAX), 0);
 }
 
 TEST(NameTable, givesNamesOfPairs) {
-    constexpr auto table = ozu::pairTable<kPairs>(kText);
-    EXPECT_STREQ(kText.at(table.id(1, 3)), "two");
-    EXPECT_STREQ(kText.at(table.id(4, 1)), "four");
+    constexpr auto table = ozu::pairTable<kPairs>(kList);
+    EXPECT_STREQ(kList.at(table.id(1, 3)), "two");
+    EXPECT_STREQ(kList.at(table.id(4, 1)), "four");
     for (const auto &[group, code] : std::vector<std::pair<unsigned, unsigned>>{{0, 0},
                                                                                 {1, 2},
                                                                                 {1, 4},
@@ -329,13 +346,13 @@ TEST(NameTable, givesNamesOfPairs) {
 }
 
 TEST(NameTable, findsCodesOfNames) {
-    constexpr auto index = ozu::nameIndex<kRows>(kText);
-    EXPECT_EQ(index.find(kText, "zero"), 0u);
-    EXPECT_EQ(index.find(kText, "two"), 2u);
-    EXPECT_EQ(index.find(kText, "UNKNOWN"), 5u);
-    EXPECT_EQ(index.find(kText, "four"), ozu::kNoSuchName);
-    EXPECT_EQ(index.find(kText, ""), ozu::kNoSuchName);
-    EXPECT_EQ(index.find(kText, "twoo"), ozu::kNoSuchName);
+    constexpr auto index = ozu::nameIndex<kRows>(kList);
+    EXPECT_EQ(index.find(kList, "zero"), 0u);
+    EXPECT_EQ(index.find(kList, "two"), 2u);
+    EXPECT_EQ(index.find(kList, "UNKNOWN"), 5u);
+    EXPECT_EQ(index.find(kList, "four"), ozu::kNoSuchName);
+    EXPECT_EQ(index.find(kList, ""), ozu::kNoSuchName);
+    EXPECT_EQ(index.find(kList, "twoo"), ozu::kNoSuchName);
 }
 
 } // namespace
