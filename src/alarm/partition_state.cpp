@@ -105,12 +105,12 @@ int IsPanelInAlarmOrArmAfterAlarmExceptPanic() noexcept {
 }
 
 int IsPanelInDisarmNotEmergemcyPartitions() noexcept {
-    const auto all = partitions();
-    if (all.empty()) {
+    const PanelSharedState *state = ozu::panelState();
+    if (state == nullptr) {
         return 0;
     }
-    for (const PanelPartition &partition : all.first(kBurglaryPartitions)) {
-        if (stateOf(partition) != kDisarmed) {
+    for (unsigned int number = 0; number < kBurglaryPartitions; ++number) {
+        if (stateOf(state->partitions[number]) != kDisarmed) {
             return 0;
         }
     }
@@ -118,13 +118,13 @@ int IsPanelInDisarmNotEmergemcyPartitions() noexcept {
 }
 
 PanelArmType getCurArmType() noexcept {
-    const auto all = partitions();
-    if (all.empty()) {
+    const PanelSharedState *state = ozu::panelState();
+    if (state == nullptr) {
         return PANEL_ARM_FULL; // when in doubt, protected
     }
     unsigned int armed = 0;
     for (unsigned int number = 0; number < kBurglaryPartitions; ++number) {
-        armed |= isArmed(stateOf(all[number])) ? bit(number) : 0U;
+        armed |= isArmed(stateOf(state->partitions[number])) ? bit(number) : 0U;
     }
     return static_cast<PanelArmType>(kArmTypeOfSet[armed]);
 }

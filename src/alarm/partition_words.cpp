@@ -34,7 +34,8 @@ bool same(const char *word, const char *known) noexcept {
 
 int latestDisarming(const PanelSharedState &state, std::uint32_t *time) noexcept {
     std::int32_t latest = 0;
-    for (const sec_partition partition : {PARTITION_FULL, PARTITION_DAY, PARTITION_NIGHT}) {
+    static_assert(PARTITION_FULL == 0 && PARTITION_DAY == 1 && PARTITION_NIGHT == 2);
+    for (unsigned int partition = PARTITION_FULL; partition <= PARTITION_NIGHT; ++partition) {
         const std::int32_t disarmed = ozu::readOnce(state.partitions[partition].disarmTime);
         latest = disarmed > latest ? disarmed : latest;
     }

@@ -15,16 +15,14 @@ namespace {
 
 constexpr std::int32_t kFreeSlot = 0;
 
-// Empty without a shared record.
-std::span<const PanelSafetyEvent> safetyEvents() noexcept {
-    const PanelSharedState *state = ozu::panelState();
-    return state == nullptr ? std::span<const PanelSafetyEvent>() : std::span(state->safetyEvents);
-}
-
 } // namespace
 
 int ozuutils_isSafetyEventInProgress() noexcept {
-    for (const PanelSafetyEvent &event : safetyEvents()) {
+    const PanelSharedState *state = ozu::panelState();
+    if (state == nullptr) {
+        return 0;
+    }
+    for (const PanelSafetyEvent &event : state->safetyEvents) {
         if (ozu::readOnce(event.startTime) != kFreeSlot && ozu::readOnce(event.ended) == 0) {
             OZU_LOG(ozu::level::kNotable,
                     "Safety event in progress because of the device RfId %d of type 0x%02X.",
@@ -36,13 +34,13 @@ int ozuutils_isSafetyEventInProgress() noexcept {
 }
 
 unsigned char ozuutils_isSafetySirenInProgress() noexcept {
-    const auto events = safetyEvents();
-    if (events.empty()) {
+    const PanelSharedState *state = ozu::panelState();
+    if (state == nullptr) {
         return 0;
     }
     const time_t now = ozu::panelTime(time(nullptr));
     double newest = SAFETY_SIREN_PERIOD; // age in seconds
-    for (const PanelSafetyEvent &event : events) {
+    for (const PanelSafetyEvent &event : state->safetyEvents) {
         const std::int32_t startTime = ozu::readOnce(event.startTime);
         if (startTime == kFreeSlot) {
             continue;

@@ -31,7 +31,7 @@ struct Reading {
 // /proc, whose size shows as 0) is counted but thrown away.
 Reading readToEnd(int fd, std::span<char> buffer) noexcept {
     Reading reading;
-    std::array<char, 4096> beyond; // NOLINT(cppcoreguidelines-pro-type-member-init)
+    std::array<char, 1024> beyond; // NOLINT(cppcoreguidelines-pro-type-member-init)
     do {
         reading.last =
             buffer.empty() ? read(fd, beyond.data(), beyond.size()) : read(fd, buffer.data(), buffer.size());

@@ -138,7 +138,7 @@ int WaitForUnsentData(int maxSeconds) noexcept {
 
 void request_CP_reboot_from() noexcept {
     // The record has seven bytes, of which the receiver reads two: command and argument.
-    constexpr std::array<std::uint8_t, 7> kRequest = {15, 1};
+    static constexpr std::array<std::uint8_t, 7> kRequest = {15, 1};
     if (ozumqttc_messagePublish(kCoprocessorTopic, kRequest.size(), "RSU", 1, 1, kRequest.data()) != 0) {
         OZU_LOG_TEXT(ozu::level::kFailure, "ozumqttc_messagePublish \n");
     }
