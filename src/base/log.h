@@ -12,6 +12,7 @@
 #include <ozulog.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <type_traits>
 
 namespace ozu::level {
@@ -71,14 +72,18 @@ inline const char *textOf(const char *line) noexcept {
     return line + 3;
 }
 
-// What the promotions of a variadic call make of small numbers, so that fewer kinds of lines differ.
+// What a variadic call passes on: small numbers promoted, and whatever fills a general register the same way
+// as one and the same type, so that few kinds of lines differ. Who reads the arguments takes them by the
+// format.
 template <typename Argument>
-constexpr auto promoted(Argument argument) noexcept {
-    if constexpr (std::is_arithmetic_v<Argument>) {
+auto passedOn(Argument argument) noexcept {
+    if constexpr (std::is_floating_point_v<Argument>) {
         return +argument;
+    } else if constexpr (std::is_integral_v<Argument>) {
+        return static_cast<std::make_signed_t<decltype(+argument)>>(argument);
     } else {
         static_assert(std::is_convertible_v<Argument, const char *>, "numbers and texts only");
-        return static_cast<const char *>(argument);
+        return reinterpret_cast<std::intptr_t>(static_cast<const char *>(argument));
     }
 }
 
@@ -99,10 +104,10 @@ template <typename Source>
 }
 
 template <typename Source, typename... Arguments>
-[[gnu::always_inline]] inline void writePromoted(const char *line, const char *function,
-                                                 Arguments... arguments) noexcept {
+[[gnu::always_inline]] inline void writeArguments(const char *line, const char *function,
+                                                  Arguments... arguments) noexcept {
     static_assert(sizeof...(arguments) > 0, "a fixed text is never a format");
-    write<Source>(line, function, promoted(arguments)...);
+    write<Source>(line, function, passedOn(arguments)...);
 }
 
 } // namespace ozu::log
@@ -115,7 +120,7 @@ template <typename Source, typename... Arguments>
 #define OZU_LOG_AS(function, level, format, ...)                                                             \
     do {                                                                                                     \
         static constexpr auto ozuLogLine = ozu::log::lineOf((level), __LINE__, format);                      \
-        ozu::log::writePromoted<OZU_LOG_SOURCE>(ozuLogLine.bytes, (function), ##__VA_ARGS__);                \
+        ozu::log::writeArguments<OZU_LOG_SOURCE>(ozuLogLine.bytes, (function), ##__VA_ARGS__);               \
         if (false) {                                                                                         \
             static_cast<void>(ozulog_printf_extend(0, (format), "", "", 0, ##__VA_ARGS__));                  \
         }                                                                                                    \
