@@ -65,7 +65,6 @@ class Elf:
         self.dynamic = run("readelf", "-dW", path)
         self.segments = run("readelf", "-lW", path)
         self.undefined = set(re.findall(r"UND (\w+)", run("readelf", "-W", "--dyn-syms", path)))
-        self.wide = "ELF64" in run("readelf", "-hW", path)
 
     def section_of(self, address):
         for name, (start, size) in self.sections.items():
@@ -88,6 +87,11 @@ class Elf:
         pattern = r"\s+LOAD\s+\S+ (0x[0-9a-f]+) \S+ \S+ (0x[0-9a-f]+) (.{3}) "
         for start, size, flags in re.findall(pattern, self.segments):
             yield int(start, 16), int(start, 16) + int(size, 16), flags
+
+    def room_left(self):
+        """What the segments laid out for the panel's machine could still take without another page."""
+        (_, front, _), (_, code, _), (data, _, _), _ = self.loads()
+        return ("dynamic symbols", page_up(front) - front), ("code", data % PAGE - code % PAGE)
 
     def writable_bytes(self):
         """Whole pages that a process may ever get a copy of."""
@@ -143,6 +147,9 @@ def check_sizes(report, elf, limited):
             report.check(name, f"{size} bytes", size <= limit, limit)
         else:
             report.note(name, f"{size} bytes")
+    if limited:
+        for segment, room in elf.room_left():
+            report.note(f"room in the pages of {segment}", f"{room} bytes")
 
 
 def check_file(report, elf):
@@ -151,12 +158,11 @@ def check_file(report, elf):
     extra = {name for name in needed if not name.startswith("ld-linux")} - set(LIMITS["needed"])
     report.check("libraries needed", ", ".join(sorted(needed)), not extra, "no other than the listed ones")
     relative = elf.relative_relocations()
-    allowed = {".init_array", ".fini_array", ".data", ".got"}
-    report.check("pointers that the loader patches", relative, set(relative) <= allowed and relative.get(".data", 0) <= 1,
-                 "start-up code's own, none in tables")
-    pointer = 8 if elf.wide else 4
-    entries = elf.sections.get(".init_array", (0, 0))[1] // pointer
-    report.check("constructors", entries, entries <= 1, "the compiler's own")
+    # The destructor, the object's handle, functions whose address is handed out.
+    holds = set(relative) <= {".fini_array", ".data.rel.ro", ".got"} and relative.get(".data.rel.ro", 0) <= 1
+    report.check("pointers that the loader patches", relative, holds, "none in tables")
+    constructors = {".init_array", ".init", ".ctors"} & set(elf.sections)
+    report.check("constructors", sorted(constructors), not constructors, "none")
     report.check("relocations read-only after start", "GNU_RELRO" in elf.segments, "GNU_RELRO" in elf.segments, True)
     now = re.search(r"BIND_NOW|\(FLAGS_1\).*NOW", elf.dynamic) is not None
     report.check("symbols bound at start", now, now, True)

@@ -49,12 +49,11 @@ def test_object_needs_no_relocation(path):
 
 
 def test_library_relocates_nothing_of_ours(library):  # noqa: F811
-    # What the start files bring: one constructor, one destructor, the handle of the object itself.
+    # One destructor and the handle of the object itself.
     relative = re.findall(r"R_\w+_RELATIVE", tree.run("readelf", "-rW", library))
-    assert len(relative) <= 3
+    assert len(relative) <= 2
     names = tree.run("nm", library)
-    assert not re.search(r"^\w+ [dD] (?!_DYNAMIC|_GLOBAL_OFFSET_TABLE_|__dso_handle|__frame_dummy|__do_global_dtors|"
-                         r"__FRAME_END__|__TMC_END__)", names, re.MULTILINE)
+    assert not re.search(r"^\w+ [dD] (?!_DYNAMIC|_GLOBAL_OFFSET_TABLE_|__dso_handle)", names, re.MULTILINE)
 
 
 @pytest.mark.skipif(shutil.which("cc") is None, reason="no C compiler")
