@@ -1,7 +1,7 @@
 #include <network/route_dump.h>
 #include <utils_ozu/routes.h>
 
-#include "injected_calls.h"
+#include "injected_socket.h"
 
 #include <arpa/inet.h>
 #include <linux/netlink.h>
@@ -129,14 +129,6 @@ class Gateway : public ozu::test::InjectedTest {
 } // namespace
 
 extern "C" {
-
-int __real_socket(int family, int type, int protocol);
-
-int __wrap_socket(int family, int type, int protocol) {
-    const std::string call = "socket(" + std::to_string(family) + ", " + std::to_string(type) + ", " +
-                             std::to_string(protocol) + ")";
-    return injected().enter("socket", call) ? -1 : __real_socket(family, type, protocol);
-}
 
 pid_t __wrap_getpid() {
     return pretendedPid;

@@ -1,6 +1,6 @@
 #include <utils_ozu/interfaces.h>
 
-#include "injected_calls.h"
+#include "injected_socket.h"
 
 #include <arpa/inet.h>
 #include <net/if.h>
@@ -77,14 +77,7 @@ std::string noSuchDevice(const char *prefix, const char *suffix) {
 
 extern "C" {
 
-int __real_socket(int family, int type, int protocol);
 int __real_close(int fd);
-
-int __wrap_socket(int family, int type, int protocol) {
-    const std::string text = "socket(" + std::to_string(family) + ", " + std::to_string(type) + ", " +
-                             std::to_string(protocol) + ")";
-    return injected().enter("socket", text) ? -1 : __real_socket(family, type, protocol);
-}
 
 int __wrap_close(int fd) {
     injected().enter("close", "close()");

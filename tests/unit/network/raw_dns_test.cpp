@@ -1,7 +1,7 @@
 #include <utils_ozu/raw_dns.h>
 
 #include "dns_wire.h"
-#include "injected_calls.h"
+#include "injected_socket.h"
 
 #include <arpa/inet.h>
 #include <netdb.h>
@@ -77,14 +77,7 @@ Bytes addressReply(std::uint8_t last) {
 
 extern "C" {
 
-int __real_socket(int family, int type, int protocol);
 int __real_close(int fd);
-
-int __wrap_socket(int family, int type, int protocol) {
-    const std::string call = "socket(" + std::to_string(family) + ", " + std::to_string(type) + ", " +
-                             std::to_string(protocol) + ")";
-    return injected().enter("socket", call) ? -1 : __real_socket(family, type, protocol);
-}
 
 int __wrap_close(int fd) {
     injected().enter("close", "close()");

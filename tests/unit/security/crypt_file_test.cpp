@@ -1,11 +1,10 @@
 #include <utils_ozu/crypto.h>
 
-#include "fake_platform.h"
+#include "cipher_contexts.h"
 #include "small_stack.h"
 #include "test_files.h"
 
 #include <openssl/err.h>
-#include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +12,7 @@
 #include <string>
 #include <vector>
 
+using ozu::test::cipherContexts;
 using ozu::test::extended;
 using ozu::test::hexadecimal;
 using ozu::test::noise;
@@ -27,13 +27,11 @@ namespace {
 
 // How many more calls of each kind succeed; negative means all do.
 struct Faults {
-    int contexts = -1, inits = -1, updates = -1, finals = -1, reads = -1;
+    int inits = -1, updates = -1, finals = -1, reads = -1;
     bool dropWrites = false;
 } faults;
 
-int contexts = 0;                 // made and not freed
 std::vector<std::string> streams; // opened: path and mode, in order
-std::vector<std::string> ends;    // what was given back, in order
 
 bool fails(int &left) {
     return left >= 0 && left-- == 0;
@@ -41,21 +39,16 @@ bool fails(int &left) {
 
 const std::string kKey = "\x13\x57\x9b\xdf\x02\x46\x8a\xce\x11\x22\x33\x44\x55\x66\x77\x88";
 
-class CryptFile : public ozu::test::PlatformTest {
+class CryptFile : public ozu::test::CipherTest {
   protected:
     void SetUp() override {
-        PlatformTest::SetUp();
+        CipherTest::SetUp();
         faults = {};
-        contexts = 0;
         streams.clear();
-        ends.clear();
-        ERR_clear_error();
     }
     void TearDown() override {
         faults = {};
-        EXPECT_EQ(contexts, 0) << "cipher contexts left";
-        EXPECT_EQ(ERR_peek_error(), 0UL) << "left in OpenSSL's error queue";
-        PlatformTest::TearDown();
+        CipherTest::TearDown();
     }
     unsigned run(const std::string &from, const std::string &to, int encrypt, const std::string &key = kKey) {
         return ozuutils_crypt_aes128ecb(from.c_str(), to.c_str(),
@@ -72,25 +65,9 @@ class CryptFile : public ozu::test::PlatformTest {
 
 extern "C" {
 
-EVP_CIPHER_CTX *__real_EVP_CIPHER_CTX_new();
-EVP_CIPHER_CTX *__wrap_EVP_CIPHER_CTX_new() {
-    if (fails(faults.contexts)) {
-        return nullptr;
-    }
-    ++contexts;
-    return __real_EVP_CIPHER_CTX_new();
-}
-
-void __real_EVP_CIPHER_CTX_free(EVP_CIPHER_CTX *);
-void __wrap_EVP_CIPHER_CTX_free(EVP_CIPHER_CTX *context) {
-    contexts -= context != nullptr ? 1 : 0;
-    ends.emplace_back("context");
-    __real_EVP_CIPHER_CTX_free(context);
-}
-
 int __real_fclose(FILE *);
 int __wrap_fclose(FILE *file) {
-    ends.emplace_back("file");
+    cipherContexts().ends.emplace_back("file");
     return __real_fclose(file);
 }
 
@@ -216,9 +193,9 @@ TEST_F(CryptFile, inputIsOpenedBeforeTheOutput) {
 TEST_F(CryptFile, contextGoesBeforeTheFilesClose) {
     writeFile(in, "no cipher text");
     for (const int encrypt : {1, 0}) {
-        ends.clear();
+        cipherContexts().ends.clear();
         EXPECT_EQ(run(in, out, encrypt), encrypt == 1 ? 0u : 2u);
-        EXPECT_THAT(ends, ElementsAre("context", "file", "file"));
+        EXPECT_THAT(cipherContexts().ends, ElementsAre("context", "file", "file"));
     }
 }
 
@@ -256,7 +233,7 @@ TEST_F(CryptFile, nullPathsAreFilesThatCannotBeOpened) {
 }
 
 TEST_F(CryptFile, noContextIsFoundOutBeforeAnyFileIsOpened) {
-    faults.contexts = 0;
+    cipherContexts().refused = true;
     writeFile(out, "kept");
     EXPECT_EQ(run(in, out, 1), 2u);
     EXPECT_THAT(platform().log, ElementsAre(extended(70000, "Error allocating OpenSSL cipher context",
