@@ -3,6 +3,9 @@
 // One thread of the session owns the connection and makes every call of the MQTT library; publishers and
 // subscribers hand it their wishes. It reconnects by itself, subscribes again, and sends again what the
 // broker has not acknowledged.
+//
+// mqtt_session.cpp is what publishers and subscribers call, mqtt_connection.cpp what the thread does,
+// mqtt_callbacks.cpp what the MQTT library tells it.
 #pragma once
 
 #include <mqttc.h>
@@ -41,11 +44,14 @@ inline constexpr const char *kCommandProperty = "command";
 // A message is accepted while the ones that wait for their acknowledgement stay within both bounds.
 inline constexpr std::size_t kMostMessages = 1000;
 inline constexpr std::size_t kMostBytes = std::size_t{4} << 20;
+inline constexpr int kMostSent = 100; // handed to the MQTT library at a time
 // How long a caller waits: for the session, for the answer to a subscription, for the last acknowledgements.
 inline constexpr std::chrono::milliseconds kConnectTimeout{5000};
 inline constexpr std::chrono::milliseconds kLastingConnection{10000};
 inline constexpr std::chrono::milliseconds kSubscribeTimeout{5000};
 inline constexpr std::chrono::milliseconds kDrainTimeout{3000};
+
+using Clock = std::chrono::steady_clock;
 
 class MqttSession : public std::enable_shared_from_this<MqttSession> {
   public:
@@ -110,7 +116,7 @@ class MqttSession : public std::enable_shared_from_this<MqttSession> {
     int startResult_ = 0;
     bool stopping_ = false;
     bool takenOver_ = false;
-    std::chrono::steady_clock::time_point stopBy_;
+    Clock::time_point stopBy_;
     std::deque<BusMessage> waiting_;
     std::size_t unacknowledged_ = 0; // waiting_ and sent_
     std::size_t unacknowledgedBytes_ = 0;

@@ -1,0 +1,207 @@
+// What the MQTT library tells the session: answers of the broker and messages of others, on the session's
+// thread.
+
+#include "mqtt_session.h"
+
+#include "errors.h"
+#include "in_flight.h"
+
+#include <mosquitto.h>
+#include <mqtt_protocol.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+
+namespace ozu::platform {
+
+namespace {
+
+constexpr int kReceiveMaximum = 65535; // a bound lets acknowledged messages wait in the broker, unsaved
+constexpr int kRefused = 0x80;         // MQTT 5 reasons from here on are failures
+constexpr int kSessionTakenOver = 0x8E;
+
+int userNumber(const std::string &text) noexcept {
+    int value = 0;
+    static_cast<void>(std::from_chars(text.data(), text.data() + text.size(), value));
+    return value;
+}
+
+void initialiseLibrary() {
+    static std::once_flag once;
+    std::call_once(once, [] { mosquitto_lib_init(); });
+}
+
+} // namespace
+
+// Nothing may be thrown through the MQTT library, which is C.
+struct MqttSession::Callbacks {
+    template <class Body>
+    static void shielded(void *session, Body &&body) noexcept {
+        try {
+            body(*static_cast<MqttSession *>(session));
+        } catch (const std::exception &error) {
+            note(70000, "mqttc_connect", error.what());
+        }
+    }
+    static void connect(mosquitto *, void *session, int reason, int, const mosquitto_property *) {
+        shielded(session, [=](MqttSession &self) { self.onConnect(reason); });
+    }
+    static void disconnect(mosquitto *, void *session, int reason, const mosquitto_property *) {
+        shielded(session, [=](MqttSession &self) { self.onDisconnect(reason); });
+    }
+    static void publish(mosquitto *, void *session, int mid, int reason, const mosquitto_property *) {
+        shielded(session, [=](MqttSession &self) { self.onAcknowledged(mid, reason); });
+    }
+    static void subscribe(mosquitto *, void *session, int mid, int count, const int *granted,
+                          const mosquitto_property *) {
+        const int reason = count > 0 ? granted[0] : kRefused;
+        shielded(session, [=](MqttSession &self) { self.onSubscribed(mid, reason); });
+    }
+    static void message(mosquitto *, void *session, const mosquitto_message *message,
+                        const mosquitto_property *properties) {
+        shielded(session, [=](MqttSession &self) { self.onMessage(*message, properties); });
+    }
+};
+
+MqttSession::MqttSession(std::string host, int port, std::string name, const OzuMqttArg *arg)
+    : host_(std::move(host)), port_(port), name_(std::move(name)) {
+    if (arg != nullptr) {
+        arg_ = *arg;
+    }
+    initialiseLibrary();
+    wakeUp_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (wakeUp_ < 0) {
+        throw Error(kInternal, std::string("eventfd: ") + std::strerror(errno));
+    }
+    // The session outlives a connection: what others publish meanwhile is delivered after the reconnection.
+    client_ = mosquitto_new(name_.c_str(), false, this);
+    if (client_ == nullptr) {
+        const int error = errno;
+        close(wakeUp_);
+        throw Error(error == ENOMEM ? kOutOfMemory : kInvalidArgument,
+                    "bus session " + name_ + " cannot be made");
+    }
+    mosquitto_int_option(client_, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
+    mosquitto_int_option(client_, MOSQ_OPT_SEND_MAXIMUM, kMostSent);
+    mosquitto_int_option(client_, MOSQ_OPT_RECEIVE_MAXIMUM, kReceiveMaximum);
+    mosquitto_int_option(client_, MOSQ_OPT_TCP_NODELAY, 1);
+    mosquitto_connect_v5_callback_set(client_, Callbacks::connect);
+    mosquitto_disconnect_v5_callback_set(client_, Callbacks::disconnect);
+    mosquitto_publish_v5_callback_set(client_, Callbacks::publish);
+    mosquitto_subscribe_v5_callback_set(client_, Callbacks::subscribe);
+    mosquitto_message_v5_callback_set(client_, Callbacks::message);
+}
+
+MqttSession::~MqttSession() {
+    mosquitto_destroy(client_);
+    close(wakeUp_);
+}
+
+void MqttSession::onConnect(int reason) {
+    if (reason != 0) {
+        refusal_ = reason;
+        note(70000, "mqttc_connect",
+             std::string("the broker refused the session: ") + mosquitto_reason_string(reason));
+        return;
+    }
+    accepted_ = true;
+    subscribing_.clear();
+    const std::lock_guard guard(mutex_);
+    if (place_ != nullptr) {
+        place_->takeOverName();
+    }
+    newTopics_.insert(newTopics_.begin(), topics_.begin(), topics_.end());
+}
+
+void MqttSession::onDisconnect(int reason) {
+    accepted_ = false;
+    if (reason == kSessionTakenOver) {
+        const std::lock_guard guard(mutex_);
+        takenOver_ = true;
+        note(80000, "mqttc_connect",
+             "another process connected as \"" + name_ + "\"; this one has left the bus");
+    } else if (reason != 0) {
+        note(50000, "mqttc_connect",
+             std::string("connection to the broker lost: ") +
+                 (reason >= kRefused ? mosquitto_reason_string(reason) : mosquitto_strerror(reason)));
+    }
+}
+
+void MqttSession::onAcknowledged(int mid, int reason) {
+    if (reason >= kRefused) {
+        note(70000, "ozumqttc_messagePublish",
+             std::string("the broker refused a message: ") + mosquitto_reason_string(reason));
+    }
+    const auto found = sent_.find(mid);
+    if (found == sent_.end()) {
+        return;
+    }
+    const std::size_t bytes = found->second;
+    sent_.erase(found);
+    const std::lock_guard guard(mutex_);
+    --unacknowledged_;
+    unacknowledgedBytes_ -= bytes;
+    updateCount();
+}
+
+void MqttSession::onSubscribed(int mid, int reason) {
+    const auto found = subscribing_.find(mid);
+    if (found == subscribing_.end()) {
+        return;
+    }
+    const std::string topic = found->second;
+    subscribing_.erase(found);
+    const bool refused = reason >= kRefused;
+    if (refused) {
+        note(70000, "ozumqttc_topicSubscribe",
+             "the broker refused the subscription of " + topic + ": " + mosquitto_reason_string(reason));
+    }
+    const std::lock_guard guard(mutex_);
+    if (const auto asked = asked_.find(topic); asked != asked_.end()) {
+        asked->second = {refused ? int{kBrokerRefused} : 0, true};
+    }
+    if (refused) {
+        std::erase(topics_, topic);
+    }
+    changed_.notify_all();
+}
+
+void MqttSession::onMessage(const mosquitto_message &message, const mqtt5__property *properties) {
+    if (arg_.onMessage == nullptr) {
+        return;
+    }
+    std::string label;
+    OzuMqttMessage out{};
+    bool skip = false;
+    for (;;) {
+        char *name = nullptr;
+        char *value = nullptr;
+        properties =
+            mosquitto_property_read_string_pair(properties, MQTT_PROP_USER_PROPERTY, &name, &value, skip);
+        if (properties == nullptr) {
+            break;
+        }
+        skip = true;
+        if (std::strcmp(name, kLabelProperty) == 0) {
+            label = value;
+        } else if (std::strcmp(name, kClassProperty) == 0) {
+            out.messageClass = userNumber(value);
+        } else if (std::strcmp(name, kCommandProperty) == 0) {
+            out.command = userNumber(value);
+        }
+        std::free(name);
+        std::free(value);
+    }
+    out.topic = message.topic;
+    out.senderLabel = label.c_str();
+    out.payload = message.payload;
+    out.payloadLength = static_cast<unsigned int>(message.payloadlen);
+    arg_.onMessage(&out, arg_.user);
+}
+
+} // namespace ozu::platform
