@@ -1,7 +1,7 @@
 # Processes, files and commands against the plain way (process_bench): the library's own sources and options.
 add_executable(process_bench process_bench.cpp)
-foreach(source command files processes)
-    target_sources(process_bench PRIVATE "${PROJECT_SOURCE_DIR}/src/process/${source}.cpp")
+foreach(source process/command process/files process/processes text/decimal)
+    target_sources(process_bench PRIVATE "${PROJECT_SOURCE_DIR}/src/${source}.cpp")
 endforeach()
 target_include_directories(process_bench PRIVATE
     $<TARGET_PROPERTY:utils_ozu_objects,INTERFACE_INCLUDE_DIRECTORIES>)

@@ -23,6 +23,8 @@ BEGIN, END = "<!-- table: bench/report.py --write -->", "<!-- end of the table -
 # The search is no slower than its peer; the rest is the noise of a run.
 TEXT_TARGETS = {"search": 1.05}
 NAMES_TARGETS = {"switch": 1.0, "gperf": 1.0, "scan": 0.1}
+# This one is measured by the search through all codes; a perfect hash asks for the product at other times.
+NAMES_WITHOUT_TARGET = {("device_type_code", "gperf")}
 NUMBER = r"([\d.]+)"
 
 
@@ -61,7 +63,10 @@ def text_rows(build):
 
 
 def names_rows(build):
-    return ratio_rows("names", build / "bin/names_bench", lambda what, peer: NAMES_TARGETS[peer])
+    def target(what, peer):
+        return None if (what, peer) in NAMES_WITHOUT_TARGET else NAMES_TARGETS[peer]
+
+    return ratio_rows("names", build / "bin/names_bench", target)
 
 
 def files_rows(build, size):
