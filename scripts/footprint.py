@@ -91,7 +91,7 @@ class Elf:
     def room_left(self):
         """What the segments laid out for the panel's machine could still take without another page."""
         (_, front, _), (_, code, _), (data, _, _), _ = self.loads()
-        return ("dynamic symbols", page_up(front) - front), ("code", data % PAGE - code % PAGE)
+        return ("dynamic symbols", page_up(front) - front), ("code", (data - code) % PAGE)
 
     def writable_bytes(self):
         """Whole pages that a process may ever get a copy of."""
@@ -150,6 +150,8 @@ def check_sizes(report, elf, limited):
     if limited:
         for segment, room in elf.room_left():
             report.note(f"room in the pages of {segment}", f"{room} bytes")
+        library, limit = sizes["size of the stripped library"]
+        report.note("room behind the constants", f"{limit - library} bytes")
 
 
 def check_file(report, elf):
@@ -176,7 +178,7 @@ def check_file(report, elf):
     fortified = sorted(name for name in elf.undefined if name.endswith("_chk"))
     report.check("fortified calls", len(fortified), len(fortified) > 0, "some")
     runtime = sorted(name for name in elf.undefined if name.startswith(("_Z", "__cxa_", "__gxx", "_Unwind")))
-    # What start-up code and atexit() use; both are the C library's.
+    # What atexit() and unloading use; both are the C library's.
     runtime = [name for name in runtime if name not in ("__cxa_finalize", "__cxa_atexit")]
     report.check("names of the C++ run time", runtime, not runtime, "none")
     writable = elf.writable_bytes()

@@ -9,7 +9,6 @@
 #include <time.h>
 
 #include <cstdint>
-#include <span>
 
 namespace {
 

@@ -5,7 +5,7 @@
 // another function uses OZU_LOG_AS with that function's name.
 //
 // Every process has the library in memory and logs little of what it could, so a call costs few bytes: what
-// is known of a line beforehand is one constant, and lines with arguments of the same types share one
+// is known of a line beforehand is one constant, and lines whose arguments are passed alike share one
 // function.
 #pragma once
 

@@ -12,7 +12,7 @@ INJECTION = tree.ROOT / "tests/unit/injection"
 CANNOT_FAIL = {
     "computes or copies": """difftime inet_addr inet_ntoa inet_ntop inet_pton memchr memcmp memcpy memmem
         memmove memset snprintf sscanf strchr strchrnul strcmp strlen strncmp strncpy strnlen strptime strstr
-        strtok strtok_r strtol strtoll tolower toupper ares_strerror""",
+        strtok_r strtol strtoll tolower toupper ares_strerror""",
     "tells what is there": "dirfd sysconf errno_location h_errno_location getenv getpid strerror program_invocation_short_name time",
     "ends, frees or tells nobody": """abort _exit free perror printf tzset ares_cancel ares_destroy ares_library_cleanup
         ares_process_fd ares_set_local_dev ares_timeout mqttc_disconnect EVP_CIPHER_CTX_free EVP_CIPHER_CTX_reset
