@@ -19,6 +19,11 @@ LIMITS = {"switch": 1.0, "gperf": 1.0, "scan": 0.1}
 NO_LIMIT = {("device_type_code", "gperf")}
 
 
+def limit(question, way):
+    """What ours may cost of that way to answer the question; None where it is shown, no more."""
+    return None if (question, way) in NO_LIMIT else LIMITS.get(way)
+
+
 def run(program, question, way):
     """(instructions, mispredicted branches) for one look-up, and what it found."""
     done = subprocess.run(["valgrind", "--tool=callgrind", "--branch-sim=yes", "--callgrind-out-file=/dev/null",
@@ -43,13 +48,13 @@ def main(folder):
             counts[way] = (instructions - loop[0], max(mispredicted - loop[1], 0.0))
             cost[way] = counts[way][0] + 10 * counts[way][1]
         for way in counts:
-            limit = None if (question, way) in NO_LIMIT else LIMITS.get(way)
+            most = limit(question, way)
             ratio = cost["ours"] / cost[way]
             same = answers[way] == answers["ours"]
-            verdict = "" if limit is None else "ok" if same and ratio <= limit else "MISSED" if same else "DIFFERENT"
+            verdict = "" if most is None else "ok" if same and ratio <= most else "MISSED" if same else "DIFFERENT"
             missed += verdict not in ("", "ok")
             print(f"{question:18}{way:7}{counts[way][0]:8.1f} instructions {counts[way][1]:6.2f} mispredicted "
-                  f"{cost[way]:8.1f} cost" + (f"  ratio {ratio:5.2f}, at most {limit}  {verdict}" if limit else ""))
+                  f"{cost[way]:8.1f} cost" + (f"  ratio {ratio:5.2f}, at most {most}  {verdict}" if most else ""))
     return 1 if missed else 0
 
 

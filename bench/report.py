@@ -16,15 +16,14 @@ import subprocess
 import sys
 import time
 
+import names_count
+
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 PAGE = ROOT / "docs/performance.md"
 BEGIN, END = "<!-- table: bench/report.py --write -->", "<!-- end of the table -->"
 # Comparisons of text_bench with a target; the others are shown without one.
 # The search is no slower than its peer; the rest is the noise of a run.
 TEXT_TARGETS = {"search": 1.05}
-NAMES_TARGETS = {"switch": 1.0, "gperf": 1.0, "scan": 0.1}
-# This one is measured by the search through all codes; a perfect hash asks for the product at other times.
-NAMES_WITHOUT_TARGET = {("device_type_code", "gperf")}
 NUMBER = r"([\d.]+)"
 
 
@@ -63,10 +62,7 @@ def text_rows(build):
 
 
 def names_rows(build):
-    def target(what, peer):
-        return None if (what, peer) in NAMES_WITHOUT_TARGET else NAMES_TARGETS[peer]
-
-    return ratio_rows("names", build / "bin/names_bench", target)
+    return ratio_rows("names", build / "bin/names_bench", names_count.limit)
 
 
 def files_rows(build, size):
