@@ -122,9 +122,7 @@ void MqttSession::onDisconnect(int reason) {
     accepted_ = false;
     if (reason == kSessionTakenOver) {
         const std::lock_guard guard(mutex_);
-        takenOver_ = true;
-        note(80000, "mqttc_connect",
-             "another process connected as \"" + name_ + "\"; this one has left the bus");
+        noteTakenOver();
     } else if (reason != 0) {
         note(50000, "mqttc_connect",
              std::string("connection to the broker lost: ") +

@@ -122,11 +122,14 @@ bool MqttSession::serveOnce() {
 // Another process has connected under our name. With mutex_ held.
 bool MqttSession::leftToAnother() {
     if (!takenOver_ && place_ != nullptr && place_->takenOver()) {
-        takenOver_ = true;
-        note(80000, "mqttc_connect",
-             "another process connected as \"" + name_ + "\"; this one has left the bus");
+        noteTakenOver();
     }
     return takenOver_;
+}
+
+void MqttSession::noteTakenOver() {
+    takenOver_ = true;
+    note(80000, "mqttc_connect", "another process connected as \"" + name_ + "\"; this one has left the bus");
 }
 
 int MqttSession::connectOnce() {

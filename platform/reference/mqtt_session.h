@@ -81,6 +81,7 @@ class MqttSession : public std::enable_shared_from_this<MqttSession> {
     void serve();
     bool serveOnce();
     bool leftToAnother();
+    void noteTakenOver(); // with mutex_ held
     int connectOnce();
     void serveConnection();
     void waitBeforeRetry();
