@@ -28,6 +28,8 @@ const char *codeText(int code) {
         return "out of memory";
     case kWrongVersion:
         return "the database was written by a newer release";
+    case kNothingThere:
+        return "no panel process has used this data folder yet";
     case kNotConnected:
         return "not connected to the broker";
     case kBrokerUnreachable:

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -22,6 +23,7 @@ constexpr const char *kIdentityFile = "/identity";
 constexpr std::size_t kIdentityDigits = 32;
 
 thread_local int heldByThisThread = 0;
+std::atomic<bool> lookingOnly{false};
 
 std::string newIdentity() {
     std::array<unsigned char, kIdentityDigits / 2> bytes{};
@@ -98,6 +100,20 @@ std::string folderPath() {
     return path;
 }
 
+void openOnly(bool on) {
+    lookingOnly.store(on);
+}
+
+bool makesNothing() noexcept {
+    return lookingOnly.load();
+}
+
+void requireMaking(const std::string &what) {
+    if (makesNothing()) {
+        throw Error(kNothingThere, what + ": not made yet by a panel process");
+    }
+}
+
 void requireFolder(const std::string &path) {
     struct stat found {};
     if (stat(path.c_str(), &found) == 0) {
@@ -106,15 +122,21 @@ void requireFolder(const std::string &path) {
         }
         return;
     }
+    if (errno == ENOENT) {
+        requireMaking("data folder " + path);
+    }
     makeFolders(path);
 }
 
 FolderLock::FolderLock(const std::string &folder) {
     requireFolder(folder);
     const std::string path = folder + kIdentityFile;
-    file_ = openFile(path.c_str(), O_RDWR | O_CREAT, 0600);
+    file_ = openFile(path.c_str(), O_RDWR | (makesNothing() ? 0 : O_CREAT), 0600);
     if (!file_) {
         const int error = errno;
+        if (error == ENOENT) {
+            requireMaking("data folder " + folder);
+        }
         file_ = openFile(path.c_str(), O_RDONLY);
         if (!file_) {
             throw Error(codeOfErrno(error), path + ": " + std::strerror(error));
@@ -144,6 +166,7 @@ FolderLock::~FolderLock() {
 void FolderLock::readOrMakeIdentity(const std::string &path) {
     identity_ = readIdentity(file_.get());
     if (identity_.empty()) {
+        requireMaking(path);
         identity_ = newIdentity();
         const std::string line = identity_ + "\n";
         if (pwrite(file_.get(), line.data(), line.size(), 0) != static_cast<ssize_t>(line.size())) {

@@ -10,6 +10,12 @@ namespace ozu::platform {
 // Absolute path of the folder: OZU_PLATFORM_DIR, else /var/lib/ozu. Creates nothing.
 std::string folderPath();
 
+// Whether this process makes what is missing; see openOnly() of the tools' interface.
+bool makesNothing() noexcept;
+
+// Throws kNothingThere for a process that makes nothing.
+void requireMaking(const std::string &what);
+
 // Creates the folder (0700) if need be; throws Error when it cannot be used.
 void requireFolder(const std::string &path);
 

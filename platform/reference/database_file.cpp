@@ -1,5 +1,6 @@
 #include "database_file.h"
 
+#include "data_folder.h"
 #include "descriptor.h"
 
 #include <fcntl.h>
@@ -43,8 +44,11 @@ Code codeOfResult(int extended, int systemError) noexcept {
 
 // The file is made by us, so that it never exists with other rights; its log files take over its mode.
 void makeFile(const std::string &path) {
-    const Descriptor file = openFile(path.c_str(), O_RDWR | O_CREAT, 0600);
+    const Descriptor file = openFile(path.c_str(), O_RDWR | (makesNothing() ? 0 : O_CREAT), 0600);
     if (!file) {
+        if (errno == ENOENT) {
+            requireMaking("database " + path);
+        }
         throw Error(codeOfErrno(errno), "database " + path + ": " + std::strerror(errno));
     }
 }

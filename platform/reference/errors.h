@@ -32,7 +32,9 @@ int guarded(const char *function, Body &&body) noexcept {
     try {
         return body();
     } catch (const Error &error) {
-        note(70000, function, error.what());
+        if (error.code() != kNothingThere) {
+            note(70000, function, error.what());
+        }
         return error.code();
     } catch (const std::bad_alloc &) {
         return kOutOfMemory;

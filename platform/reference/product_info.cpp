@@ -19,6 +19,11 @@ constexpr int kDefaultCode = 0;
 int readCode() noexcept {
     try {
         return numericSetting(kSettingName, INT_MIN, INT_MAX, kDefaultCode);
+    } catch (const Error &error) {
+        if (error.code() != kNothingThere) {
+            note(70000, "getProductCodename", error.what());
+        }
+        return kDefaultCode;
     } catch (const std::exception &error) {
         note(70000, "getProductCodename", error.what());
         return kDefaultCode;

@@ -69,6 +69,7 @@ void makeSchema(DatabaseFile &file) {
                                        std::to_string(version) + "): run that release, or restore a copy");
     }
     if (version == 0) {
+        requireMaking("the database is empty");
         file.run(kSchema);
         file.run("PRAGMA user_version=1");
     }

@@ -199,6 +199,7 @@ Segment *attach() {
     const Descriptor file = openFile(path.c_str(), O_RDWR);
     if (!file) {
         if (errno == ENOENT) {
+            requireMaking("shared segment " + path);
             return create(path, folder);
         }
         throw Error(codeOfErrno(errno), path + ": " + std::strerror(errno));
@@ -286,6 +287,11 @@ Segment *trySharedSegment() noexcept {
     }
     try {
         return &sharedSegment();
+    } catch (const Error &error) {
+        if (error.code() != kNothingThere) {
+            noteRefusal(error.what());
+        }
+        return nullptr;
     } catch (const std::exception &error) {
         noteRefusal(error.what());
         return nullptr;

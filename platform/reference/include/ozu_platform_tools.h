@@ -29,6 +29,7 @@ enum Code : int {
     kOutOfMemory = 10,       //
     kInternal = 11,          // anything else
     kWrongVersion = 12,      // database written by a newer release
+    kNothingThere = 13,      // openOnly: no panel process has used this data folder yet
     kNotConnected = 20,      // this process has no bus session, or the broker is gone for now
     kBrokerUnreachable = 21, // no connection, or no answer in time
     kBrokerRefused = 22,     // the broker refused the session or the subscription
@@ -39,6 +40,11 @@ enum Code : int {
 
 // One short sentence for a code, 0 included.
 const char *codeText(int code);
+
+// With true, this process uses what is there and makes nothing: no data folder, no database, no shared
+// segment. What would need one that is not there gives kNothingThere, and no line in the log. For tools that
+// only look.
+void openOnly(bool on);
 
 // The data folder, its parts, and the shared segment's file.
 std::string dataFolder();

@@ -216,6 +216,25 @@ TEST_F(SegmentTest, toolsSeeTheRecordWithoutMakingIt) {
     EXPECT_EQ(view->cBankModeActive, 1);
 }
 
+TEST_F(SegmentTest, aToolThatOnlyLooksMakesNothing) {
+    std::vector<SystemEvent> events;
+    openOnly(true);
+    EXPECT_EQ(ozudb_getSharedMemory(0), nullptr);
+    EXPECT_EQ(readEvents(0, 10, events), kNothingThere);
+    EXPECT_EQ(updateState([](PanelSharedState &) {}), kNothingThere);
+    std::string file;
+    EXPECT_EQ(segmentFile(file), kNotFound);
+    EXPECT_NE(access(databaseFile().c_str(), F_OK), 0);
+    openOnly(false);
+    EXPECT_EQ(readEvents(0, 10, events), 0);
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    closePlatform();
+    openOnly(true);
+    EXPECT_EQ(readEvents(0, 10, events), 0);
+    EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
+    openOnly(false);
+}
+
 TEST_F(SegmentTest, recordThatExistsIsOfUseWithoutTheDatabase) {
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
     closePlatform();
