@@ -37,7 +37,7 @@ static void on_message(const OzuMqttMessage *message, void *user) {
     }
     unsigned int partition = *(const unsigned char *)message->payload;
     if (partition >= OZUDB_PARTITIONS) {
-        ozulog_printf(50000, "request for partition %u refused", partition);
+        ozulog_printf(OZULOG_WARNING, "request for partition %u refused", partition);
         return;
     }
     int arm = message->command == SEC_CMD_ARM_PARTITION;
@@ -61,14 +61,14 @@ static void raise_alarm(int device) {
     unsigned char payload = (unsigned char)device;
 
     panel->partitions[PARTITION_FULL].partitionState = STATE_ALARM;
-    ozulog_printf(40000, "ALARM: contact of device %d (%s) is open", device,
+    ozulog_printf(OZULOG_NOTICE, "ALARM: contact of device %d (%s) is open", device,
                   getDeviceTypeName((int)panel->devices[device].deviceType));
     writeSecurityEventToSystemLog(SEC_DETECTION_IMMEDIATE_EVENT, PARTITION_FULL, "RADIO");
     /* [publish] */
     int code = ozumqttc_messagePublish("Process/SAFETY_SIREN", sizeof payload, "ALARM_CORE", SIREN_CLASS,
                                        SIREN_ON, &payload);
     if (code != 0) {
-        ozulog_printf(70000, "the siren was not told, code %d", code);
+        ozulog_printf(OZULOG_ERROR, "the siren was not told, code %d", code);
     }
     /* [end] */
 }
@@ -86,7 +86,7 @@ int main(void) {
     }
     ozumqttc_topicSubscribe("Process/ALARM_CORE");
     /* [end] */
-    ozulog_printf(40000, "alarm core is up, arm type %d", (int)getCurArmType());
+    ozulog_printf(OZULOG_NOTICE, "alarm core is up, arm type %d", (int)getCurArmType());
 
     while (!told_to_end) {
         /* [question] */

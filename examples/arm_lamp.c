@@ -22,7 +22,7 @@ int main(void) {
         if (armed != shown) {
             printf("%s\n", armed == PANEL_ARM_NONE ? "disarmed" : "armed");
             fflush(stdout);
-            ozulog_printf(40000, "arm type is now %d", armed);
+            ozulog_printf(OZULOG_NOTICE, "arm type is now %d", armed);
             shown = armed;
         }
     }

@@ -30,10 +30,10 @@ struct Contact {
 
 void tell(const Contact &before, const Contact &now) {
     if (before.bypassed != now.bypassed) {
-        ozulog_printf(40000, "device %d: bypass %s", now.device, now.bypassed ? "begins" : "ends");
+        ozulog_printf(OZULOG_NOTICE, "device %d: bypass %s", now.device, now.bypassed ? "begins" : "ends");
     }
     if (before.open != now.open) {
-        ozulog_printf(40000, "device %d: contact %s", now.device, now.open ? "open" : "closed");
+        ozulog_printf(OZULOG_NOTICE, "device %d: contact %s", now.device, now.open ? "open" : "closed");
     }
 }
 

@@ -26,16 +26,18 @@ static void end(int number) {
 static void on_message(const OzuMqttMessage *message, void *user) {
     (void)user;
     if (message->messageClass == SIREN_CLASS && message->command == SIREN_ON && message->payloadLength == 1) {
-        ozulog_printf(40000, "siren sounds: alarm of device %u", *(const unsigned char *)message->payload);
+        ozulog_printf(OZULOG_NOTICE, "siren sounds: alarm of device %u",
+                      *(const unsigned char *)message->payload);
     }
 }
 
 static void tell(unsigned char seconds) {
-    ozulog_printf(40000, "safety siren %s, %u s to go", seconds != 0 ? "sounds" : "is silent", seconds);
+    ozulog_printf(OZULOG_NOTICE, "safety siren %s, %u s to go", seconds != 0 ? "sounds" : "is silent",
+                  seconds);
     int code = ozumqttc_messagePublish("Process/ALL", sizeof seconds, "SAFETY_SIREN", COUNTDOWN_CLASS,
                                        COUNTDOWN, &seconds);
     if (code != 0) {
-        ozulog_printf(70000, "countdown not sent, code %d", code);
+        ozulog_printf(OZULOG_ERROR, "countdown not sent, code %d", code);
     }
 }
 

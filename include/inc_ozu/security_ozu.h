@@ -82,8 +82,8 @@ static inline const char *stringFromSec_cmd(unsigned int command) OZU_NOEXCEPT {
                                 "MAX_SEC_CMD";
     const char *name = names;
     if (command > MAX_SEC_CMD) {
-        ozulog_printf_extend(80000, "%d is not a valid sec_cmd", SECURITY_OZU_SOURCE, __func__, __LINE__,
-                             command);
+        ozulog_printf_extend(OZULOG_CRITICAL, "%d is not a valid sec_cmd", SECURITY_OZU_SOURCE, __func__,
+                             __LINE__, command);
         return "ERR ENUM";
     }
     for (; command > 0; --command) {
@@ -106,8 +106,8 @@ static inline const char *stringFromSec_partition(unsigned int partition) OZU_NO
         "PARTITION_FDN",   "MAX_PARTITION_ID",
     };
     if (partition > MAX_PARTITION_ID) {
-        ozulog_printf_extend(80000, "%d is not a valid sec_partition", SECURITY_OZU_SOURCE, __func__,
-                             __LINE__, partition);
+        ozulog_printf_extend(OZULOG_CRITICAL, "%d is not a valid sec_partition", SECURITY_OZU_SOURCE,
+                             __func__, __LINE__, partition);
         return "ERR ENUM";
     }
     return names[partition];

@@ -1,10 +1,8 @@
 /*
  * Logging library of the panel.
  *
- * A level is a multiple of 10000: 10000 and 20000 fine tracing, 30000 progress, 40000 notable events,
- * 50000 warnings, 60000 lines that also go to the remote side, 70000 failed operations, 80000 failures
- * that leave the process unable to run. The severity registered for the process decides which lines are
- * kept. Every call may be made from any thread; the results are a status that callers do not interpret.
+ * The severity registered for the process decides which lines are kept. Every call may be made from any
+ * thread; the results are a status that callers do not interpret.
  */
 #ifndef OZULOG_H
 #define OZULOG_H
@@ -14,6 +12,19 @@ extern "C" {
 #endif
 
 #pragma GCC visibility push(default)
+
+/** Levels of lines, and with OZULOG_OFF the lowest level that a severity keeps. Fixed for good. */
+typedef enum OzuLogLevel {
+    OZULOG_TRACE = 10000,    /**< finest tracing */
+    OZULOG_DEBUG = 20000,    /**< tracing */
+    OZULOG_INFO = 30000,     /**< progress and detail */
+    OZULOG_NOTICE = 40000,   /**< notable events in normal running */
+    OZULOG_WARNING = 50000,  /**< warnings and misuse */
+    OZULOG_REMOTE = 60000,   /**< lines that also go to the remote side */
+    OZULOG_ERROR = 70000,    /**< a failed operation */
+    OZULOG_CRITICAL = 80000, /**< a failure that leaves the process unable to run */
+    OZULOG_OFF = 90000       /**< above every line's level: a severity that keeps none */
+} OzuLogLevel;
 
 /** Opens the process's log. Lines written before go to standard error. */
 int ozulog_init(const char *processName);

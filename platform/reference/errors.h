@@ -2,6 +2,7 @@
 #pragma once
 
 #include <ozu_platform_tools.h>
+#include <ozulog.h>
 
 #include <new>
 #include <stdexcept>
@@ -33,13 +34,13 @@ int guarded(const char *function, Body &&body) noexcept {
         return body();
     } catch (const Error &error) {
         if (error.code() != kNothingThere) {
-            note(70000, function, error.what());
+            note(OZULOG_ERROR, function, error.what());
         }
         return error.code();
     } catch (const std::bad_alloc &) {
         return kOutOfMemory;
     } catch (const std::exception &error) {
-        note(70000, function, error.what());
+        note(OZULOG_ERROR, function, error.what());
         return kInternal;
     }
 }

@@ -83,7 +83,7 @@ void followSeverity(Log &log) noexcept {
     try {
         log.lowestLevel.store(configuredLevel(loggingName()));
     } catch (const std::exception &error) {
-        note(70000, __func__, error.what()); // the severity stays as it was
+        note(OZULOG_ERROR, __func__, error.what()); // the severity stays as it was
     }
     readingSeverity = false;
 }
@@ -135,7 +135,7 @@ void open(Log &log, const char *processName) {
         olderFiles = numericSetting("log.files", 0, 99, kDefaultOlderFiles);
         level = configuredLevel(processName);
     } catch (const Error &error) {
-        note(70000, "ozulog_init", error.what()); // the log works without the database
+        note(OZULOG_ERROR, "ozulog_init", error.what()); // the log works without the database
     }
     auto logger = makeLogger({std::make_shared<FileSink>(folder + "/" + processName + ".log",
                                                          static_cast<std::size_t>(largest), olderFiles)});

@@ -93,7 +93,7 @@ int mqttc_connect(const char *host, int port, const char *clientName, void *mqtt
         if (result == 0) {
             setSession(std::move(session));
         } else {
-            note(70000, "mqttc_connect",
+            note(OZULOG_ERROR, "mqttc_connect",
                  std::string(host) + ":" + std::to_string(port) + ": " + codeText(result));
         }
         return result;

@@ -45,7 +45,7 @@ struct MqttSession::Callbacks {
         try {
             body(*static_cast<MqttSession *>(session));
         } catch (const std::exception &error) {
-            note(70000, "mqttc_connect", error.what());
+            note(OZULOG_ERROR, "mqttc_connect", error.what());
         }
     }
     static void connect(mosquitto *, void *session, int reason, int, const mosquitto_property *) {
@@ -105,7 +105,7 @@ MqttSession::~MqttSession() {
 void MqttSession::onConnect(int reason) {
     if (reason != 0) {
         refusal_ = reason;
-        note(70000, "mqttc_connect",
+        note(OZULOG_ERROR, "mqttc_connect",
              std::string("the broker refused the session: ") + mosquitto_reason_string(reason));
         return;
     }
@@ -124,7 +124,7 @@ void MqttSession::onDisconnect(int reason) {
         const std::lock_guard guard(mutex_);
         noteTakenOver();
     } else if (reason != 0) {
-        note(50000, "mqttc_connect",
+        note(OZULOG_WARNING, "mqttc_connect",
              std::string("connection to the broker lost: ") +
                  (reason >= kRefused ? mosquitto_reason_string(reason) : mosquitto_strerror(reason)));
     }
@@ -132,7 +132,7 @@ void MqttSession::onDisconnect(int reason) {
 
 void MqttSession::onAcknowledged(int mid, int reason) {
     if (reason >= kRefused) {
-        note(70000, "ozumqttc_messagePublish",
+        note(OZULOG_ERROR, "ozumqttc_messagePublish",
              std::string("the broker refused a message: ") + mosquitto_reason_string(reason));
     }
     const auto found = sent_.find(mid);
@@ -156,7 +156,7 @@ void MqttSession::onSubscribed(int mid, int reason) {
     subscribing_.erase(found);
     const bool refused = reason >= kRefused;
     if (refused) {
-        note(70000, "ozumqttc_topicSubscribe",
+        note(OZULOG_ERROR, "ozumqttc_topicSubscribe",
              "the broker refused the subscription of " + topic + ": " + mosquitto_reason_string(reason));
     }
     const std::lock_guard guard(mutex_);

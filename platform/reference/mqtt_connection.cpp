@@ -67,7 +67,8 @@ void MqttSession::run() noexcept {
     try {
         InFlightPlace place(trySharedSegment(), name_.c_str(), static_cast<std::uint32_t>(patienceSetting()));
         if (!place.visible()) {
-            note(50000, "mqttc_connect", "other processes cannot see this process's messages in flight");
+            note(OZULOG_WARNING, "mqttc_connect",
+                 "other processes cannot see this process's messages in flight");
         }
         {
             const std::lock_guard guard(mutex_);
@@ -77,7 +78,7 @@ void MqttSession::run() noexcept {
         const std::lock_guard guard(mutex_);
         place_ = nullptr;
     } catch (const std::exception &error) {
-        note(70000, "mqttc_connect", error.what());
+        note(OZULOG_ERROR, "mqttc_connect", error.what());
         const std::lock_guard guard(mutex_);
         place_ = nullptr;
     }
@@ -95,7 +96,7 @@ void MqttSession::serve() {
     }
     const std::lock_guard guard(mutex_);
     if (unacknowledged_ != 0) {
-        note(70000, "mqttc_disconnect",
+        note(OZULOG_ERROR, "mqttc_disconnect",
              std::to_string(unacknowledged_) + " messages were not acknowledged by the broker");
     }
 }
@@ -129,7 +130,8 @@ bool MqttSession::leftToAnother() {
 
 void MqttSession::noteTakenOver() {
     takenOver_ = true;
-    note(80000, "mqttc_connect", "another process connected as \"" + name_ + "\"; this one has left the bus");
+    note(OZULOG_CRITICAL, "mqttc_connect",
+         "another process connected as \"" + name_ + "\"; this one has left the bus");
 }
 
 int MqttSession::connectOnce() {
@@ -211,7 +213,7 @@ void MqttSession::pump() {
                                                 message.payload.data(), 1, false, properties.get());
         sent_[mid] = message.payload.size();
         if (!keptByLibrary(result)) {
-            note(70000, "ozumqttc_messagePublish",
+            note(OZULOG_ERROR, "ozumqttc_messagePublish",
                  "message to " + message.topic + " dropped: " + mosquitto_strerror(result));
             onAcknowledged(mid, 0);
         }

@@ -25,7 +25,7 @@ int readCode() noexcept {
         }
         return kDefaultCode;
     } catch (const std::exception &error) {
-        note(70000, "getProductCodename", error.what());
+        note(OZULOG_ERROR, "getProductCodename", error.what());
         return kDefaultCode;
     }
 }

@@ -12,15 +12,15 @@ namespace ozu::platform {
 namespace {
 
 constexpr std::array<SeverityRow, 9> kSeverities{{
-    {10000, "TRACE", 'T'},
-    {20000, "DEBUG", 'D'},
-    {30000, "INFO", 'I'},
-    {40000, "NOTICE", 'N'},
-    {50000, "WARNING", 'W'},
-    {60000, "REMOTE", 'R'},
-    {70000, "ERROR", 'E'},
-    {80000, "CRITICAL", 'C'},
-    {90000, "OFF", 'C'},
+    {OZULOG_TRACE, "TRACE", 'T'},
+    {OZULOG_DEBUG, "DEBUG", 'D'},
+    {OZULOG_INFO, "INFO", 'I'},
+    {OZULOG_NOTICE, "NOTICE", 'N'},
+    {OZULOG_WARNING, "WARNING", 'W'},
+    {OZULOG_REMOTE, "REMOTE", 'R'},
+    {OZULOG_ERROR, "ERROR", 'E'},
+    {OZULOG_CRITICAL, "CRITICAL", 'C'},
+    {OZULOG_OFF, "OFF", 'C'},
 }};
 static_assert(std::all_of(kSeverities.begin(), kSeverities.end(),
                           [](const SeverityRow &row) { return row.name.size() <= 8; }));

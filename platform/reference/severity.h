@@ -1,6 +1,8 @@
 // Severity names and the levels they keep.
 #pragma once
 
+#include <ozulog.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,7 +21,7 @@ std::optional<int> levelOfSeverity(std::string_view name) noexcept;
 
 // The severity of a new data folder.
 inline constexpr const char *kDefaultSeverity = "INFO";
-inline constexpr int kDefaultLevel = 30000;
+inline constexpr int kDefaultLevel = OZULOG_INFO;
 // Stands for every process without a row of its own.
 inline constexpr const char *kAnyProcess = "*";
 

@@ -238,7 +238,7 @@ void undoHalfChange(Segment &segment) {
     try {
         applyLastingState(readLastingState(), segment.state);
     } catch (const std::exception &error) {
-        note(70000, __func__, error.what());
+        note(OZULOG_ERROR, __func__, error.what());
     }
 }
 
@@ -250,7 +250,7 @@ void noteRefusal(const char *reason) noexcept {
     const std::unique_lock guard(mutex, std::try_to_lock);
     if (guard && std::strncmp(told.data(), reason, told.size() - 1) != 0) {
         std::strncpy(told.data(), reason, told.size() - 1);
-        note(80000, "ozudb_getSharedMemory", reason);
+        note(OZULOG_CRITICAL, "ozudb_getSharedMemory", reason);
     }
 }
 

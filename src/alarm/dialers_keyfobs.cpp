@@ -24,11 +24,11 @@ constexpr bool hasProfiles(unsigned int major, unsigned int minor, unsigned int 
 int check_dial_table_id(unsigned int id, unsigned int checkB, unsigned int checkA) noexcept {
     const PanelSharedState *state = ozu::panelState();
     if (state == nullptr) {
-        OZU_LOG_TEXT(ozu::level::kFailure, "failure allocating shmem");
+        OZU_LOG_TEXT(OZULOG_ERROR, "failure allocating shmem");
         return -1;
     }
     if (id == 0 || id > OZUDB_DIALERS) {
-        OZU_LOG(ozu::level::kFailure, "zero or not in range index: [%d]", static_cast<int>(id));
+        OZU_LOG(OZULOG_ERROR, "zero or not in range index: [%d]", static_cast<int>(id));
         return -1;
     }
     for (int index = 0; index < OZUDB_DIALERS; ++index) {
@@ -40,13 +40,13 @@ int check_dial_table_id(unsigned int id, unsigned int checkB, unsigned int check
             ozu::readOnce(dialer.dialerCheckA) == checkA && ozu::readOnce(dialer.dialerCheckB) == checkB;
         return matches ? index : -1;
     }
-    OZU_LOG_TEXT(ozu::level::kFailure, "dialer id not found in Data base");
+    OZU_LOG_TEXT(OZULOG_ERROR, "dialer id not found in Data base");
     return -1;
 }
 
 int getSY9IdFromUser(unsigned int userId) noexcept {
     if (getProductCodename() == kProductLumPlus) {
-        OZU_LOG(ozu::level::kFatal, "%s not available on the project Lum+.", __func__);
+        OZU_LOG(OZULOG_CRITICAL, "%s not available on the project Lum+.", __func__);
         return 0;
     }
     const PanelSharedState *state = ozu::panelState();
@@ -55,13 +55,11 @@ int getSY9IdFromUser(unsigned int userId) noexcept {
     }
     for (int keyfob = 1; keyfob < OZUDB_SY9_KEYFOBS; ++keyfob) {
         if (ozu::readOnce(state->sy9Keyfobs[keyfob].userId) == static_cast<std::uint8_t>(userId)) {
-            OZU_LOG(ozu::level::kProgress, "Found SY9 Id %d for the user ID %d", keyfob,
-                    static_cast<int>(userId));
+            OZU_LOG(OZULOG_INFO, "Found SY9 Id %d for the user ID %d", keyfob, static_cast<int>(userId));
             return keyfob;
         }
     }
-    OZU_LOG(ozu::level::kNotable, "Can't find any corresponding KeyFob for the user %d",
-            static_cast<int>(userId));
+    OZU_LOG(OZULOG_NOTICE, "Can't find any corresponding KeyFob for the user %d", static_cast<int>(userId));
     return 0;
 }
 

@@ -68,14 +68,14 @@ unsigned int lastTwoDigits(std::uint8_t number) noexcept {
 int calcConfigUniqueId(char *out, int decimal) noexcept {
     ozu::UniqueFd socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (!socket.valid()) {
-        OZU_LOG_TEXT(ozu::level::kWarning, "Cannot create socket to get HW address");
+        OZU_LOG_TEXT(OZULOG_WARNING, "Cannot create socket to get HW address");
         return 0;
     }
     std::uint8_t m[kAddress] = {};
     const bool found = firstHardwareAddress(socket.get(), m);
     socket.reset();
     if (!found) {
-        OZU_LOG_TEXT(ozu::level::kWarning, "Cannot get valid HW address");
+        OZU_LOG_TEXT(OZULOG_WARNING, "Cannot get valid HW address");
         return 0;
     }
     char text[kIdentity + 1] = {};

@@ -69,7 +69,7 @@ int ozuutils_getDisarmTimestamp(const char *zone, std::uint32_t *time) noexcept 
     const bool main = same(zone, kMain);
     const bool perimeter = same(zone, kPerimeter);
     if (!main && !perimeter && !same(zone, kSafety)) {
-        OZU_LOG_TEXT(ozu::level::kWarning,
+        OZU_LOG_TEXT(OZULOG_WARNING,
                      "Disarm timestamp currently supported only in zones: main, perimeter, safety");
         return kNotTranslated;
     }
@@ -95,7 +95,7 @@ int ozuutils_getSecPartition(const char *zone, const char *armType, std::uint32_
         } else if (same(armType, "partial2")) {
             *partition = PARTITION_NIGHT;
         } else {
-            OZU_LOG(ozu::level::kFailure, "bad arm_type %s for zone main", armType);
+            OZU_LOG(OZULOG_ERROR, "bad arm_type %s for zone main", armType);
             return kNotTranslated;
         }
         return 0;
@@ -115,7 +115,7 @@ int ozuutils_getSecPartition(const char *zone, const char *armType, std::uint32_
         *partition = PARTITION_PANIC;
         return 0;
     }
-    OZU_LOG(ozu::level::kFailure, "bad zone (%s - %s)", zone, armType);
+    OZU_LOG(OZULOG_ERROR, "bad zone (%s - %s)", zone, armType);
     return kNotTranslated;
 }
 
@@ -139,7 +139,7 @@ int ozuutils_getLumPartition(unsigned int partition, std::uint32_t *zone, std::u
     case PARTITION_PANIC:
         return is(kZonePanic, kArmFull);
     default:
-        OZU_LOG(ozu::level::kFailure, "bad partition id %d", static_cast<int>(partition));
+        OZU_LOG(OZULOG_ERROR, "bad partition id %d", static_cast<int>(partition));
         return kNotTranslated;
     }
 }
@@ -154,6 +154,6 @@ int ozuutils_getLumAlarmType(const char *word, std::uint32_t *alarmType) noexcep
             return 0;
         }
     }
-    OZU_LOG(ozu::level::kFailure, "bad alarm type '%s'", word);
+    OZU_LOG(OZULOG_ERROR, "bad alarm type '%s'", word);
     return kNotTranslated;
 }

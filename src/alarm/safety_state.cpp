@@ -23,8 +23,7 @@ int ozuutils_isSafetyEventInProgress() noexcept {
     }
     for (const PanelSafetyEvent &event : state->safetyEvents) {
         if (ozu::readOnce(event.startTime) != kFreeSlot && ozu::readOnce(event.ended) == 0) {
-            OZU_LOG(ozu::level::kNotable,
-                    "Safety event in progress because of the device RfId %d of type 0x%02X.",
+            OZU_LOG(OZULOG_NOTICE, "Safety event in progress because of the device RfId %d of type 0x%02X.",
                     ozu::readOnce(event.rfId), ozu::readOnce(event.deviceType));
             return 1;
         }
@@ -46,7 +45,7 @@ unsigned char ozuutils_isSafetySirenInProgress() noexcept {
         }
         const double age = difftime(now, startTime);
         if (age > 0 && age < newest) {
-            OZU_LOG(ozu::level::kNotable,
+            OZU_LOG(OZULOG_NOTICE,
                     "Safety alarm is running for %.0lf sec for the device RfId %d of type 0x%02X.", age,
                     ozu::readOnce(event.rfId), ozu::readOnce(event.deviceType));
             newest = age;

@@ -65,12 +65,12 @@ void processSockets(ares_channel channel, std::span<const pollfd> sockets) noexc
 
 void callback(void *arg, int status, int timeouts, hostent *host) noexcept {
     if (status != ARES_SUCCESS || host == nullptr) {
-        OZU_LOG(level::kFailure, "DNS server could not find the host, status [%s], internal timeouts [%d]",
+        OZU_LOG(OZULOG_ERROR, "DNS server could not find the host, status [%s], internal timeouts [%d]",
                 ares_strerror(status), timeouts);
         return;
     }
     if (arg == nullptr) {
-        OZU_LOG_TEXT(level::kFailure, "Invalid parameter");
+        OZU_LOG_TEXT(OZULOG_ERROR, "Invalid parameter");
         return;
     }
     auto *text = static_cast<char *>(arg);
@@ -91,7 +91,7 @@ int Init_Ares_Channel(ares_channel *channel, ares_options *options, ares_addr_no
     options->timeout = attempt == kShortAttempt ? kShortTimeoutMs : kTimeoutMs;
     int status = ares_init_options(channel, options, ARES_OPT_TIMEOUTMS);
     if (status != ARES_SUCCESS) {
-        OZU_LOG(level::kFailure, "ares_init_options error: %s", ares_strerror(status));
+        OZU_LOG(OZULOG_ERROR, "ares_init_options error: %s", ares_strerror(status));
         *channel = nullptr;
         return -1;
     }
@@ -100,7 +100,7 @@ int Init_Ares_Channel(ares_channel *channel, ares_options *options, ares_addr_no
     }
     status = ares_set_servers(*channel, servers);
     if (status != ARES_SUCCESS) {
-        OZU_LOG(level::kFailure, "ares_set_servers error: %s", ares_strerror(status));
+        OZU_LOG(OZULOG_ERROR, "ares_set_servers error: %s", ares_strerror(status));
         return -1;
     }
     return 0;
@@ -115,10 +115,10 @@ int Wait_Ares(ares_channel channel) noexcept {
     timeval wait = *ares_timeout(channel, &longest, &next);
     if (wait.tv_sec == 0) {
         wait.tv_sec = 1;
-        OZU_LOG_TEXT(level::kWarning, "make ppoll to wait at least 1 second");
+        OZU_LOG_TEXT(OZULOG_WARNING, "make ppoll to wait at least 1 second");
     }
     if (count == 0) {
-        OZU_LOG_TEXT(level::kWarning, "no events to wait for");
+        OZU_LOG_TEXT(OZULOG_WARNING, "no events to wait for");
         ares_process_fd(channel, ARES_SOCKET_BAD, ARES_SOCKET_BAD);
         return -1;
     }
@@ -132,10 +132,10 @@ int Wait_Ares(ares_channel channel) noexcept {
         // The text has no place for the error; panel logs are searched for it as it is.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-extra-args"
-        OZU_LOG(level::kFailure, "poll error", ozu::errorText());
+        OZU_LOG(OZULOG_ERROR, "poll error", ozu::errorText());
 #pragma GCC diagnostic pop
     } else {
-        OZU_LOG_TEXT(level::kWarning, "ppoll timeout");
+        OZU_LOG_TEXT(OZULOG_WARNING, "ppoll timeout");
     }
     // Lets c-ares see which of its own time-outs have passed.
     ares_process_fd(channel, ARES_SOCKET_BAD, ARES_SOCKET_BAD);

@@ -18,8 +18,6 @@ const int ARES_MAX_RETRY = 3;
 
 namespace {
 
-namespace level = ozu::level;
-
 int libraryInitialised = 0;
 
 bool isPresent(const char *text) noexcept {
@@ -95,24 +93,23 @@ bool attemptOnce(const char *caller, const Question &question, ServerList &serve
     if (servers.count() < 2) {
         return false;
     }
-    OZU_LOG_AS(caller, level::kWarning,
+    OZU_LOG_AS(caller, OZULOG_WARNING,
                "First dns server failed to resolve, waiting for the second dns server! (internal attempt %d)",
                attempt + 1);
     if (answered(channel.handle, question.result)) {
         return true;
     }
-    OZU_LOG_AS(caller, level::kWarning, "Second dns server failed to resolve, (internal attempt %d)",
+    OZU_LOG_AS(caller, OZULOG_WARNING, "Second dns server failed to resolve, (internal attempt %d)",
                attempt + 1);
     return false;
 }
 
 void reportFailure(const Question &question) noexcept {
     if (question.iface != nullptr) {
-        ozulog_printf_mqtt_transmission(level::kRemote,
-                                        "NETWORK: fail to retrieve host ip url[%s], iface[%s]", question.host,
-                                        question.iface);
+        ozulog_printf_mqtt_transmission(OZULOG_REMOTE, "NETWORK: fail to retrieve host ip url[%s], iface[%s]",
+                                        question.host, question.iface);
     } else {
-        ozulog_printf_mqtt_transmission(level::kRemote, "NETWORK: fail to retrieve host ip url[%s]",
+        ozulog_printf_mqtt_transmission(OZULOG_REMOTE, "NETWORK: fail to retrieve host ip url[%s]",
                                         question.host);
     }
 }
@@ -125,14 +122,14 @@ int ares_global_library_init(const char *tag) noexcept {
     }
     const int status = ares_library_init(ARES_LIB_INIT_ALL);
     if (status != ARES_SUCCESS) {
-        OZU_LOG(level::kFailure, "ares_library_init: %s", ares_strerror(status));
+        OZU_LOG(OZULOG_ERROR, "ares_library_init: %s", ares_strerror(status));
         return 0;
     }
     libraryInitialised = 1;
     if (isPresent(tag)) {
-        OZU_LOG(level::kProgress, "%s ares_library_init(): successful", tag);
+        OZU_LOG(OZULOG_INFO, "%s ares_library_init(): successful", tag);
     } else {
-        OZU_LOG_TEXT(level::kProgress, "ares_library_init(): successful");
+        OZU_LOG_TEXT(OZULOG_INFO, "ares_library_init(): successful");
     }
     return 1;
 }
@@ -150,23 +147,23 @@ int nslookup_ares(const char *host, const char *iface, const char *primaryDns, c
         return -1;
     }
     if (!isPresent(primaryDns) && !isPresent(secondaryDns)) {
-        OZU_LOG_TEXT(level::kFatal, "bad arguments: no dns");
+        OZU_LOG_TEXT(OZULOG_CRITICAL, "bad arguments: no dns");
         return -1;
     }
     if (!isPresent(host) || result == nullptr) {
-        OZU_LOG_TEXT(level::kFatal, "Bad arguments");
+        OZU_LOG_TEXT(OZULOG_CRITICAL, "Bad arguments");
         return -1;
     }
-    OZU_LOG_SHORT(level::kFine, "p_ns[%s] s_ns[%s]", orNull(primaryDns), orNull(secondaryDns));
+    OZU_LOG_SHORT(OZULOG_TRACE, "p_ns[%s] s_ns[%s]", orNull(primaryDns), orNull(secondaryDns));
 
     ServerList servers;
     for (const char *text : {primaryDns, secondaryDns}) {
         if (isPresent(text) && !servers.add(text)) {
-            OZU_LOG(level::kFailure, "Invalid address family %s", ozu::errorText());
+            OZU_LOG(OZULOG_ERROR, "Invalid address family %s", ozu::errorText());
         }
     }
     if (servers.count() == 0) {
-        OZU_LOG_TEXT(level::kFailure, "No valid dns servers provided");
+        OZU_LOG_TEXT(OZULOG_ERROR, "No valid dns servers provided");
         return -1;
     }
 
@@ -180,10 +177,10 @@ int nslookup_ares(const char *host, const char *iface, const char *primaryDns, c
         reportFailure(question);
     }
     if (result[0] == '\0') {
-        OZU_LOG(level::kFailure, "Could not resolve [%s] ", host);
+        OZU_LOG(OZULOG_ERROR, "Could not resolve [%s] ", host);
         return -1;
     }
-    OZU_LOG(level::kTrace, "Resolved [%s]", host);
+    OZU_LOG(OZULOG_DEBUG, "Resolved [%s]", host);
     return 0;
 }
 

@@ -15,19 +15,6 @@
 #include <cstdint>
 #include <type_traits>
 
-namespace ozu::level {
-
-inline constexpr int kFine = 10000;
-inline constexpr int kTrace = 20000;
-inline constexpr int kProgress = 30000;
-inline constexpr int kNotable = 40000;
-inline constexpr int kWarning = 50000;
-inline constexpr int kRemote = 60000;
-inline constexpr int kFailure = 70000;
-inline constexpr int kFatal = 80000;
-
-} // namespace ozu::level
-
 namespace ozu::log {
 
 inline constexpr int kLevelStep = 10000;

@@ -70,7 +70,7 @@ int ozuutils_SendDataToNXP(const std::uint8_t *data, unsigned int length, unsign
     const std::unique_ptr<std::uint8_t, Free> envelope(allocateEnvelope(length));
     std::uint8_t *bytes = envelope.get();
     if (bytes == nullptr) {
-        OZU_LOG_TEXT(ozu::level::kProgress, "Malloc error");
+        OZU_LOG_TEXT(OZULOG_INFO, "Malloc error");
         return kNoMemory;
     }
     std::memset(bytes, 0, kEnvelopeHead);
@@ -82,7 +82,7 @@ int ozuutils_SendDataToNXP(const std::uint8_t *data, unsigned int length, unsign
     const int status =
         ozumqttc_messagePublish(kNxpTopic, length + kEnvelopeHead, kNoLabel, kNxpClass, kNxpMessage, bytes);
     if (status != 0) {
-        OZU_LOG(ozu::level::kFailure, "status=%d", status);
+        OZU_LOG(OZULOG_ERROR, "status=%d", status);
     }
     return status;
 }
@@ -111,18 +111,18 @@ int ozuutils_setNxpPlasticVersion(void) noexcept {
     }
     const std::uint8_t version = ozu::readOnce(state->cpPlasticVersion);
     if (version < 1 || version > 3) {
-        OZU_LOG(ozu::level::kFatal, "Error: can't update plastic version to %d", version);
+        OZU_LOG(OZULOG_CRITICAL, "Error: can't update plastic version to %d", version);
         return kBadVersion;
     }
-    OZU_LOG(ozu::level::kNotable, "Set CP plastic version to %d", version);
+    OZU_LOG(OZULOG_NOTICE, "Set CP plastic version to %d", version);
     return send(Request::PlasticVersion, version);
 }
 
 void controlCC1352Gpio(const char *sender, unsigned int gpio, unsigned int level) noexcept {
     const std::uint8_t record[2] = {static_cast<std::uint8_t>(gpio), static_cast<std::uint8_t>(level)};
     if (ozumqttc_messagePublish(kRadioTopic, sizeof record, sender, kRadioClass, kSetGpio, record) != 0) {
-        OZU_LOG_TEXT(ozu::level::kFailure, "Send mqtt RF_MGR_MQTT_API_CMD_TYPE_SET_CC_GPIO failed");
+        OZU_LOG_TEXT(OZULOG_ERROR, "Send mqtt RF_MGR_MQTT_API_CMD_TYPE_SET_CC_GPIO failed");
         return;
     }
-    OZU_LOG(ozu::level::kProgress, "Set CC GPIO number %d to level %d", static_cast<int>(gpio), record[1]);
+    OZU_LOG(OZULOG_INFO, "Set CC GPIO number %d to level %d", static_cast<int>(gpio), record[1]);
 }

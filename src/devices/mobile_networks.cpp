@@ -156,7 +156,7 @@ int ozuutils_IMSItoMccMnc(const char *imsi, char *mcc, char *mnc) noexcept {
     std::memcpy(mcc, imsi, kCode);
     std::size_t length = networkLength(std::strtol(mcc, nullptr, 10), imsi + kCode);
     if (length == 0) {
-        OZU_LOG(ozu::level::kWarning, "Unknown MCC code %s", mcc);
+        OZU_LOG(OZULOG_WARNING, "Unknown MCC code %s", mcc);
         length = 2;
     }
     std::memcpy(mnc, imsi + kCode, length);

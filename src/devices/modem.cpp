@@ -103,7 +103,7 @@ int getAppBetaModemVersion(const char *text, char *out, std::size_t digits) noex
 int isNoPSMandNoCBankMode(int psmMode) noexcept {
     const PanelSharedState *state = ozu::panelState();
     if (state == nullptr) {
-        OZU_LOG_TEXT(ozu::level::kFailure, "Shared memory pointer is null in isNoPSMandNoCBankMode");
+        OZU_LOG_TEXT(OZULOG_ERROR, "Shared memory pointer is null in isNoPSMandNoCBankMode");
         return 0;
     }
     const bool awake = psmMode == 0 || psmMode == 4;

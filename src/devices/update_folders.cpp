@@ -35,10 +35,10 @@ const char *ozuutils_getRsuFolder(int deviceType) noexcept {
 }
 
 int ozuutils_removeRsuFile(int deviceType) noexcept {
-    OZU_LOG_TEXT(ozu::level::kProgress, "ozuutils_removeRsuFile");
+    OZU_LOG_TEXT(OZULOG_INFO, "ozuutils_removeRsuFile");
     const auto path = kPaths.id(static_cast<unsigned int>(deviceType));
     if (path == 0) {
-        return ozulog_printf_extend(ozu::level::kWarning, "%s", OZU_LOG_SOURCE::name(), __func__, __LINE__,
+        return ozulog_printf_extend(OZULOG_WARNING, "%s", OZU_LOG_SOURCE::name(), __func__, __LINE__,
                                     "UNKNOWN device type when trying to remove Rsu File");
     }
     return nftw(kList.at(path), unlink_cb, kMostOpenFolders, FTW_DEPTH | FTW_PHYS);

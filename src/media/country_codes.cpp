@@ -140,9 +140,8 @@ unsigned get_country_codes(const char *country, char alpha2[3], char alpha3[4], 
     if (searchFile(key, outputs) || searchBuiltIn(key, outputs)) {
         return 1;
     }
-    OZU_LOG_SHORT(ozu::level::kNotable,
-                  "Unknown country %s. The country codes for %s (%s, %s, %s) will be used.", country,
-                  kDefault.name, kDefault.alpha2, kDefault.alpha3, kDefault.numeric);
+    OZU_LOG_SHORT(OZULOG_NOTICE, "Unknown country %s. The country codes for %s (%s, %s, %s) will be used.",
+                  country, kDefault.name, kDefault.alpha2, kDefault.alpha3, kDefault.numeric);
     return 0;
 }
 

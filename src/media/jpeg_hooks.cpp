@@ -17,13 +17,13 @@ namespace {
 void error_exit(struct jpeg_common_struct *cinfo) noexcept {
     char message[JMSG_LENGTH_MAX];
     cinfo->err->format_message(cinfo, message);
-    OZU_LOG(ozu::level::kProgress, "error_exit [%s]", message);
+    OZU_LOG(OZULOG_INFO, "error_exit [%s]", message);
     jumpBack(cinfo);
 }
 
 void output_message(struct jpeg_common_struct *cinfo) noexcept {
     char message[JMSG_LENGTH_MAX];
     cinfo->err->format_message(cinfo, message);
-    OZU_LOG(ozu::level::kProgress, "output_message [%s]", message);
+    OZU_LOG(OZULOG_INFO, "output_message [%s]", message);
     jumpBack(cinfo);
 }

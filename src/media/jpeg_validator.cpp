@@ -15,8 +15,7 @@
 #include <limits>
 
 // Every line of this file carries the name of the exported function.
-#define OZU_LOG_STEP(format, ...)                                                                            \
-    OZU_LOG_AS("ozuutils_jpegValidator", ozu::level::kProgress, format, ##__VA_ARGS__)
+#define OZU_LOG_STEP(format, ...) OZU_LOG_AS("ozuutils_jpegValidator", OZULOG_INFO, format, ##__VA_ARGS__)
 
 namespace {
 

@@ -66,7 +66,7 @@ const char *hostEnd(const char *start) noexcept {
 
 int is_valid_ip(const char *s, int *a, int *b, int *c, int *d) noexcept {
     if (isHostName(s)) {
-        OZU_LOG_SHORT(ozu::level::kFine, "%s is a host name.", s);
+        OZU_LOG_SHORT(OZULOG_TRACE, "%s is a host name.", s);
         return 0;
     }
     std::array<int, kNumbers> numbers = {};
@@ -78,11 +78,11 @@ int is_valid_ip(const char *s, int *a, int *b, int *c, int *d) noexcept {
         }
     }
     if (found < kNumbers) {
-        OZU_LOG(ozu::level::kFailure, "IP %s has invalid content.", s);
+        OZU_LOG(OZULOG_ERROR, "IP %s has invalid content.", s);
         return 0;
     }
     if (!inRange(numbers)) {
-        OZU_LOG(ozu::level::kFailure, "%s has invalid range.", s);
+        OZU_LOG(OZULOG_ERROR, "%s has invalid range.", s);
         return 0;
     }
     return 1;

@@ -51,7 +51,7 @@ int write_permanent_dns(void) noexcept {
     for (std::size_t pair = OZUDB_DNS_SERVER_PAIRS; pair-- > 0;) {
         const PanelDnsServerPair &servers = state->dnsServerPairs[pair];
         if (!writeServer(file.get(), servers.primary) || !writeServer(file.get(), servers.secondary)) {
-            OZU_LOG_TEXT(ozu::level::kFailure, "Error writing to [/data/permanent-dns.conf] file.");
+            OZU_LOG_TEXT(OZULOG_ERROR, "Error writing to [/data/permanent-dns.conf] file.");
             return kWriteFailed;
         }
     }

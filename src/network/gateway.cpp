@@ -99,7 +99,7 @@ int readNlSock(int sock, RouteDump &buffer, unsigned int sequence, unsigned int 
     for (;;) {
         const ssize_t received = recv(sock, buffer.data() + total, buffer.size() - total, 0);
         if (received < 0) {
-            OZU_LOG(level::kFailure, "socket read:[%s]", ozu::errorText());
+            OZU_LOG(OZULOG_ERROR, "socket read:[%s]", ozu::errorText());
             return -1;
         }
         const auto length = static_cast<std::size_t>(received);
@@ -107,7 +107,7 @@ int readNlSock(int sock, RouteDump &buffer, unsigned int sequence, unsigned int 
         const auto first = reader.record<nlmsghdr>();
         if (!reader.ok() || first.nlmsg_len < sizeof first || first.nlmsg_len > length ||
             first.nlmsg_type == NLMSG_ERROR) {
-            OZU_LOG(level::kFailure, "Error in recieved packet:[%s]", ozu::errorText());
+            OZU_LOG(OZULOG_ERROR, "Error in recieved packet:[%s]", ozu::errorText());
             return -1;
         }
         if (first.nlmsg_type == NLMSG_DONE) {
@@ -170,23 +170,23 @@ bool findGateway(std::span<const std::uint8_t> dump, const char *ifname, RouteRe
 
 int retrieveDefGateway(int /*reserved*/, char *gateway, const char *ifname) noexcept {
     if (gateway == nullptr) {
-        OZU_LOG_TEXT(ozu::level::kFailure, "null argument");
+        OZU_LOG_TEXT(OZULOG_ERROR, "null argument");
         return -1;
     }
     const ozu::UniqueFd fd = ozu::openSocket(AF_NETLINK, SOCK_DGRAM, NETLINK_ROUTE);
     if (!fd.valid()) {
-        OZU_LOG(ozu::level::kFailure, "Error in socket Creation:[%s]", ozu::errorText());
+        OZU_LOG(OZULOG_ERROR, "Error in socket Creation:[%s]", ozu::errorText());
         return -1;
     }
     OZU_UNINITIALIZED ozu::RouteDump buffer;
     const auto pid = static_cast<unsigned int>(getpid());
     if (!ozu::sendDumpRequest(fd.get(), buffer, pid)) {
-        OZU_LOG(ozu::level::kFailure, "send failed[%s]", ozu::errorText());
+        OZU_LOG(OZULOG_ERROR, "send failed[%s]", ozu::errorText());
         return -1;
     }
     const int length = ozu::readNlSock(fd.get(), buffer, ozu::kExpectedSequence, pid);
     if (length < 0) {
-        OZU_LOG(ozu::level::kFailure, "readNlSock failed[%s]", ozu::errorText());
+        OZU_LOG(OZULOG_ERROR, "readNlSock failed[%s]", ozu::errorText());
         return -1;
     }
     ozu::RouteRecord route = {};

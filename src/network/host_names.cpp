@@ -22,7 +22,7 @@ constexpr int kNotResolved = 5;
 
 int ozuutils_resolve_hostname(const char *name, char *ipText) noexcept {
     if (name == nullptr) {
-        OZU_LOG_TEXT(ozu::level::kFailure, "Unable to continue with NULL pointer.");
+        OZU_LOG_TEXT(OZULOG_ERROR, "Unable to continue with NULL pointer.");
         return kNullPointer;
     }
     int a = 0;
@@ -30,18 +30,18 @@ int ozuutils_resolve_hostname(const char *name, char *ipText) noexcept {
     int c = 0;
     int d = 0;
     if (is_valid_ip(name, &a, &b, &c, &d) != 0) {
-        OZU_LOG(ozu::level::kProgress, "Received valid IPv4 %s -> %d.%d.%d.%d.", name, a, b, c, d);
+        OZU_LOG(OZULOG_INFO, "Received valid IPv4 %s -> %d.%d.%d.%d.", name, a, b, c, d);
         snprintf(ipText, kAddressText, "%d.%d.%d.%d", a, b, c, d);
         return 0;
     }
-    OZU_LOG_SHORT(ozu::level::kFine, "Received host name %s.", name);
+    OZU_LOG_SHORT(OZULOG_TRACE, "Received host name %s.", name);
     const hostent *found = gethostbyname(name);
     if (found == nullptr) {
-        OZU_LOG(ozu::level::kFailure, "Unable to resolve %s: %d.", name, h_errno);
+        OZU_LOG(OZULOG_ERROR, "Unable to resolve %s: %d.", name, h_errno);
         return kNotResolved;
     }
     if (found->h_addr_list[0] == nullptr) {
-        OZU_LOG(ozu::level::kFailure, "There is an error on resolving %s.", name);
+        OZU_LOG(OZULOG_ERROR, "There is an error on resolving %s.", name);
         return kNotResolved;
     }
     in_addr address = {};

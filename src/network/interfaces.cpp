@@ -38,23 +38,21 @@ int ozuutils_gethostIPv4byIfname(struct sockaddr_in *addr, struct sockaddr_in *b
     ozuutils_strlcpy(request.ifr_name, ifname, sizeof request.ifr_name);
     *addr = {};
     if (ioctl(fd.get(), SIOCGIFADDR, &request) < 0) {
-        OZU_LOG(ozu::level::kFailure, "ioctl: %s\n", ozu::errorText());
+        OZU_LOG(OZULOG_ERROR, "ioctl: %s\n", ozu::errorText());
         return kIoctlFailed;
     }
     takeAddress(request, *addr);
-    OZU_LOG(ozu::level::kProgress, "interface %s: family=%d  %s\n", ifname, AF_INET,
-            inet_ntoa(addr->sin_addr));
+    OZU_LOG(OZULOG_INFO, "interface %s: family=%d  %s\n", ifname, AF_INET, inet_ntoa(addr->sin_addr));
     if (bcast == nullptr) {
         return 0;
     }
     *bcast = {};
     if (ioctl(fd.get(), SIOCGIFBRDADDR, &request) < 0) {
-        OZU_LOG(ozu::level::kFailure, "ioctl: %s\n", ozu::errorText());
+        OZU_LOG(OZULOG_ERROR, "ioctl: %s\n", ozu::errorText());
         return kIoctlFailed;
     }
     takeAddress(request, *bcast);
-    OZU_LOG(ozu::level::kProgress, "bcast interface %s: family=%d  %s\n", ifname, AF_INET,
-            inet_ntoa(bcast->sin_addr));
+    OZU_LOG(OZULOG_INFO, "bcast interface %s: family=%d  %s\n", ifname, AF_INET, inet_ntoa(bcast->sin_addr));
     return 0;
 }
 
@@ -64,7 +62,7 @@ int get_device_ip(const char *ifname, char *ipText) noexcept {
     }
     const ozu::UniqueFd fd = ozu::openSocket(AF_INET, SOCK_DGRAM, 0);
     if (!fd.valid()) {
-        OZU_LOG(ozu::level::kWarning, "socket [%s]", ozu::errorText());
+        OZU_LOG(OZULOG_WARNING, "socket [%s]", ozu::errorText());
         return -1;
     }
     ifreq request = {};
@@ -72,7 +70,7 @@ int get_device_ip(const char *ifname, char *ipText) noexcept {
     strncpy(request.ifr_name, ifname, sizeof request.ifr_name - 1);
     const int result = ioctl(fd.get(), SIOCGIFADDR, &request);
     if (result < 0) {
-        OZU_LOG(ozu::level::kWarning, "ioctl [%s]", ozu::errorText());
+        OZU_LOG(OZULOG_WARNING, "ioctl [%s]", ozu::errorText());
         return result;
     }
     sockaddr_in address = {};

@@ -24,7 +24,6 @@ using ozu::dns::Header;
 using ozu::dns::NameText;
 using ozu::dns::Reply;
 using ozu::dns::Section;
-namespace level = ozu::level;
 
 constexpr std::size_t kMessageSize = 65536;
 constexpr std::size_t kHostSize = 100;
@@ -67,70 +66,70 @@ const sockaddr *socketAddress(const sockaddr_in *address) noexcept {
 ssize_t exchange(const char *caller, const char *dnsServer, Message &message, std::size_t length) noexcept {
     const ozu::UniqueFd fd(socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP));
     if (!fd.valid()) {
-        OZU_LOG_AS(caller, level::kFailure, "sendto failed [%s]", ozu::errorText());
+        OZU_LOG_AS(caller, OZULOG_ERROR, "sendto failed [%s]", ozu::errorText());
         return -1;
     }
     const sockaddr_in server = serverAddress(dnsServer);
     if (sendto(fd.get(), message.data(), length, 0, socketAddress(&server), sizeof server) < 0) {
-        OZU_LOG_AS(caller, level::kFailure, "sendto failed [%s]", ozu::errorText());
+        OZU_LOG_AS(caller, OZULOG_ERROR, "sendto failed [%s]", ozu::errorText());
         return -1;
     }
     // The server is at work now, so this costs no time; the wait for it may be long.
     ozu::keepToProcess(fd);
     if (setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &kReceiveTimeout, sizeof kReceiveTimeout) < 0) {
-        OZU_LOG_AS(caller, level::kFailure, "setsockopt failed [%s]", ozu::errorText());
+        OZU_LOG_AS(caller, OZULOG_ERROR, "setsockopt failed [%s]", ozu::errorText());
         return -1;
     }
     const ssize_t received = recvfrom(fd.get(), message.data(), message.size(), 0, nullptr, nullptr);
     if (received < 0) {
-        OZU_LOG_AS(caller, level::kFailure, "recvfrom failed [%s]", ozu::errorText());
+        OZU_LOG_AS(caller, OZULOG_ERROR, "recvfrom failed [%s]", ozu::errorText());
     }
     return received;
 }
 
 void logCounts(const char *caller, const Header &header) noexcept {
-    OZU_LOG_TEXT_AS(caller, level::kTrace, "The response contains: ");
-    OZU_LOG_AS(caller, level::kTrace, "[%d] Questions.", header.questions);
-    OZU_LOG_AS(caller, level::kTrace, "[%d] Answers.", header.answers);
-    OZU_LOG_AS(caller, level::kTrace, "[%d] Authoritative Servers.", header.authorities);
-    OZU_LOG_AS(caller, level::kTrace, "[%d] Additional records.\n\n", header.additionals);
+    OZU_LOG_TEXT_AS(caller, OZULOG_DEBUG, "The response contains: ");
+    OZU_LOG_AS(caller, OZULOG_DEBUG, "[%d] Questions.", header.questions);
+    OZU_LOG_AS(caller, OZULOG_DEBUG, "[%d] Answers.", header.answers);
+    OZU_LOG_AS(caller, OZULOG_DEBUG, "[%d] Authoritative Servers.", header.authorities);
+    OZU_LOG_AS(caller, OZULOG_DEBUG, "[%d] Additional records.\n\n", header.additionals);
 }
 
 // Every address goes into ipOut, so the last one stays there.
 void takeAnswers(const char *caller, const Header &header, const Section &answers, char *ipOut,
                  std::size_t ipOutSize) noexcept {
-    OZU_LOG_AS(caller, level::kTrace, "answer Records: [%d]", header.answers);
+    OZU_LOG_AS(caller, OZULOG_DEBUG, "answer Records: [%d]", header.answers);
     for (const auto &record : answers.kept()) {
-        OZU_LOG_AS(caller, level::kTrace, "name: [%s] ", lastName.data());
+        OZU_LOG_AS(caller, OZULOG_DEBUG, "name: [%s] ", lastName.data());
         if (record.type == ozu::dns::kTypeA) {
             const char *address = inet_ntoa(record.address);
             strncpy(ipOut, address, ipOutSize);
             // A small buffer holds no terminator; the line shows what fitted.
             std::array<char, kAddressText> shown = {};
             strncpy(shown.data(), address, std::min(ipOutSize, shown.size() - 1));
-            OZU_LOG_AS(caller, level::kTrace, "found ipv4 address:[%s] [%s]", address, shown.data());
+            OZU_LOG_AS(caller, OZULOG_DEBUG, "found ipv4 address:[%s] [%s]", address, shown.data());
         } else if (record.type == ozu::dns::kTypeCname) {
-            OZU_LOG_AS(caller, level::kTrace, "alias name:[%.400s]", record.name.data());
+            OZU_LOG_AS(caller, OZULOG_DEBUG, "alias name:[%.400s]", record.name.data());
         }
     }
 }
 
 void logAuthorities(const char *caller, const Header &header, const Section &authorities) noexcept {
-    OZU_LOG_AS(caller, level::kTrace, "authorities records:[%d]", header.authorities);
+    OZU_LOG_AS(caller, OZULOG_DEBUG, "authorities records:[%d]", header.authorities);
     for (const auto &record : authorities.kept()) {
-        OZU_LOG_AS(caller, level::kTrace, "Name : %s ", lastName.data());
+        OZU_LOG_AS(caller, OZULOG_DEBUG, "Name : %s ", lastName.data());
         if (record.type == ozu::dns::kTypeNs) {
-            OZU_LOG_AS(caller, level::kTrace, "has nameserver : %.400s", record.name.data());
+            OZU_LOG_AS(caller, OZULOG_DEBUG, "has nameserver : %.400s", record.name.data());
         }
     }
 }
 
 void logAdditionals(const char *caller, const Header &header, const Section &additionals) noexcept {
-    OZU_LOG_AS(caller, level::kTrace, "additional Records: [%d]", header.additionals);
+    OZU_LOG_AS(caller, OZULOG_DEBUG, "additional Records: [%d]", header.additionals);
     for (const auto &record : additionals.kept()) {
-        OZU_LOG_AS(caller, level::kTrace, "Name : %s ", lastName.data());
+        OZU_LOG_AS(caller, OZULOG_DEBUG, "Name : %s ", lastName.data());
         if (record.type == ozu::dns::kTypeA) {
-            OZU_LOG_AS(caller, level::kTrace, "has IPv4 address : %s", inet_ntoa(record.address));
+            OZU_LOG_AS(caller, OZULOG_DEBUG, "has IPv4 address : %s", inet_ntoa(record.address));
         }
     }
 }
@@ -140,13 +139,13 @@ void takeReply(const char *caller, std::span<const std::uint8_t> message, char *
                std::size_t ipOutSize) noexcept {
     Header header = {};
     if (!ozu::dns::readHeader(message, header)) {
-        OZU_LOG_TEXT_AS(caller, level::kFailure, "malformed reply");
+        OZU_LOG_TEXT_AS(caller, OZULOG_ERROR, "malformed reply");
         return;
     }
     logCounts(caller, header);
     OZU_UNINITIALIZED Reply reply;
     if (!ozu::dns::readRecords(message, header, reply, lastName)) {
-        OZU_LOG_TEXT_AS(caller, level::kFailure, "malformed reply");
+        OZU_LOG_TEXT_AS(caller, OZULOG_ERROR, "malformed reply");
         return;
     }
     takeAnswers(caller, header, reply.answers, ipOut, ipOutSize);
@@ -169,12 +168,12 @@ void copyAddresses(const hostent &found, char *ipOut, std::size_t ipOutSize) noe
 void NgetHostByName(const char *host, int queryType, const char *dnsServer, size_t dnsServerLen, char *ipOut,
                     size_t ipOutSize) noexcept {
     if (host == nullptr || dnsServer == nullptr || dnsServerLen == 0 || ipOut == nullptr) {
-        OZU_LOG_TEXT(level::kFailure, "bad arguments");
+        OZU_LOG_TEXT(OZULOG_ERROR, "bad arguments");
         return;
     }
     const std::string_view hostText = host;
     if (hostText.size() + 2 > kHostSize) {
-        OZU_LOG_TEXT(level::kFailure, "invalid hostname");
+        OZU_LOG_TEXT(OZULOG_ERROR, "invalid hostname");
         return;
     }
     OZU_UNINITIALIZED HostText work;
@@ -183,7 +182,7 @@ void NgetHostByName(const char *host, int queryType, const char *dnsServer, size
     OZU_UNINITIALIZED Message message;
     const std::size_t length = ozu::dns::writeQuery(message, static_cast<std::uint16_t>(getpid()), name,
                                                     static_cast<std::uint16_t>(queryType));
-    OZU_LOG(level::kTrace, "resolving [%s] using name server[%s]", work.data(), dnsServer);
+    OZU_LOG(OZULOG_DEBUG, "resolving [%s] using name server[%s]", work.data(), dnsServer);
     const ssize_t received = exchange(__func__, dnsServer, message, length);
     if (received >= 0) {
         takeReply(__func__, std::span(message).first(static_cast<std::size_t>(received)), ipOut, ipOutSize);
@@ -193,7 +192,7 @@ void NgetHostByName(const char *host, int queryType, const char *dnsServer, size
 int nslookup_ozu(const char *host, const char *dns1, const char *dns2, char *ipOut,
                  size_t ipOutSize) noexcept {
     if (host == nullptr || dns1 == nullptr || dns2 == nullptr || ipOut == nullptr || ipOutSize == 0) {
-        OZU_LOG_TEXT(level::kFailure, "bad arguments");
+        OZU_LOG_TEXT(OZULOG_ERROR, "bad arguments");
         return -1;
     }
     if (dns1[0] != '\0') {
@@ -205,7 +204,7 @@ int nslookup_ozu(const char *host, const char *dns1, const char *dns2, char *ipO
     if (ipOut[0] == '\0') {
         const hostent *found = gethostbyname(host);
         if (found == nullptr) {
-            OZU_LOG_TEXT(level::kFailure, "gethostbyname");
+            OZU_LOG_TEXT(OZULOG_ERROR, "gethostbyname");
             return -1;
         }
         copyAddresses(*found, ipOut, ipOutSize);

@@ -46,13 +46,13 @@ rtentry routeRequest(const char *dest, const char *gw, const char *mask, const c
 
 int checkRouteAndAdd(const char *dest, const char *gw, const char *mask, const char *dev, int metric,
                      int flags) noexcept {
-    OZU_LOG(ozu::level::kProgress, "dest = %s, gw = %s, mask = %s, ifr = %s, metric = %d, flags = 0x%02x",
-            dest, gw, mask, dev, metric, static_cast<unsigned int>(flags));
+    OZU_LOG(OZULOG_INFO, "dest = %s, gw = %s, mask = %s, ifr = %s, metric = %d, flags = 0x%02x", dest, gw,
+            mask, dev, metric, static_cast<unsigned int>(flags));
     int result = 0;
     for (int left = kAttempts; left > 0; --left) {
         ozu::UniqueFd fd = ozu::openSocket(AF_INET, SOCK_DGRAM, 0);
         if (!fd.valid()) {
-            OZU_LOG(ozu::level::kFailure, "socket:[%s]", ozu::errorText());
+            OZU_LOG(OZULOG_ERROR, "socket:[%s]", ozu::errorText());
             result = -1;
             continue;
         }
@@ -60,17 +60,17 @@ int checkRouteAndAdd(const char *dest, const char *gw, const char *mask, const c
         int error = 0;
         if (ioctl(fd.get(), SIOCADDRT, &route) < 0) {
             error = errno;
-            OZU_LOG_SHORT(ozu::level::kFine, "SIOCADDRT:[%s]", strerror(error));
+            OZU_LOG_SHORT(OZULOG_TRACE, "SIOCADDRT:[%s]", strerror(error));
         }
         fd.reset();
         if (error != 0 && error != EEXIST) {
-            OZU_LOG(ozu::level::kFailure, "SIOCADDRT:[%s]", strerror(error));
+            OZU_LOG(OZULOG_ERROR, "SIOCADDRT:[%s]", strerror(error));
             result = -1;
         }
         sleep(kPauseSeconds);
         if (error == EEXIST) {
             if (left == 1) {
-                OZU_LOG_TEXT(ozu::level::kWarning,
+                OZU_LOG_TEXT(OZULOG_WARNING,
                              "Cannot add route to routing table, reach maximum validation attempts");
                 return -1;
             }
@@ -84,12 +84,12 @@ int checkRouteAndDel(const char *dest, const char *gw, const char *mask, const c
                      int flags) noexcept {
     const ozu::UniqueFd fd = ozu::openSocket(AF_INET, SOCK_DGRAM, 0);
     if (!fd.valid()) {
-        OZU_LOG(ozu::level::kFailure, "socket:[%s]", ozu::errorText());
+        OZU_LOG(OZULOG_ERROR, "socket:[%s]", ozu::errorText());
         return -1;
     }
     rtentry route = routeRequest(dest, gw, mask, dev, metric, flags);
     if (ioctl(fd.get(), SIOCDELRT, &route) < 0) {
-        OZU_LOG_SHORT(ozu::level::kFine, "SIOCDELRT:[%s]", ozu::errorText());
+        OZU_LOG_SHORT(OZULOG_TRACE, "SIOCDELRT:[%s]", ozu::errorText());
     }
     return 0;
 }

@@ -143,17 +143,17 @@ constexpr const char *kExecCmd = "exec_cmd";
 
 void logWords(const Words &words) noexcept {
     for (int i = 0; i < words.count(); ++i) {
-        OZU_LOG_AS(kExecCmd, ozu::level::kProgress, "command[%d]: %s", i, words.at(i));
+        OZU_LOG_AS(kExecCmd, OZULOG_INFO, "command[%d]: %s", i, words.at(i));
     }
 }
 
 bool isCommand(const char *command) noexcept {
     if (command == nullptr || *command == '\0') {
-        OZU_LOG_AS(kExecCmd, ozu::level::kFailure, "given command is empty: %s", command);
+        OZU_LOG_AS(kExecCmd, OZULOG_ERROR, "given command is empty: %s", command);
         return false;
     }
     if (strlen(command) >= kMaxCommand) {
-        OZU_LOG_AS(kExecCmd, ozu::level::kFailure, "Command execution is too long: %s", command);
+        OZU_LOG_AS(kExecCmd, OZULOG_ERROR, "Command execution is too long: %s", command);
         return false;
     }
     return true;
@@ -163,17 +163,17 @@ bool isCommand(const char *command) noexcept {
 bool awaitOutput(ReadySet &set, int fd, timeval &timeout, int &result) noexcept {
     const int ready = select(fd + 1, set.arm(), nullptr, nullptr, &timeout);
     if (ready == -1) {
-        OZU_LOG_AS(kExecCmd, ozu::level::kFailure, "select(): %s", ozu::errorText());
+        OZU_LOG_AS(kExecCmd, OZULOG_ERROR, "select(): %s", ozu::errorText());
         result = kFailed;
         return false;
     }
     if (ready == 0) {
-        OZU_LOG_SHORT(ozu::level::kNotable, "%s", "probing timed out");
+        OZU_LOG_SHORT(OZULOG_NOTICE, "%s", "probing timed out");
         result = kTimedOut;
         return false;
     }
     if (!set.ready()) {
-        OZU_LOG_AS(kExecCmd, ozu::level::kFailure, "Unexpected error, select_retval %d", ready);
+        OZU_LOG_AS(kExecCmd, OZULOG_ERROR, "Unexpected error, select_retval %d", ready);
         result = kFailed;
         return false;
     }
@@ -190,10 +190,10 @@ int watchOutput(int fd, int timeoutSeconds, const char *endMarker, Chunk &chunk)
     while (awaitOutput(set, fd, timeout, result)) {
         const ssize_t received = read(fd, chunk.data(), kChunk);
         if (chunk[0] != '\0') {
-            OZU_LOG_AS(kExecCmd, ozu::level::kProgress, "output:\n%.300s", chunk.data());
+            OZU_LOG_AS(kExecCmd, OZULOG_INFO, "output:\n%.300s", chunk.data());
         }
         if (endMarker != nullptr && strstr(chunk.data(), endMarker) != nullptr) {
-            OZU_LOG_TEXT_AS(kExecCmd, ozu::level::kProgress, "End string detected");
+            OZU_LOG_TEXT_AS(kExecCmd, OZULOG_INFO, "End string detected");
             return kMarkerSeen;
         }
         chunk.fill('\0');
@@ -235,32 +235,32 @@ int exec_cmd(const char *command, int timeoutSeconds, const char *endMarker, cha
     if (!isCommand(command)) {
         return kFailed;
     }
-    OZU_LOG(ozu::level::kProgress, "Executing command with timeout %d: %s", timeoutSeconds, command);
+    OZU_LOG(OZULOG_INFO, "Executing command with timeout %d: %s", timeoutSeconds, command);
     const Words words(command);
     if (words.tooMany()) {
-        OZU_LOG(ozu::level::kProgress, "Too many parameters in command, max value is %d", kMaxParameters);
+        OZU_LOG(OZULOG_INFO, "Too many parameters in command, max value is %d", kMaxParameters);
         return kFailed;
     }
     logWords(words);
-    OZU_LOG(ozu::level::kProgress, "Run executable for %d seconds...", timeoutSeconds);
+    OZU_LOG(OZULOG_INFO, "Run executable for %d seconds...", timeoutSeconds);
 
     int outFd = -1;
     int forkErrno = 0;
     const pid_t pid = popen2(words.argv(), nullptr, &outFd, &forkErrno);
     if (pid < 0) {
-        OZU_LOG(ozu::level::kFailure, "Error popen2, returned %d, errno(%d): %s", pid, forkErrno,
+        OZU_LOG(OZULOG_ERROR, "Error popen2, returned %d, errno(%d): %s", pid, forkErrno,
                 strerror(forkErrno));
         return kFailed;
     }
-    OZU_LOG_TEXT(ozu::level::kTrace, "reading output...");
+    OZU_LOG_TEXT(OZULOG_DEBUG, "reading output...");
     Chunk chunk = {};
     const int result = watchOutput(outFd, timeoutSeconds, endMarker, chunk);
     if (output != nullptr) {
         giveOut(output, chunk);
     }
     close(outFd);
-    OZU_LOG_TEXT(ozu::level::kProgress, "killing executable");
+    OZU_LOG_TEXT(OZULOG_INFO, "killing executable");
     kill(pid, SIGTERM);
-    OZU_LOG(ozu::level::kProgress, "exec_cmd() ret value: %d", result);
+    OZU_LOG(OZULOG_INFO, "exec_cmd() ret value: %d", result);
     return result;
 }

@@ -64,7 +64,7 @@ int unlink_cb(const char *path, const struct stat * /*sb*/, int /*typeflag*/, st
     }
     const int rc = remove(path);
     if (rc != 0) {
-        OZU_LOG(ozu::level::kFailure, "Can't delete %s : error %s", path, ozu::errorText());
+        OZU_LOG(OZULOG_ERROR, "Can't delete %s : error %s", path, ozu::errorText());
     }
     return rc;
 }
@@ -77,35 +77,35 @@ int ozuutils_is_temp_file(const char *path) noexcept {
 }
 
 int allocFileToBuff(const char *path, void **buffer) noexcept {
-    OZU_LOG(ozu::level::kTrace, "loading file content '%s' into dynamic memory", path);
+    OZU_LOG(OZULOG_DEBUG, "loading file content '%s' into dynamic memory", path);
     const int size = sizeOf(path);
     if (size < 0) {
-        OZU_LOG_TEXT(ozu::level::kFailure, "error opening file");
+        OZU_LOG_TEXT(OZULOG_ERROR, "error opening file");
         return -1;
     }
     // Never of size 0, for which malloc may answer null.
     *buffer = malloc(static_cast<std::size_t>(std::max(size, 1)));
     if (*buffer == nullptr) {
-        OZU_LOG_TEXT(ozu::level::kFailure, "unable to allocate enough memory");
+        OZU_LOG_TEXT(OZULOG_ERROR, "unable to allocate enough memory");
         return -1;
     }
-    OZU_LOG_TEXT(ozu::level::kTrace, "memory allocated successfully");
+    OZU_LOG_TEXT(OZULOG_DEBUG, "memory allocated successfully");
 
     ozu::UniqueFd file(open(path, O_RDWR | O_CLOEXEC));
     if (!file.valid()) {
-        OZU_LOG(ozu::level::kFailure, "error opening file %d", file.get());
+        OZU_LOG(OZULOG_ERROR, "error opening file %d", file.get());
         return -1;
     }
-    OZU_LOG_TEXT(ozu::level::kTrace, "file opened successfully");
+    OZU_LOG_TEXT(OZULOG_DEBUG, "file opened successfully");
 
     const Reading reading =
         readToEnd(file.get(), {static_cast<char *>(*buffer), static_cast<std::size_t>(size)});
     if (reading.last < 0) {
-        OZU_LOG(ozu::level::kTrace, "file red encountered an error %d", static_cast<int>(reading.last));
+        OZU_LOG(OZULOG_DEBUG, "file red encountered an error %d", static_cast<int>(reading.last));
     } else {
-        OZU_LOG(ozu::level::kTrace, "file red %d bytes", static_cast<int>(reading.total));
+        OZU_LOG(OZULOG_DEBUG, "file red %d bytes", static_cast<int>(reading.total));
     }
-    OZU_LOG_TEXT(ozu::level::kTrace, "closing file...  ");
-    OZU_LOG(ozu::level::kTrace, "file closed %d", close(file.release()));
+    OZU_LOG_TEXT(OZULOG_DEBUG, "closing file...  ");
+    OZU_LOG(OZULOG_DEBUG, "file closed %d", close(file.release()));
     return size;
 }

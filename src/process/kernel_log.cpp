@@ -37,14 +37,14 @@ int get_ring_buffer_size() noexcept {
     const int size = kernelLog(Action::SizeBuffer, nullptr, 0);
     // A refusal is -1 and shows as size 0; anything below would be no answer of the system call at all.
     if (size < -1) {
-        OZU_LOG(ozu::level::kFailure, "SYSLOG_ACTION_SIZE_BUFFER failed: %s", ozu::errorText());
+        OZU_LOG(OZULOG_ERROR, "SYSLOG_ACTION_SIZE_BUFFER failed: %s", ozu::errorText());
     }
     return size + 1;
 }
 
 int locate_in_kernel_ring_buffer(char *buffer, int bufferSize, const char *text) noexcept {
     if (buffer == nullptr || bufferSize <= 0 || text == nullptr || *text == '\0') {
-        OZU_LOG_TEXT(ozu::level::kFailure, "Bad arguments");
+        OZU_LOG_TEXT(OZULOG_ERROR, "Bad arguments");
         return 0;
     }
     const int size = get_ring_buffer_size();
@@ -52,17 +52,17 @@ int locate_in_kernel_ring_buffer(char *buffer, int bufferSize, const char *text)
         return 0;
     }
     if (size != bufferSize) {
-        OZU_LOG(ozu::level::kWarning,
+        OZU_LOG(OZULOG_WARNING,
                 "The size of the provided buffer %d is different than get_ring_buffer_size() %d", bufferSize,
                 size);
     }
     const int length = kernelLog(Action::ReadAll, buffer, bufferSize - 1);
     if (length == 0) {
-        OZU_LOG_TEXT(ozu::level::kWarning, "SYSLOG_ACTION_READ_ALL: O bytes read");
+        OZU_LOG_TEXT(OZULOG_WARNING, "SYSLOG_ACTION_READ_ALL: O bytes read");
         return 0;
     }
     if (length < 0) {
-        OZU_LOG(ozu::level::kFailure, "SYSLOG_ACTION_READ_ALL failed: %s", ozu::errorText());
+        OZU_LOG(OZULOG_ERROR, "SYSLOG_ACTION_READ_ALL failed: %s", ozu::errorText());
         return 0;
     }
     char *last = buffer + (bufferSize - 1);
@@ -72,13 +72,13 @@ int locate_in_kernel_ring_buffer(char *buffer, int bufferSize, const char *text)
         return 0;
     }
     cutLine(match, last);
-    OZU_LOG(ozu::level::kFailure, "Found in kernel ring buffer: [%s]", match);
+    OZU_LOG(OZULOG_ERROR, "Found in kernel ring buffer: [%s]", match);
     return 1;
 }
 
 int clear_ring_buffer() noexcept {
     if (kernelLog(Action::Clear, nullptr, 0) < 0) {
-        OZU_LOG(ozu::level::kFailure, "SYSLOG_ACTION_CLEAR failed: %s", ozu::errorText());
+        OZU_LOG(OZULOG_ERROR, "SYSLOG_ACTION_CLEAR failed: %s", ozu::errorText());
         return 0;
     }
     return 1;

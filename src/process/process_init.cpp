@@ -23,7 +23,7 @@ int processInitDone = 0;
 
 int ozuutils_processInit(const char *processName, void *mqttArg) noexcept {
     if (processInitDone != 0) {
-        OZU_LOG_TEXT(ozu::level::kWarning, "ozuutils_processInit function should be called once only");
+        OZU_LOG_TEXT(OZULOG_WARNING, "ozuutils_processInit function should be called once only");
         return 0;
     }
     static_cast<void>(atexit(cleanup));
@@ -32,27 +32,27 @@ int ozuutils_processInit(const char *processName, void *mqttArg) noexcept {
     char severityName[kSeverityNameSize + 1] = {};
     int rc = ozudb_getSeverityNameByProcName(severityName, kSeverityNameSize, processName);
     if (rc != 0) {
-        OZU_LOG(ozu::level::kFatal, "ozudb_getSeverityNameByProcName returned: %d", rc);
+        OZU_LOG(OZULOG_CRITICAL, "ozudb_getSeverityNameByProcName returned: %d", rc);
         return rc;
     }
     rc = ozudb_addProc2Log(processName, severityName, getpid());
     if (rc != 0) {
-        OZU_LOG(ozu::level::kFatal, "ozudb_addProc2Log returned: %d", rc);
+        OZU_LOG(OZULOG_CRITICAL, "ozudb_addProc2Log returned: %d", rc);
         return rc;
     }
     rc = ozulog_init(processName);
     if (rc != 0) {
-        OZU_LOG(ozu::level::kFatal, "OZULOG_INIT returned: %d", rc);
+        OZU_LOG(OZULOG_CRITICAL, "OZULOG_INIT returned: %d", rc);
         return rc;
     }
     rc = mqttc_connect(kBrokerHost, kBrokerPort, processName, mqttArg);
     if (rc != 0) {
-        OZU_LOG(ozu::level::kFatal, "mqttc_connect returned: %d", rc);
+        OZU_LOG(OZULOG_CRITICAL, "mqttc_connect returned: %d", rc);
         return rc;
     }
     rc = ozumqttc_topicSubscribe(kSyslogStateTopic);
     if (rc != 0) {
-        OZU_LOG(ozu::level::kFatal, "ozumqttc_topicSubscribe returned: %d", rc);
+        OZU_LOG(OZULOG_CRITICAL, "ozumqttc_topicSubscribe returned: %d", rc);
     }
     // Connected but not subscribed still counts as started: a second attempt could only connect twice.
     processInitDone = 1;

@@ -66,18 +66,18 @@ int WaitForUnsentDataBeforeReboot(int extraWaitSeconds) noexcept {
     for (int i = 0; i < extraWaitSeconds && inFlight; ++i) {
         if (i == nextProgress) {
             nextProgress += kProgressEverySeconds;
-            OZU_LOG_SHORT(ozu::level::kNotable,
+            OZU_LOG_SHORT(OZULOG_NOTICE,
                           "RebootSystem: Additional waiting for unsent messages to be sent (+%ds)", i);
         }
         sleep(1);
         inFlight = question.ask();
     }
     if (inFlight) {
-        OZU_LOG_TEXT(ozu::level::kFailure, "RebootSystem: Timeout while waiting for unsent messages! The "
-                                           "system will reboot now with unsent messages!");
+        OZU_LOG_TEXT(OZULOG_ERROR, "RebootSystem: Timeout while waiting for unsent messages! The "
+                                   "system will reboot now with unsent messages!");
         return 0;
     }
-    OZU_LOG_SHORT(ozu::level::kNotable, "%s",
+    OZU_LOG_SHORT(OZULOG_NOTICE, "%s",
                   "RebootSystem: All messages have been sent. The system will reboot now ...");
     return 1;
 }
@@ -88,24 +88,24 @@ void ozuutils_RebootSystem(unsigned int delaySeconds, int rebootReason, int extr
                            const char *reasonText) noexcept {
     const PanelSharedState *state = ozu::panelState();
     const char *reason = reasonText == nullptr ? "" : reasonText;
-    OZU_LOG_SHORT(ozu::level::kNotable, "REBOOT CP, boot reason = %d, [%s]", rebootReason, reason);
+    OZU_LOG_SHORT(OZULOG_NOTICE, "REBOOT CP, boot reason = %d, [%s]", rebootReason, reason);
 
     if (state != nullptr && powerManagerTakesPart(*state)) {
         const std::uint8_t payload = 0;
         const int rc = ozumqttc_messagePublish(kPowerManagerTopic, sizeof(payload), "", 22, 21, &payload);
         if (rc != 0) {
-            OZU_LOG(ozu::level::kFailure, "MQTT message publish failed with code: %d", rc);
+            OZU_LOG(OZULOG_ERROR, "MQTT message publish failed with code: %d", rc);
         }
     }
     if (*reason != '\0') {
         const int rc = ozudb_updatePanelRebootReason(rebootReason);
         if (rc != 0) {
-            OZU_LOG(ozu::level::kFailure, "Failed to update DB with the reason, code: %d", rc);
+            OZU_LOG(OZULOG_ERROR, "Failed to update DB with the reason, code: %d", rc);
         }
     }
     static_cast<void>(ozumqttc_messagePublish(kEverybodyTopic, 0, "LTE", 1, 0, ""));
 
-    OZU_LOG(ozu::level::kProgress, "System reset will begin after [%2u] seconds", delaySeconds);
+    OZU_LOG(OZULOG_INFO, "System reset will begin after [%2u] seconds", delaySeconds);
     sleep(delaySeconds);
 
     if (state != nullptr) {
@@ -117,10 +117,10 @@ void ozuutils_RebootSystem(unsigned int delaySeconds, int rebootReason, int extr
 
     const std::int64_t start = time(nullptr);
     for (;;) {
-        OZU_LOG_TEXT(ozu::level::kWarning, "Waiting for Linux reboot...");
+        OZU_LOG_TEXT(OZULOG_WARNING, "Waiting for Linux reboot...");
         sleep(kForcePollSeconds);
         if (time(nullptr) - start > kForceAfterSeconds) {
-            OZU_LOG_TEXT(ozu::level::kWarning, "Force reboot ...");
+            OZU_LOG_TEXT(OZULOG_WARNING, "Force reboot ...");
             run("reboot -idf");
         }
     }
@@ -140,6 +140,6 @@ void request_CP_reboot_from() noexcept {
     // The record has seven bytes, of which the receiver reads two: command and argument.
     static constexpr std::array<std::uint8_t, 7> kRequest = {15, 1};
     if (ozumqttc_messagePublish(kCoprocessorTopic, kRequest.size(), "RSU", 1, 1, kRequest.data()) != 0) {
-        OZU_LOG_TEXT(ozu::level::kFailure, "ozumqttc_messagePublish \n");
+        OZU_LOG_TEXT(OZULOG_ERROR, "ozumqttc_messagePublish \n");
     }
 }

@@ -52,17 +52,17 @@ unsigned ozuutils_crypt_aes128ecb(const char *inPath, const char *outPath, const
     const ozu::ErrorQueueGuard errors;
     ozu::CipherContext context;
     if (!context.valid()) {
-        OZU_LOG_TEXT(ozu::level::kFailure, "Error allocating OpenSSL cipher context");
+        OZU_LOG_TEXT(OZULOG_ERROR, "Error allocating OpenSSL cipher context");
         return kCipherFailed;
     }
     ozu::UniqueFile input(std::fopen(inPath, "r"));
     if (!input.valid()) {
-        OZU_LOG(ozu::level::kFailure, "Error opening input file: %s", inPath);
+        OZU_LOG(OZULOG_ERROR, "Error opening input file: %s", inPath);
         return kNotOpened;
     }
     ozu::UniqueFile output(std::fopen(outPath, "w"));
     if (!output.valid()) {
-        OZU_LOG(ozu::level::kFailure, "Error opening output file: %s", outPath);
+        OZU_LOG(OZULOG_ERROR, "Error opening output file: %s", outPath);
         return kNotOpened;
     }
     input.unbuffered();

@@ -44,7 +44,7 @@ int ozuutils_getDBcypher(char *out) noexcept {
     {
         const ozu::UniqueFd file(open(kCommandLine, O_RDONLY | O_CLOEXEC));
         if (!file.valid()) {
-            OZU_LOG_TEXT(ozu::level::kFatal, "open() error: /proc/cmdline");
+            OZU_LOG_TEXT(OZULOG_CRITICAL, "open() error: /proc/cmdline");
             return -1;
         }
         length = read(file.get(), line.data(), kReadLimit);
@@ -57,7 +57,7 @@ int ozuutils_getDBcypher(char *out) noexcept {
         }
     }
     if (parameter.value.empty()) {
-        OZU_LOG_TEXT(ozu::level::kFatal, "The serial number is missing");
+        OZU_LOG_TEXT(OZULOG_CRITICAL, "The serial number is missing");
         return -1;
     }
     ozu::SecretArray<char, kTextSize> text;

@@ -17,13 +17,13 @@ constexpr double kLargest = 2147483647; // what rand() gives at most
 
 unsigned ozuutils_rand_bytes(unsigned char *buf, int count) noexcept {
     if (count < 0) {
-        OZU_LOG(ozu::level::kFailure, "Invalid number of random bytes requested: %d", count);
+        OZU_LOG(OZULOG_ERROR, "Invalid number of random bytes requested: %d", count);
         return 4;
     }
     const ozu::ErrorQueueGuard errors;
     const int result = RAND_bytes(buf, count);
     if (result != 1) {
-        OZU_LOG(ozu::level::kFailure, "Error retrieving %d random bytes, returned: %d", count, result);
+        OZU_LOG(OZULOG_ERROR, "Error retrieving %d random bytes, returned: %d", count, result);
         return 2;
     }
     return 0;

@@ -86,7 +86,7 @@ unsigned int _RTC_is_synched() noexcept {
     if (local == nullptr || local->tm_year + 1900 <= kLastYearBeforeSync) {
         return 0;
     }
-    OZU_LOG_SHORT(ozu::level::kNotable, "local time [%d]", local->tm_year + 1900);
+    OZU_LOG_SHORT(OZULOG_NOTICE, "local time [%d]", local->tm_year + 1900);
     return 1;
 }
 

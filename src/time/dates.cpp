@@ -103,32 +103,30 @@ int date_string_to_time(const char *text) noexcept {
 
 int date_string_to_time_limited(const char *text) noexcept {
     if (text == nullptr) {
-        OZU_LOG_TEXT(ozu::level::kFailure, "Date string is NULL");
+        OZU_LOG_TEXT(OZULOG_ERROR, "Date string is NULL");
         return -1;
     }
     Date date;
     int hour = 0;
     int minute = 0;
     if (sscanf(text, "%2d/%2d/%4d %2d:%2d", &date.day, &date.month, &date.year, &hour, &minute) == 5) {
-        OZU_LOG(ozu::level::kProgress, "Parsed date with time: %02d-%02d-%04d %02d:%02d", date.day,
-                date.month, date.year, hour, minute);
+        OZU_LOG(OZULOG_INFO, "Parsed date with time: %02d-%02d-%04d %02d:%02d", date.day, date.month,
+                date.year, hour, minute);
     } else if (scanDateOnly(text, date)) {
         hour = 0;
         minute = 0;
-        OZU_LOG(ozu::level::kProgress, "Parsed date without time: %02d/%02d/%04d", date.day, date.month,
-                date.year);
+        OZU_LOG(OZULOG_INFO, "Parsed date without time: %02d/%02d/%04d", date.day, date.month, date.year);
     } else {
-        OZU_LOG_TEXT(ozu::level::kFailure,
-                     "Invalid date format, expected 'DD/MM/YYYY' or 'DD-MM-YYYY HH:mm'");
+        OZU_LOG_TEXT(OZULOG_ERROR, "Invalid date format, expected 'DD/MM/YYYY' or 'DD-MM-YYYY HH:mm'");
         return -1;
     }
     date.year = yearAround1970(date.year);
     if (!inRange(hour, 23) || !inRange(minute, 59)) {
-        OZU_LOG(ozu::level::kFailure, "Invalid time values: hour=%d, min=%d", hour, minute);
+        OZU_LOG(OZULOG_ERROR, "Invalid time values: hour=%d, min=%d", hour, minute);
         return -1;
     }
     if (!inRange(sum(date.day, -1), 30) || !inRange(sum(date.month, -1), 11)) {
-        OZU_LOG(ozu::level::kFailure, "Invalid date values: year=%d, day=%d, month=%d", date.year, date.day,
+        OZU_LOG(OZULOG_ERROR, "Invalid date values: year=%d, day=%d, month=%d", date.year, date.day,
                 date.month);
         return -1;
     }
@@ -167,7 +165,7 @@ int localTimeStrToTimeT(const char *text) noexcept {
     const int fields = sscanf(text, "%2d%2d%2d%2d%2d", &time.tm_year, &time.tm_mon, &time.tm_mday,
                               &time.tm_hour, &time.tm_min);
     if (fields < 5) {
-        OZU_LOG_TEXT(ozu::level::kFailure, "invalid date time provided");
+        OZU_LOG_TEXT(OZULOG_ERROR, "invalid date time provided");
         return -1;
     }
     if (time.tm_year < 70) {

@@ -41,22 +41,22 @@ void appendZone(ZonePath &path, const char *name) noexcept {
 
 int applyTimeZone(const char *timeZoneString, int notify) noexcept {
     if (timeZoneString == nullptr) {
-        OZU_LOG_TEXT(ozu::level::kFailure, "Timezone not applied, argument timeZoneString is null");
+        OZU_LOG_TEXT(OZULOG_ERROR, "Timezone not applied, argument timeZoneString is null");
         return kNotApplied;
     }
     ZonePath zoneFile = {};
     memcpy(zoneFile.data(), kZoneFolder.data(), kZoneFolder.size());
     if (*timeZoneString == '\0') {
-        OZU_LOG_TEXT(ozu::level::kWarning, "Time zone not defined, setting default UTC");
+        OZU_LOG_TEXT(OZULOG_WARNING, "Time zone not defined, setting default UTC");
         appendZone(zoneFile, kDefaultZone);
     } else {
         appendZone(zoneFile, timeZoneString);
-        OZU_LOG_SHORT(ozu::level::kNotable, "Applying timezone: [%s]", timeZoneString);
+        OZU_LOG_SHORT(OZULOG_NOTICE, "Applying timezone: [%s]", timeZoneString);
     }
 
     int result = kApplied;
     if (access(zoneFile.data(), F_OK) != 0) {
-        OZU_LOG(ozu::level::kWarning, "Time zone file doesn't exist: '%s'", zoneFile.data());
+        OZU_LOG(OZULOG_WARNING, "Time zone file doesn't exist: '%s'", zoneFile.data());
         result = kNoSuchZone;
     } else {
         struct stat status = {};
@@ -64,17 +64,17 @@ int applyTimeZone(const char *timeZoneString, int notify) noexcept {
             static_cast<void>(unlink(kLink));
         }
         if (symlink(zoneFile.data(), kLink) == -1) {
-            OZU_LOG(ozu::level::kFailure, "Failed to create localtime symlink: %s <-- %s, Error: %s",
-                    zoneFile.data(), kLink, ozu::errorText());
+            OZU_LOG(OZULOG_ERROR, "Failed to create localtime symlink: %s <-- %s, Error: %s", zoneFile.data(),
+                    kLink, ozu::errorText());
             return kNotApplied;
         }
     }
 
     if (getProductCodename() != kProductWithoutBroadcast && result == kApplied && (notify & 1) != 0) {
-        OZU_LOG_TEXT(ozu::level::kProgress, "Sending a broadcast mqtt message to all processes to notify "
-                                            "them that the time zone has changed");
+        OZU_LOG_TEXT(OZULOG_INFO, "Sending a broadcast mqtt message to all processes to notify "
+                                  "them that the time zone has changed");
         const int rc = ozumqttc_messagePublish("Process/ALL", 0, "", 6, 0, nullptr);
-        OZU_LOG(ozu::level::kProgress, "The SYS_BROADCAST_TIMEZONE_CHANGED message was sent (result=%d)", rc);
+        OZU_LOG(OZULOG_INFO, "The SYS_BROADCAST_TIMEZONE_CHANGED message was sent (result=%d)", rc);
     }
     return result;
 }

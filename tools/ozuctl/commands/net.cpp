@@ -11,6 +11,7 @@
 
 #include <arpa/inet.h>
 #include <net/route.h>
+#include <ozulog.h>
 
 #include <array>
 #include <chrono>
@@ -24,7 +25,7 @@ namespace ozuctl {
 namespace {
 
 constexpr const char *kDnsFile = "/data/permanent-dns.conf";
-constexpr int kShownLevel = 20000; // finer lines repeat what the command line says
+constexpr int kShownLevel = OZULOG_DEBUG; // finer lines repeat what the command line says
 constexpr std::size_t kAddressText = 16;
 using AddressText = std::array<char, kAddressText>;
 

@@ -3,6 +3,7 @@
 #include "commands/commands.h"
 #include "log_tap.h"
 
+#include <ozulog.h>
 #include <utils_ozu/dates.h>
 #include <utils_ozu/time_zone.h>
 
@@ -53,7 +54,7 @@ ExitCode parse(const Context &context, const Options &options) {
     int seconds = 0;
     {
         const LogTap tap([&why](const LoggedLine &line) {
-            why = line.level >= 70000 ? line.text : why;
+            why = line.level >= OZULOG_ERROR ? line.text : why;
             return std::string();
         });
         seconds = format->parse(options.text.c_str());
@@ -77,8 +78,8 @@ ExitCode zone(const Context &context, const Options &options) {
     int code = 0;
     {
         const LogTap tap([&why](const LoggedLine &line) {
-            why = line.level >= 50000 ? line.text : why;
-            return line.level >= 50000 ? std::string() : line.text;
+            why = line.level >= OZULOG_WARNING ? line.text : why;
+            return line.level >= OZULOG_WARNING ? std::string() : line.text;
         });
         code = applyTimeZone(options.zone.c_str(), options.notify ? 1 : 0);
     }
