@@ -5,14 +5,8 @@
  * description says where it differs.
  *
  * Results. Small integers. 0 is success unless the description says otherwise; a yes/no question
- *   answers 1 or 0. Failure codes that several families share:
- *      2   null argument, or the panel's shared state is missing
- *      4   translation or validation failed
- *      5   host name not resolved
- *      7   socket not created
- *      8   ioctl or write failed
- *     70   file missing
- *     -1, -2  where the description says so
+ *   answers 1 or 0. utils_ozu/results.h names the failure codes that several families share; -1 and -2
+ *   fail where the description says so.
  *   Look-ups of names return constant text and never null ("UNKNOWN" for an unknown code).
  *
  * Null pointers. A null argument is accepted only where the description says what it does.
@@ -54,6 +48,7 @@
 #include <utils_ozu/interfaces.h>
 #include <utils_ozu/jpeg.h>
 #include <utils_ozu/kernel_log.h>
+#include <utils_ozu/messages.h>
 #include <utils_ozu/modem.h>
 #include <utils_ozu/names.h>
 #include <utils_ozu/partitions.h>
@@ -61,6 +56,7 @@
 #include <utils_ozu/raw_dns.h>
 #include <utils_ozu/reboot.h>
 #include <utils_ozu/resolver.h>
+#include <utils_ozu/results.h>
 #include <utils_ozu/routes.h>
 #include <utils_ozu/state.h>
 #include <utils_ozu/text.h>

@@ -10,15 +10,28 @@ extern "C" {
 
 #pragma GCC visibility push(default)
 
+/** Classes of events, fixed for good. */
+typedef enum MessengerEventClass {
+    MESSENGER_EVENT_BYPASS = 1 /**< bypass of a zone */
+} MessengerEventClass;
+
+/** Events of MESSENGER_EVENT_BYPASS, fixed for good. */
+typedef enum MessengerBypassEvent {
+    MESSENGER_BYPASS_ENDED = 2 /**< it ended by itself */
+} MessengerBypassEvent;
+
+/** Stands for a user where none caused the event. */
+#define MESSENGER_NO_USER 65535
+
 /**
  * Reports an event of a device.
  * @param deviceIndex  index into PanelSharedState.devices
- * @param deviceType   its type code
- * @param eventClass   class of the event (1: zone bypass)
- * @param eventCode    event within the class (2: ended by itself)
+ * @param deviceType   its type, a PanelDeviceType
+ * @param eventClass   class of the event, a MessengerEventClass
+ * @param eventCode    event within the class, for example MESSENGER_BYPASS_ENDED
  * @param partition    partition concerned, 0 when none is
  * @param input        input of the device, from 0
- * @param user         panel user who caused it, 65535 for none
+ * @param user         panel user who caused it, MESSENGER_NO_USER for none
  * @return 0, or the implementation's code
  */
 int MESSENGER_SendTBBEvent(int deviceIndex, int deviceType, int eventClass, int eventCode, int partition,

@@ -7,6 +7,7 @@
 #ifndef OZUDB_H
 #define OZUDB_H
 
+#include <panel_codes.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <sys/types.h>
@@ -36,8 +37,8 @@ extern "C" {
 
 /** One partition; the index is the partition number of inc_ozu/security_ozu.h. */
 typedef struct PanelPartition {
-    uint32_t partitionState; /**< 0 in alarm, 1 disarmed, 2 to 4 armed */
-    uint32_t forcedArm;      /**< 0 no, 1 force-armed, 2 force-armed of the stronger kind */
+    uint32_t partitionState; /**< a PanelPartitionState */
+    uint32_t forcedArm;      /**< a PanelForcedArm */
     uint8_t armAfterAlarm;   /**< non-zero while armed again after an alarm */
     int32_t disarmTime;      /**< UTC seconds of the last disarming */
 } PanelPartition;
@@ -46,7 +47,7 @@ typedef struct PanelPartition {
 typedef struct PanelDevice {
     uint32_t rfId;       /**< radio identifier */
     uint8_t tableIndex;  /**< index in the table of its own kind: zones, tagReaders or rfInputs */
-    uint32_t deviceType; /**< code, see getDeviceTypeName() */
+    uint32_t deviceType; /**< a PanelDeviceType */
     uint8_t active;      /**< 1 enrolled and active; anything else is not */
     uint8_t openState;   /**< non-zero: contact or lid open */
     uint8_t fwMajor;     /**< firmware version major.minor.build */
@@ -81,7 +82,7 @@ typedef struct PanelRfInput {
 typedef struct PanelSafetyEvent {
     int32_t startTime;   /**< UTC seconds; 0: free slot */
     uint8_t rfId;        /**< radio id of the device that raised it */
-    uint32_t deviceType; /**< its type code */
+    uint32_t deviceType; /**< a PanelDeviceType */
     uint8_t ended;       /**< non-zero: over */
 } PanelSafetyEvent;
 

@@ -10,7 +10,12 @@ extern "C" {
 
 #pragma GCC visibility push(default)
 
-/** Returns the code of the product variant this process runs on. */
+/** Product variants that the panel's processes tell apart; the code is fixed for good. */
+typedef enum PanelProduct {
+    PANEL_PRODUCT_LUM_PLUS = 1 /**< Lum+ */
+} PanelProduct;
+
+/** Returns the code of the product variant this process runs on: a PanelProduct, or any other number. */
 int getProductCodename(void);
 
 #pragma GCC visibility pop

@@ -10,6 +10,21 @@ extern "C" {
 
 #pragma GCC visibility push(default)
 
+/** Categories of lines, fixed for good. */
+typedef enum SystemEventCategory {
+    SYSTEM_EVENT_SECURITY = 1, /**< security commands and events */
+    SYSTEM_EVENT_PANIC = 8,    /**< panic */
+    SYSTEM_EVENT_ARM = 11,     /**< arming commands */
+    SYSTEM_EVENT_DISARM = 12,  /**< disarming commands */
+    SYSTEM_EVENT_NETWORK = 14  /**< connections and requests */
+} SystemEventCategory;
+
+/** Subtypes of lines that are limited, fixed for good. */
+typedef enum SystemEventSubtype {
+    SYSTEM_EVENT_SUBTYPE_COMMAND = 1, /**< a command, with SYSTEM_EVENT_ARM and SYSTEM_EVENT_DISARM */
+    SYSTEM_EVENT_SUBTYPE_PANIC = 6    /**< an event in the panic partition, with SYSTEM_EVENT_PANIC */
+} SystemEventSubtype;
+
 /** Appends one line. @return 0, or the implementation's code */
 int LOG_system_event(int category, const char *text);
 
