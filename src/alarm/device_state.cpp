@@ -14,34 +14,18 @@ namespace {
 
 static_assert(MAX_DEVICE_INDEX == OZUDB_DEVICES);
 
-// Device type codes.
-enum DeviceType : std::uint32_t {
-    kUmk = 38,
-    kTqsx = 57,
-    kUmkrl = 59,
-    kUmkr = 60,
-    kChev = 67,
-    kW3 = 85,
-    kDanalock = 87
-};
-
 // The indexes that door locks get.
 constexpr int kFirstLockIndex = 164;
 constexpr int kLastLockIndex = 196;
 
-// The event that a zone's bypass ended by itself, to the messenger.
-constexpr int kBypassEventClass = 1;
-constexpr int kBypassEndedByItself = 2;
 constexpr int kNoPartition = 0;
 constexpr int kFirstInput = 0;
-constexpr int kNoUser = 65535;
-
 constexpr int kSecondInput = 1;
 constexpr int kNotBypassed = 0;
 constexpr int kNoExpiry = -1;
 
 bool isMagnet(std::uint32_t deviceType) noexcept {
-    return deviceType == kW3 || deviceType == kTqsx;
+    return deviceType == PANEL_DEVICE_W3 || deviceType == PANEL_DEVICE_TQSX;
 }
 
 const PanelDevice *deviceAt(const PanelSharedState *state, int deviceIndex) noexcept {
@@ -71,8 +55,8 @@ struct Detector {
 void endBypass(const Detector &detector) noexcept {
     static_cast<void>(ozudb_ModifyBypassExpiry(detector.tableIndex, kNotBypassed, kNoExpiry));
     static_cast<void>(MESSENGER_SendTBBEvent(detector.index, static_cast<int>(detector.deviceType),
-                                             kBypassEventClass, kBypassEndedByItself, kNoPartition,
-                                             kFirstInput, kNoUser));
+                                             MESSENGER_EVENT_BYPASS, MESSENGER_BYPASS_ENDED, kNoPartition,
+                                             kFirstInput, MESSENGER_NO_USER));
 }
 
 bool hasRunOut(const PanelBypass &bypass) noexcept {
@@ -119,7 +103,10 @@ int IsDeviceMagnetType(int deviceIndex) noexcept {
 
 int ozuutils_isCameraDevice(int deviceIndex) noexcept {
     const std::uint32_t deviceType = deviceTypeAt(deviceIndex);
-    return deviceType == kUmk || deviceType == kUmkrl || deviceType == kUmkr || deviceType == kChev ? 1 : 0;
+    return deviceType == PANEL_DEVICE_UMK || deviceType == PANEL_DEVICE_UMKRL ||
+                   deviceType == PANEL_DEVICE_UMKR || deviceType == PANEL_DEVICE_CHEV
+               ? 1
+               : 0;
 }
 
 int IsMagnetOpen(int deviceIndex) noexcept {
@@ -143,7 +130,7 @@ int IsCameraLidClosed(int deviceIndex) noexcept {
         return 0;
     }
     const Detector detector(*state, deviceIndex, *device);
-    if (detector.deviceType != kUmkrl) {
+    if (detector.deviceType != PANEL_DEVICE_UMKRL) {
         return 0;
     }
     return isBypassed(*state, detector, kFirstInput) == 0 ? 1 : 0;
@@ -178,7 +165,7 @@ int isDanalockExistAndActived() noexcept {
     }
     for (int index = kFirstLockIndex; index <= kLastLockIndex; ++index) {
         const PanelDevice &device = state->devices[index];
-        if (ozu::readOnce(device.deviceType) == kDanalock && ozu::readOnce(device.active) == 1) {
+        if (ozu::readOnce(device.deviceType) == PANEL_DEVICE_DANALOCK && ozu::readOnce(device.active) == 1) {
             return 1;
         }
     }

@@ -11,9 +11,6 @@
 
 namespace {
 
-constexpr unsigned int kUmkrl = 59;
-constexpr int kProductLumPlus = 1;
-
 // Firmware 1.3.2 brought the profiles.
 constexpr bool hasProfiles(unsigned int major, unsigned int minor, unsigned int build) noexcept {
     return major > 1 || (major == 1 && minor > 3) || (major == 1 && minor == 3 && build > 1);
@@ -45,7 +42,7 @@ int check_dial_table_id(unsigned int id, unsigned int checkB, unsigned int check
 }
 
 int getSY9IdFromUser(unsigned int userId) noexcept {
-    if (getProductCodename() == kProductLumPlus) {
+    if (getProductCodename() == PANEL_PRODUCT_LUM_PLUS) {
         OZU_LOG(OZULOG_CRITICAL, "%s not available on the project Lum+.", __func__);
         return 0;
     }
@@ -65,7 +62,7 @@ int getSY9IdFromUser(unsigned int userId) noexcept {
 
 int isUmkrlVersionSupportProfile(int deviceIndex) noexcept {
     const PanelDevice *device = ozu::deviceAt(ozu::panelState(), static_cast<unsigned int>(deviceIndex));
-    if (device == nullptr || ozu::readOnce(device->deviceType) != kUmkrl) {
+    if (device == nullptr || ozu::readOnce(device->deviceType) != PANEL_DEVICE_UMKRL) {
         return 0;
     }
     return hasProfiles(ozu::readOnce(device->fwMajor), ozu::readOnce(device->fwMinor),

@@ -16,16 +16,6 @@ constexpr std::size_t kEventLine = 200;
 constexpr std::size_t kHttpLine = 230;
 constexpr std::size_t kHttpResult = 50;
 
-namespace category {
-constexpr int kSecurity = 1;
-constexpr int kPanic = 8;
-constexpr int kArm = 11;
-constexpr int kDisarm = 12;
-constexpr int kNetwork = 14;
-} // namespace category
-
-constexpr int kCommandSubtype = 1;
-constexpr int kPanicSubtype = 6;
 constexpr int kLowestHttpStatus = 100; // below are the codes of the transfer library
 
 } // namespace
@@ -40,12 +30,12 @@ int writeSecurityCmdToSystemLog(unsigned int cmd, unsigned int partition, const 
     case SEC_CMD_ARM_PARTITION:
     case SEC_CMD_ARM_PARTITION_IMMEDIATE:
     case SEC_CMD_FORCE_ARM_PARTITION:
-        return limited_log_system_event(category::kArm, kCommandSubtype, line);
+        return limited_log_system_event(SYSTEM_EVENT_ARM, SYSTEM_EVENT_SUBTYPE_COMMAND, line);
     case SEC_CMD_DISARM_PARTITION:
     case SEC_CMD_DISARM:
-        return limited_log_system_event(category::kDisarm, kCommandSubtype, line);
+        return limited_log_system_event(SYSTEM_EVENT_DISARM, SYSTEM_EVENT_SUBTYPE_COMMAND, line);
     default: // every forced immediate arming is worth its line
-        return LOG_system_event(category::kSecurity, line);
+        return LOG_system_event(SYSTEM_EVENT_SECURITY, line);
     }
 }
 
@@ -56,9 +46,9 @@ int writeSecurityEventToSystemLog(unsigned int cmd, unsigned int partition, cons
     static_cast<void>(snprintf(line, sizeof line, "SECURITY EVENT: Type [ %s ] Partition [ %s ] Media [ %s ]",
                                commandName, partitionName, media));
     if (cmd == SEC_PANIC_EVENT && partition == PARTITION_PANIC) {
-        return limited_log_system_event(category::kPanic, kPanicSubtype, line);
+        return limited_log_system_event(SYSTEM_EVENT_PANIC, SYSTEM_EVENT_SUBTYPE_PANIC, line);
     }
-    return LOG_system_event(category::kSecurity, line);
+    return LOG_system_event(SYSTEM_EVENT_SECURITY, line);
 }
 
 int ozuutils_sysLogSocketPrinter(int socket, int opened) noexcept {
@@ -75,7 +65,7 @@ int ozuutils_sysLogSocketPrinter(int socket, int opened) noexcept {
     static_cast<void>(snprintf(line, sizeof line, "SOCKET %s: Server [ %s ] Port [ %d ] Name [ %s ]",
                                opened != 0 ? "OPEN" : "CLOSE", address, peer.sin_port,
                                host != nullptr ? host->h_name : "NONAME"));
-    static_cast<void>(LOG_system_event(category::kNetwork, line));
+    static_cast<void>(LOG_system_event(SYSTEM_EVENT_NETWORK, line));
     return 0;
 }
 
@@ -88,5 +78,5 @@ int ozuutils_sysLogHTTPSPrinter(const char *action, const char *server, const ch
     static_cast<void>(snprintf(line, sizeof line,
                                "HTTP: Action [ %s ] Server [ %s ] Iface [ %s ] Result [ %s ]", action, server,
                                iface[0] != '\0' ? iface : "<auto>", resultText));
-    return LOG_system_event(category::kNetwork, line);
+    return LOG_system_event(SYSTEM_EVENT_NETWORK, line);
 }

@@ -4,20 +4,15 @@
 
 #include <base/panel_state.h>
 
+#include <inc_ozu/security_ozu.h>
+
 #include <array>
 #include <cstdint>
 #include <span>
 
 namespace {
 
-// Partition numbers, as the record is indexed.
-enum Partition : unsigned int { kFull, kDay, kNight, kPerimeter, kAnnex, k24Hours, kSafety, kPanic };
-
-constexpr unsigned int kBurglaryPartitions = kAnnex + 1; // those that are armed and disarmed by the user
-
-constexpr std::uint32_t kInAlarm = 0;
-constexpr std::uint32_t kDisarmed = 1;
-constexpr std::uint32_t kStrongerForce = 2;
+constexpr unsigned int kBurglaryPartitions = PARTITION_ANNEX + 1; // those that the user arms and disarms
 
 constexpr std::uint32_t kMillisecondsPerSecond = 1000;
 
@@ -26,7 +21,8 @@ constexpr unsigned int bit(unsigned int number) noexcept {
 }
 
 // In alarm and the three armed states.
-constexpr unsigned int kArmedStates = bit(0) | bit(2) | bit(3) | bit(4);
+constexpr unsigned int kArmedStates = bit(PANEL_PARTITION_ALARM) | bit(PANEL_PARTITION_ARMED_2) |
+                                      bit(PANEL_PARTITION_ARMED_3) | bit(PANEL_PARTITION_ARMED_4);
 
 bool isArmed(std::uint32_t partitionState) noexcept {
     return partitionState < 32 && (kArmedStates & bit(partitionState)) != 0;
@@ -45,9 +41,12 @@ constexpr PanelArmType kArmTypes[4][4] = {
 constexpr auto kArmTypeOfSet = [] {
     std::array<std::uint8_t, bit(kBurglaryPartitions)> types{};
     for (unsigned int armed = 0; armed < types.size(); ++armed) {
-        const auto has = [armed](Partition partition) { return (armed & bit(partition)) != 0; };
-        const unsigned int row = has(kDay) ? 3U : has(kNight) ? 2U : has(kFull) ? 1U : 0U;
-        const unsigned int column = (has(kPerimeter) ? 1U : 0U) + (has(kAnnex) ? 2U : 0U);
+        const auto has = [armed](sec_partition partition) { return (armed & bit(partition)) != 0; };
+        const unsigned int row = has(PARTITION_DAY)     ? 3U
+                                 : has(PARTITION_NIGHT) ? 2U
+                                 : has(PARTITION_FULL)  ? 1U
+                                                        : 0U;
+        const unsigned int column = (has(PARTITION_PERIMETER) ? 1U : 0U) + (has(PARTITION_ANNEX) ? 2U : 0U);
         types[armed] = static_cast<std::uint8_t>(kArmTypes[row][column]);
     }
     return types;
@@ -74,7 +73,7 @@ int alarmOrArmAfterAlarm(unsigned int leftOut) noexcept {
         if (const std::uint8_t armAfterAlarm = ozu::readOnce(partition.armAfterAlarm); armAfterAlarm != 0) {
             return armAfterAlarm;
         }
-        if (stateOf(partition) == kInAlarm) {
+        if (stateOf(partition) == PANEL_PARTITION_ALARM) {
             return 1;
         }
     }
@@ -85,7 +84,7 @@ int alarmOrArmAfterAlarm(unsigned int leftOut) noexcept {
 
 int IsPanelInAlarm() noexcept {
     for (const PanelPartition &partition : partitions()) {
-        if (stateOf(partition) == kInAlarm) {
+        if (stateOf(partition) == PANEL_PARTITION_ALARM) {
             return 1;
         }
     }
@@ -97,11 +96,11 @@ int IsPanelInAlarmOrArmAfterAlarm() noexcept {
 }
 
 int IsPanelInAlarmOrArmAfterAlarmExceptAnnexPanic() noexcept {
-    return alarmOrArmAfterAlarm(bit(kAnnex) | bit(kPanic));
+    return alarmOrArmAfterAlarm(bit(PARTITION_ANNEX) | bit(PARTITION_PANIC));
 }
 
 int IsPanelInAlarmOrArmAfterAlarmExceptPanic() noexcept {
-    return alarmOrArmAfterAlarm(bit(kPanic)) != 0 ? 1 : 0;
+    return alarmOrArmAfterAlarm(bit(PARTITION_PANIC)) != 0 ? 1 : 0;
 }
 
 int IsPanelInDisarmNotEmergemcyPartitions() noexcept {
@@ -110,7 +109,7 @@ int IsPanelInDisarmNotEmergemcyPartitions() noexcept {
         return 0;
     }
     for (unsigned int number = 0; number < kBurglaryPartitions; ++number) {
-        if (stateOf(state->partitions[number]) != kDisarmed) {
+        if (stateOf(state->partitions[number]) != PANEL_PARTITION_DISARMED) {
             return 0;
         }
     }
@@ -130,14 +129,14 @@ PanelArmType getCurArmType() noexcept {
 }
 
 int getCurArmForced() noexcept {
-    int forced = 0;
+    int forced = PANEL_FORCED_ARM_NONE;
     for (const PanelPartition &partition : partitions()) {
         const std::uint32_t forcedArm = ozu::readOnce(partition.forcedArm);
-        if (forcedArm == kStrongerForce) {
-            return 2;
+        if (forcedArm == PANEL_FORCED_ARM_STRONGER) {
+            return PANEL_FORCED_ARM_STRONGER;
         }
-        if (forcedArm == 1) {
-            forced = 1;
+        if (forcedArm == PANEL_FORCED_ARM) {
+            forced = PANEL_FORCED_ARM;
         }
     }
     return forced;
@@ -148,7 +147,8 @@ std::uint32_t getAu1tPartitionEntryTime(std::uint32_t partition) noexcept {
     if (state == nullptr) {
         return 0;
     }
-    const bool isShort = partition == kDay || partition == kNight || partition == kAnnex;
+    const bool isShort =
+        partition == PARTITION_DAY || partition == PARTITION_NIGHT || partition == PARTITION_ANNEX;
     return ozu::readOnce(isShort ? state->au1tEntryDelayShort : state->au1tEntryDelayFull) *
            kMillisecondsPerSecond;
 }

@@ -5,13 +5,13 @@
 #include <base/log.h>
 #include <base/panel_state.h>
 
+#include <utils_ozu/results.h>
+
 #include <cstring>
 #include <iterator>
 
 namespace {
 
-constexpr int kNotTranslated = 4;
-constexpr std::uint32_t kDisarmed = 1;
 constexpr char kMain[] = "main";
 constexpr char kPerimeter[] = "perimeter";
 constexpr char kSafety[] = "safety";
@@ -52,15 +52,15 @@ int disarmingOf(const PanelSharedState &state, sec_partition partition, std::uin
 int findArmed(sec_partition first, sec_partition last, std::uint32_t *partition) noexcept {
     const PanelSharedState *state = ozu::panelState();
     if (state == nullptr) {
-        return kNotTranslated;
+        return OZU_RESULT_INVALID;
     }
     for (std::uint32_t candidate = first; candidate <= static_cast<std::uint32_t>(last); ++candidate) {
-        if (ozu::readOnce(state->partitions[candidate].partitionState) != kDisarmed) {
+        if (ozu::readOnce(state->partitions[candidate].partitionState) != PANEL_PARTITION_DISARMED) {
             *partition = candidate;
             return 0;
         }
     }
-    return kNotTranslated;
+    return OZU_RESULT_INVALID;
 }
 
 } // namespace
@@ -71,11 +71,11 @@ int ozuutils_getDisarmTimestamp(const char *zone, std::uint32_t *time) noexcept 
     if (!main && !perimeter && !same(zone, kSafety)) {
         OZU_LOG_TEXT(OZULOG_WARNING,
                      "Disarm timestamp currently supported only in zones: main, perimeter, safety");
-        return kNotTranslated;
+        return OZU_RESULT_INVALID;
     }
     const PanelSharedState *state = ozu::panelState();
     if (state == nullptr) {
-        return kNotTranslated;
+        return OZU_RESULT_INVALID;
     }
     if (main) {
         return latestDisarming(*state, time);
@@ -96,7 +96,7 @@ int ozuutils_getSecPartition(const char *zone, const char *armType, std::uint32_
             *partition = PARTITION_NIGHT;
         } else {
             OZU_LOG(OZULOG_ERROR, "bad arm_type %s for zone main", armType);
-            return kNotTranslated;
+            return OZU_RESULT_INVALID;
         }
         return 0;
     }
@@ -116,7 +116,7 @@ int ozuutils_getSecPartition(const char *zone, const char *armType, std::uint32_
         return 0;
     }
     OZU_LOG(OZULOG_ERROR, "bad zone (%s - %s)", zone, armType);
-    return kNotTranslated;
+    return OZU_RESULT_INVALID;
 }
 
 int ozuutils_getLumPartition(unsigned int partition, std::uint32_t *zone, std::uint32_t *armType) noexcept {
@@ -140,7 +140,7 @@ int ozuutils_getLumPartition(unsigned int partition, std::uint32_t *zone, std::u
         return is(kZonePanic, kArmFull);
     default:
         OZU_LOG(OZULOG_ERROR, "bad partition id %d", static_cast<int>(partition));
-        return kNotTranslated;
+        return OZU_RESULT_INVALID;
     }
 }
 
@@ -155,5 +155,5 @@ int ozuutils_getLumAlarmType(const char *word, std::uint32_t *alarmType) noexcep
         }
     }
     OZU_LOG(OZULOG_ERROR, "bad alarm type '%s'", word);
-    return kNotTranslated;
+    return OZU_RESULT_INVALID;
 }

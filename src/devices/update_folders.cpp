@@ -8,6 +8,7 @@
 #include <utils_ozu/files.h>
 
 #include <ftw.h>
+#include <panel_codes.h>
 
 namespace {
 
@@ -15,14 +16,21 @@ constexpr int kMostOpenFolders = 64;
 
 // By device type; 146 has a folder although it has no name.
 constexpr ozu::NameRow kFolders[] = {
-    {40, "/customapps/versions/my2/"},  {41, "/customapps/versions/vbx/"},
-    {43, "/customapps/versions/wlm/"},  {55, "/customapps/versions/el7/"},
-    {57, "/customapps/versions/tqsx/"}, {59, "/customapps/versions/umkrl/"},
-    {60, "/customapps/versions/umkr/"}, {61, "/customapps/versions/sy9/"},
-    {66, "/customapps/versions/pz/"},   {67, "/customapps/versions/chev/"},
-    {70, "/customapps/versions/fog/"},  {83, "/customapps/versions/el9/"},
-    {85, "/customapps/versions/w3/"},   {87, "/customapps/versions/danalock/"},
-    {146, "/customapps/versions/yx/"},
+    {PANEL_DEVICE_MY2, "/customapps/versions/my2/"},
+    {PANEL_DEVICE_VBX, "/customapps/versions/vbx/"},
+    {PANEL_DEVICE_WLM, "/customapps/versions/wlm/"},
+    {PANEL_DEVICE_EL7, "/customapps/versions/el7/"},
+    {PANEL_DEVICE_TQSX, "/customapps/versions/tqsx/"},
+    {PANEL_DEVICE_UMKRL, "/customapps/versions/umkrl/"},
+    {PANEL_DEVICE_UMKR, "/customapps/versions/umkr/"},
+    {PANEL_DEVICE_SY9, "/customapps/versions/sy9/"},
+    {PANEL_DEVICE_PZ, "/customapps/versions/pz/"},
+    {PANEL_DEVICE_CHEV, "/customapps/versions/chev/"},
+    {PANEL_DEVICE_FOG, "/customapps/versions/fog/"},
+    {PANEL_DEVICE_EL9, "/customapps/versions/el9/"},
+    {PANEL_DEVICE_W3, "/customapps/versions/w3/"},
+    {PANEL_DEVICE_DANALOCK, "/customapps/versions/danalock/"},
+    {PANEL_DEVICE_YX, "/customapps/versions/yx/"},
 };
 constexpr auto kText = ozu::packedText<kFolders>();
 constexpr auto kList = ozu::nameList<kText, kFolders>();
