@@ -81,7 +81,7 @@ struct Outputs {
 };
 
 bool searchFile(const char *key, const Outputs &outputs) noexcept {
-    const ozu::UniqueFile file(std::fopen(kFile, "r"));
+    const ozu::UniqueFile file(std::fopen(kFile, "re"));
     if (!file.valid()) {
         return false;
     }

@@ -8,7 +8,6 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -41,28 +40,13 @@ void step(const char *text) noexcept {
     OZU_LOG_STEP("%s", text);
 }
 
-constexpr JDIMENSION kColumns = 16; // that are made into samples
-
 // Only the verdict counts, and only reading and decoding the entropy-coded data can find fault with a
-// picture. So the work on the pixels behind it may be coarse. The colours stay as they are stored, which has
-// as many components as what the decoder would convert them to.
-void preferSpeed(jpeg_decompress_struct &decoder) noexcept {
-    decoder.out_color_space = decoder.jpeg_color_space;
-    decoder.do_fancy_upsampling = FALSE;
-    decoder.do_block_smoothing = FALSE;
-}
-
-// Nobody looks at the pixels: the coefficients are decoded, the transform to samples is left out. Every
-// scan's decoding has begun by now, which is what the flag would change otherwise.
-void leaveOutTransform(jpeg_decompress_struct &decoder) noexcept {
-    for (int i = 0; i < decoder.num_components; ++i) {
-        decoder.comp_info[i].component_needed = FALSE;
-    }
-}
+// picture. So the decoder is asked for the smallest picture it makes: one sample of each block.
+constexpr unsigned int kSmallest = 8;
 
 // One buffer for the whole picture; null when its size fits no buffer.
 unsigned char *allocatePixels(const jpeg_decompress_struct &decoder, volatile std::size_t &size) noexcept {
-    const std::uint64_t bytes = std::uint64_t{decoder.output_width} * decoder.output_height *
+    const std::uint64_t bytes = std::uint64_t{decoder.image_width} * decoder.image_height *
                                 static_cast<std::uint64_t>(decoder.output_components);
     if (bytes > std::numeric_limits<std::size_t>::max()) {
         return nullptr;
@@ -73,9 +57,7 @@ unsigned char *allocatePixels(const jpeg_decompress_struct &decoder, volatile st
 
 void readScanlines(jpeg_decompress_struct &decoder, unsigned char *pixels) noexcept {
     const std::size_t stride =
-        std::size_t{decoder.output_width} * static_cast<std::size_t>(decoder.output_components);
-    // What remains of the work on a row is proportional to this; its buffers are laid out by now.
-    decoder.output_width = std::min(decoder.output_width, kColumns);
+        std::size_t{decoder.image_width} * static_cast<std::size_t>(decoder.output_components);
     while (decoder.output_scanline < decoder.output_height) {
         JSAMPROW row = pixels + decoder.output_scanline * stride;
         jpeg_read_scanlines(&decoder, &row, 1);
@@ -93,11 +75,10 @@ Outcome decode(Validation &v, const unsigned char *data, unsigned long size) noe
     }
     v.headerRead = true;
     step("Proc: Initiate JPEG decompression");
-    preferSpeed(v.decoder);
+    v.decoder.scale_denom = kSmallest;
     jpeg_start_decompress(&v.decoder);
-    leaveOutTransform(v.decoder);
-    OZU_LOG_STEP("Proc: Image is %d by %d with %d components", static_cast<int>(v.decoder.output_width),
-                 static_cast<int>(v.decoder.output_height), v.decoder.output_components);
+    OZU_LOG_STEP("Proc: Image is %d by %d with %d components", static_cast<int>(v.decoder.image_width),
+                 static_cast<int>(v.decoder.image_height), v.decoder.output_components);
     v.pixels = allocatePixels(v.decoder, v.size);
     if (v.pixels == nullptr) {
         return Outcome::NoMemory;

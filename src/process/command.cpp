@@ -4,12 +4,14 @@
 
 #include <base/error_text.h>
 #include <base/log.h>
+#include <base/unique_fd.h>
 
 #include <alloca.h>
 #include <fcntl.h>
 #include <sys/select.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -29,8 +31,8 @@ constexpr int kTimedOut = -1;
 constexpr int kFailed = -2;
 
 struct Pipe {
-    int readEnd = -1;
-    int writeEnd = -1;
+    ozu::UniqueFd readEnd;
+    ozu::UniqueFd writeEnd;
 
     // Close-on-exec, so that what stays open in this process is not handed on to later children.
     bool create() noexcept {
@@ -38,13 +40,9 @@ struct Pipe {
         if (pipe2(ends.data(), O_CLOEXEC) != 0) {
             return false;
         }
-        readEnd = ends[0];
-        writeEnd = ends[1];
+        readEnd.reset(ends[0]);
+        writeEnd.reset(ends[1]);
         return true;
-    }
-    void closeBoth() const noexcept {
-        close(readEnd);
-        close(writeEnd);
     }
 };
 
@@ -60,10 +58,10 @@ void moveTo(int fd, int wanted) noexcept {
 
 // The child between fork and exec: other threads' locks may be held for good here, so nothing that takes one.
 [[noreturn]] void runChild(char *const argv[], const Pipe &input, const Pipe &output) noexcept {
-    close(input.writeEnd);
-    moveTo(input.readEnd, STDIN_FILENO);
-    close(output.readEnd);
-    moveTo(output.writeEnd, STDOUT_FILENO);
+    close(input.writeEnd.get());
+    moveTo(input.readEnd.get(), STDIN_FILENO);
+    close(output.readEnd.get());
+    moveTo(output.writeEnd.get(), STDOUT_FILENO);
     if (argv != nullptr && argv[0] != nullptr) {
         execvp(argv[0], argv);
     } else {
@@ -74,12 +72,15 @@ void moveTo(int fd, int wanted) noexcept {
     _exit(1);
 }
 
-void handOut(int fd, int *receiver) noexcept {
-    if (receiver == nullptr) {
-        close(fd);
-        return;
+void leaveOpen(ozu::UniqueFd &end) noexcept {
+    static_cast<void>(end.release());
+}
+
+// An end that nobody wants is closed with its owner.
+void handOut(ozu::UniqueFd &end, int *receiver) noexcept {
+    if (receiver != nullptr) {
+        *receiver = end.release();
     }
-    *receiver = fd;
 }
 
 // The words of a command line, in a copy of it; ends with a null entry.
@@ -107,11 +108,13 @@ class Words {
     int count_ = 1;
 };
 
-// A descriptor set of one descriptor, as large as its number asks for: fd_set ends at 1023, and since every
-// command leaves two descriptors open, numbers above are reached.
+// A descriptor set of one descriptor. fd_set ends at 1023, and since every command leaves two descriptors
+// open, numbers above are reached: for these it is as large as the number asks for.
 class ReadySet {
   public:
-    static std::size_t bytes(int fd) noexcept { return (word(fd) + 1) * sizeof(fd_mask); }
+    static std::size_t bytes(int fd) noexcept {
+        return std::max(sizeof(fd_set), (word(fd) + 1) * sizeof(fd_mask));
+    }
 
     ReadySet(void *storage, int fd) noexcept : words_(static_cast<fd_mask *>(storage)), fd_(fd) {}
     fd_set *arm() noexcept {
@@ -209,8 +212,12 @@ int watchOutput(int fd, int timeoutSeconds, const char *endMarker, Chunk &chunk)
 pid_t popen2(char *const argv[], int *inFd, int *outFd, int *forkErrno) noexcept {
     Pipe input;
     Pipe output;
-    // A first pipe whose second could not be made stays open.
-    if (!input.create() || !output.create()) {
+    if (!input.create()) {
+        return -1;
+    }
+    if (!output.create()) {
+        leaveOpen(input.readEnd);
+        leaveOpen(input.writeEnd);
         return -1;
     }
     const pid_t pid = fork();
@@ -218,16 +225,16 @@ pid_t popen2(char *const argv[], int *inFd, int *outFd, int *forkErrno) noexcept
         if (forkErrno != nullptr) {
             *forkErrno = errno;
         }
-        input.closeBoth();
-        output.closeBoth();
         return pid;
     }
     if (pid == 0) {
         runChild(argv, input, output);
     }
-    // The child's own ends stay open here as well, unnamed: a reader never sees the end of the output.
     handOut(input.writeEnd, inFd);
     handOut(output.readEnd, outFd);
+    // The child's own ends stay open here as well, unnamed: a reader never sees the end of the output.
+    leaveOpen(input.readEnd);
+    leaveOpen(output.writeEnd);
     return pid;
 }
 

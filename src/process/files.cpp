@@ -84,7 +84,8 @@ int allocFileToBuff(const char *path, void **buffer) noexcept {
         return -1;
     }
     // Never of size 0, for which malloc may answer null.
-    *buffer = malloc(static_cast<std::size_t>(std::max(size, 1)));
+    const auto allocated = static_cast<std::size_t>(std::max(size, 1));
+    *buffer = malloc(allocated);
     if (*buffer == nullptr) {
         OZU_LOG_TEXT(OZULOG_ERROR, "unable to allocate enough memory");
         return -1;
@@ -93,13 +94,16 @@ int allocFileToBuff(const char *path, void **buffer) noexcept {
 
     ozu::UniqueFd file(open(path, O_RDWR | O_CLOEXEC));
     if (!file.valid()) {
+        memset(*buffer, 0, allocated);
         OZU_LOG(OZULOG_ERROR, "error opening file %d", file.get());
         return -1;
     }
     OZU_LOG_TEXT(OZULOG_DEBUG, "file opened successfully");
 
-    const Reading reading =
-        readToEnd(file.get(), {static_cast<char *>(*buffer), static_cast<std::size_t>(size)});
+    auto *bytes = static_cast<char *>(*buffer);
+    const Reading reading = readToEnd(file.get(), {bytes, static_cast<std::size_t>(size)});
+    const auto filled = static_cast<std::size_t>(std::min<std::int64_t>(size, reading.total));
+    memset(bytes + filled, 0, allocated - filled);
     if (reading.last < 0) {
         OZU_LOG(OZULOG_DEBUG, "file red encountered an error %d", static_cast<int>(reading.last));
     } else {

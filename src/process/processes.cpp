@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr unsigned int kMostDigits = 10;
+constexpr unsigned int kMaxDigits = 10;
 
 class Directory {
   public:
@@ -50,7 +50,7 @@ class CommandLine {
         std::array<char, 32> path = {'-'};
         char *end = pid < 0 ? &path[1] : path.data();
         const auto number = static_cast<unsigned int>(pid);
-        end += ozuutils_Num2MinimalDecStr(pid < 0 ? 0U - number : number, end, kMostDigits);
+        end += ozuutils_Num2MinimalDecStr(pid < 0 ? 0U - number : number, end, kMaxDigits);
         memcpy(end, kFile, sizeof(kFile));
         const ozu::UniqueFd file(openat(proc, path.data(), O_RDONLY | O_CLOEXEC));
         if (!file.valid()) {

@@ -41,9 +41,11 @@ class UtcInterlude {
     ~UtcInterlude() {
         if (active_) {
             restore();
-            tzset();
         }
         free(saved_);
+        if (active_) {
+            tzset();
+        }
     }
     UtcInterlude(const UtcInterlude &) = delete;
     UtcInterlude &operator=(const UtcInterlude &) = delete;
@@ -67,8 +69,17 @@ class UtcInterlude {
 } // namespace
 
 int ozuutils_timegm_to_epoch(struct tm *utc) noexcept {
-    const UtcInterlude interlude;
-    return ozu::panelTime(interlude.active() ? mktime(utc) : timegm(utc));
+    tm time = *utc;
+    int seconds = -1;
+    {
+        const UtcInterlude interlude;
+        seconds = ozu::panelTime(interlude.active() ? mktime(&time) : timegm(&time));
+    }
+    // What has no result stays as it came, on machines that could bring it into range, too.
+    if (seconds != -1) {
+        *utc = time;
+    }
+    return seconds;
 }
 
 unsigned int ozuutils_isSystemTimeOk(int now) noexcept {

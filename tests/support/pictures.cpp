@@ -6,6 +6,7 @@
 
 #include <csetjmp>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 namespace ozu::test {
@@ -45,6 +46,46 @@ void countOnly(j_common_ptr decoder, int level) {
     if (level < 0) {
         ++decoder->err->num_warnings;
     }
+}
+
+struct PlainDecode {
+    jpeg_decompress_struct decoder = {};
+    jpeg_error_mgr errors = {};
+    jmp_buf jump = {};
+    std::vector<std::string> lines;
+    bool headerRead = false;
+    std::vector<JSAMPLE> row;
+};
+
+void complain(j_common_ptr decoder, const char *hook) {
+    auto &plain = *static_cast<PlainDecode *>(decoder->client_data);
+    char message[JMSG_LENGTH_MAX];
+    decoder->err->format_message(decoder, message);
+    plain.lines.push_back(std::string(hook) + " [" + message + "]");
+    longjmp(plain.jump, 1); // NOLINT(cert-err52-cpp)
+}
+
+void decode(PlainDecode &plain, const std::string &jpeg) {
+    jpeg_decompress_struct &decoder = plain.decoder;
+    plain.lines.emplace_back("Proc: Set memory buffer as source");
+    jpeg_mem_src(&decoder, reinterpret_cast<const unsigned char *>(jpeg.data()), jpeg.size());
+    plain.lines.emplace_back("Proc: Read the JPEG header");
+    jpeg_read_header(&decoder, TRUE);
+    plain.headerRead = true;
+    plain.lines.emplace_back("Proc: Initiate JPEG decompression");
+    jpeg_start_decompress(&decoder);
+    plain.lines.push_back("Proc: Image is " + std::to_string(decoder.output_width) + " by " +
+                          std::to_string(decoder.output_height) + " with " +
+                          std::to_string(decoder.output_components) + " components");
+    plain.row.resize(std::size_t{decoder.output_width} * static_cast<unsigned>(decoder.output_components));
+    plain.lines.emplace_back("Proc: Start reading scanlines");
+    while (decoder.output_scanline < decoder.output_height) {
+        JSAMPROW rows = plain.row.data();
+        jpeg_read_scanlines(&decoder, &rows, 1);
+    }
+    plain.lines.emplace_back("Proc: Done reading scanlines");
+    jpeg_finish_decompress(&decoder);
+    plain.lines.emplace_back("End of decompression");
 }
 
 } // namespace
@@ -134,6 +175,23 @@ bool decodesCleanly(const std::string &jpeg) {
     const bool clean = errors.manager.num_warnings == 0;
     jpeg_destroy_decompress(&decoder);
     return clean;
+}
+
+std::vector<std::string> linesOfPlainDecode(const std::string &jpeg) {
+    PlainDecode plain;
+    plain.decoder.err = jpeg_std_error(&plain.errors);
+    plain.errors.error_exit = [](j_common_ptr decoder) { complain(decoder, "error_exit"); };
+    plain.errors.output_message = [](j_common_ptr decoder) { complain(decoder, "output_message"); };
+    plain.decoder.client_data = &plain;
+    plain.lines.emplace_back("Proc: Create Decompress struct");
+    jpeg_create_decompress(&plain.decoder);
+    if (setjmp(plain.jump) == 0) { // NOLINT(cert-err52-cpp)
+        decode(plain, jpeg);
+    } else if (!plain.headerRead) {
+        plain.lines.emplace_back("File does not seem to be a normal JPEG");
+    }
+    jpeg_destroy_decompress(&plain.decoder);
+    return std::move(plain.lines);
 }
 
 } // namespace ozu::test

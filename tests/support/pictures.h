@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <vector>
 
 struct jpeg_compress_struct;
 
@@ -33,5 +34,9 @@ std::string withDimensions(std::string jpeg, unsigned width, unsigned height);
 // Whether libjpeg, with its default settings, decodes the picture to its end without an error or a warning.
 // Goes on after warnings, unlike the library.
 bool decodesCleanly(const std::string &jpeg);
+
+// What the validation logs when it decodes plainly: every option of libjpeg at its default, and the first
+// complaint ends it. Made with the libjpeg at hand, so it holds whichever release that is.
+std::vector<std::string> linesOfPlainDecode(const std::string &jpeg);
 
 } // namespace ozu::test

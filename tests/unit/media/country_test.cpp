@@ -66,7 +66,7 @@ extern "C" {
 FILE *__real_fopen(const char *, const char *);
 FILE *__wrap_fopen(const char *path, const char *mode) {
     EXPECT_STREQ(path, "/data/ozu/etc/countries_codes.csv");
-    EXPECT_STREQ(mode, "r");
+    EXPECT_STREQ(mode, "re");
     FILE *stream = __real_fopen(countryFile.c_str(), mode);
     opened += stream != nullptr ? 1 : 0;
     return stream;

@@ -22,6 +22,7 @@
 
 using ozu::test::decodesCleanly;
 using ozu::test::extended;
+using ozu::test::linesOfPlainDecode;
 using ozu::test::LogLine;
 using ozu::test::noise;
 using ozu::test::picture;
@@ -53,7 +54,16 @@ struct Calls {
     int headerResult = -1; // instead of the decoder's
     long extraWarnings = 0;
     jpeg_decompress_struct abandoned = {};
+    bool watched = false; // whoever writes into the decoder's record between its calls is found out
+    jpeg_decompress_struct left = {}; // by the decoder's last call
+    std::vector<std::ptrdiff_t> rows; // where they were read to, from the beginning of the buffer
 } calls;
+
+void expectAsLeft(const jpeg_decompress_struct &decoder) {
+    if (calls.watched) {
+        EXPECT_EQ(memcmp(&decoder, &calls.left, sizeof(decoder)), 0);
+    }
+}
 
 LogLine step(const std::string &text) {
     return extended(30000, text, "ozuutils_jpegValidator");
@@ -85,6 +95,17 @@ class JpegValidator : public ozu::test::PlatformTest {
         platform().log.clear();
         platform().journal.clear();
         return validate(jpeg);
+    }
+    // By verdict, stage and complaint.
+    static void expectJudgedAsByAFullDecode(const std::string &jpeg, const std::string &what) {
+        const int result = verdict(jpeg);
+        const std::vector<std::string> expected = linesOfPlainDecode(jpeg);
+        ASSERT_EQ(result, expected.back() == "End of decompression" ? 0 : 4) << what;
+        // A picture that claims a size for which there is no memory ends where its size is told.
+        if (calls.blocks.count(nullptr) == 0) {
+            ASSERT_EQ(lines(), expected) << what;
+        }
+        calls.blocks.erase(nullptr);
     }
     // Runs in a child with so much address space; gives its exit status, negative when it died.
     static int inChild(const std::string &jpeg, std::size_t addressSpace) {
@@ -158,11 +179,35 @@ int __wrap_jpeg_read_header(j_decompress_ptr decoder, boolean requireImage) {
         calls.abandoned = *decoder;
         return calls.headerResult;
     }
-    return __real_jpeg_read_header(decoder, requireImage);
+    const int result = __real_jpeg_read_header(decoder, requireImage);
+    calls.left = *decoder;
+    return result;
+}
+
+boolean __real_jpeg_start_decompress(j_decompress_ptr);
+boolean __wrap_jpeg_start_decompress(j_decompress_ptr decoder) {
+    calls.left.scale_denom = 8; // the one option that is set
+    expectAsLeft(*decoder);
+    const boolean result = __real_jpeg_start_decompress(decoder);
+    calls.left = *decoder;
+    return result;
+}
+
+JDIMENSION __real_jpeg_read_scanlines(j_decompress_ptr, JSAMPARRAY, JDIMENSION);
+JDIMENSION __wrap_jpeg_read_scanlines(j_decompress_ptr decoder, JSAMPARRAY rows, JDIMENSION count) {
+    expectAsLeft(*decoder);
+    if (calls.watched) {
+        EXPECT_EQ(count, 1u);
+        calls.rows.push_back(rows[0] - static_cast<unsigned char *>(calls.blocks.begin()->first));
+    }
+    const JDIMENSION result = __real_jpeg_read_scanlines(decoder, rows, count);
+    calls.left = *decoder;
+    return result;
 }
 
 boolean __real_jpeg_finish_decompress(j_decompress_ptr);
 boolean __wrap_jpeg_finish_decompress(j_decompress_ptr decoder) {
+    expectAsLeft(*decoder);
     const boolean result = __real_jpeg_finish_decompress(decoder);
     decoder->err->num_warnings += calls.extraWarnings;
     return result;
@@ -196,6 +241,19 @@ TEST_F(JpegValidator, oneBufferOfTheWholePicture) {
         EXPECT_EQ(calls.allocations, 1);
         ASSERT_EQ(calls.blocks.size(), 1u);
         EXPECT_EQ(calls.blocks.begin()->second, bytes);
+    }
+}
+
+TEST_F(JpegValidator, nothingButTheScaleIsSetAndEveryRowHasItsPlace) {
+    for (const PictureShape &shape : kShapes) {
+        calls = {};
+        calls.watched = true;
+        EXPECT_EQ(validate(picture(shape)), 0) << shape.label;
+        const auto stride = static_cast<std::ptrdiff_t>(shape.width) * shape.components;
+        ASSERT_EQ(calls.rows.size(), (shape.height + 7) / 8) << shape.label;
+        for (std::size_t row = 0; row < calls.rows.size(); ++row) {
+            EXPECT_EQ(calls.rows[row], stride * static_cast<std::ptrdiff_t>(row)) << shape.label;
+        }
     }
 }
 
@@ -356,9 +414,9 @@ TEST_P(JpegShape, isJudgedAsByAFullDecodeWhereverItIsCut) {
     const std::size_t stride = sweepStride(1, 11);
     for (std::size_t size = 0; size < jpeg.size(); size += stride) {
         const std::string cut = jpeg.substr(0, size);
-        ASSERT_EQ(verdict(cut) == 0, decodesCleanly(cut)) << size << " of " << jpeg.size();
+        ASSERT_NO_FATAL_FAILURE(expectJudgedAsByAFullDecode(cut, "cut at " + std::to_string(size)));
     }
-    EXPECT_EQ(verdict(jpeg + "x"), decodesCleanly(jpeg + "x") ? 0 : 4);
+    expectJudgedAsByAFullDecode(jpeg + "x", "one byte more");
 }
 
 TEST_P(JpegShape, isJudgedAsByAFullDecodeWhicheverBitIsFlipped) {
@@ -369,10 +427,8 @@ TEST_P(JpegShape, isJudgedAsByAFullDecodeWhicheverBitIsFlipped) {
     for (std::size_t bit = 0; bit < jpeg.size() * 8; bit += stride) {
         std::string flipped = jpeg;
         flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << bit % 8));
-        const int result = verdict(flipped);
-        ASSERT_EQ(result == 0, decodesCleanly(flipped)) << "bit " << bit;
-        ASSERT_TRUE(result == 0 || result == 4);
-        valid += result == 0 ? 1 : 0;
+        ASSERT_NO_FATAL_FAILURE(expectJudgedAsByAFullDecode(flipped, "bit " + std::to_string(bit)));
+        valid += lines().back() == "End of decompression" ? 1 : 0;
     }
     EXPECT_GT(valid, 0) << "some bits do not matter to a decoder";
 }
@@ -395,7 +451,8 @@ TEST_F(JpegValidator, randomDamageIsJudgedAsByAFullDecode) {
             } else {
                 damaged[at] = random[round + 3];
             }
-            ASSERT_EQ(verdict(damaged) == 0, decodesCleanly(damaged)) << shape.label << ' ' << round;
+            ASSERT_NO_FATAL_FAILURE(
+                expectJudgedAsByAFullDecode(damaged, shape.label + (' ' + std::to_string(round))));
         }
     }
 }

@@ -14,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -152,13 +153,24 @@ pid_t __wrap_fork() {
     return pid;
 }
 
+// Nothing but this descriptor, in a set that is never shorter than fd_set.
+static void expectSetOf(int only, const fd_set *set) {
+    const auto *words = reinterpret_cast<const unsigned long *>(set);
+    constexpr int kBits = 8 * sizeof(long);
+    const int end = std::max(FD_SETSIZE, (only / kBits + 1) * kBits);
+    for (int fd = 0; fd < end; ++fd) {
+        EXPECT_EQ((words[fd / kBits] >> (fd % kBits) & 1UL) != 0, fd == only) << fd;
+    }
+}
+
 int __wrap_select(int count, fd_set *reading, fd_set *writing, fd_set *failing, timeval *timeout) {
     EXPECT_EQ(writing, nullptr);
     EXPECT_EQ(failing, nullptr);
     faults.timeouts.push_back(*timeout);
     faults.selected = count - 1;
+    expectSetOf(faults.selected, reading);
     if (faults.strayAnswer) {
-        memset(reading, 0, static_cast<std::size_t>(count) / 8 + 1);
+        *reading = fd_set();
         return 1;
     }
     timeval longer = {20, 0};

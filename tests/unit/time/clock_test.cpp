@@ -230,6 +230,29 @@ TEST_F(Clock, onlyThirtyTwoBitsOfTime) {
     EXPECT_EQ(epoch(calendar(9999, 1, 1)), -1);
 }
 
+TEST_F(Clock, whatHasNoResultStaysAsItCame) {
+    // With fields out of range, which a conversion would bring into it.
+    tm tooLate = calendar(2037, 13, 20, 0, 0, 0), tooEarly = calendar(1901, 12, 0);
+    tm beforeTheEpoch = calendar(1970, 1, 1, 0, 0, -1), farAway = calendar(2024, 1, 1);
+    farAway.tm_year = 2147483647;
+    for (tm *time : {&tooLate, &tooEarly, &beforeTheEpoch, &farAway}) {
+        time->tm_wday = 42;
+        time->tm_isdst = -1;
+        for (const bool shortOfMemory : {false, true}) {
+            setenv("TZ", "CET-1", 1);
+            faults.failCopy = shortOfMemory;
+            const tm before = *time;
+            faults.active = true;
+            EXPECT_EQ(ozuutils_timegm_to_epoch(time), -1);
+            faults.active = false;
+            EXPECT_EQ(memcmp(time, &before, sizeof(before)), 0) << before.tm_year;
+        }
+    }
+    tm epochItself = calendar(1969, 12, 31, 24);
+    EXPECT_EQ(ozuutils_timegm_to_epoch(&epochItself), 0);
+    EXPECT_EQ(epochItself.tm_year, 70);
+}
+
 TEST_F(Clock, shortMemoryLeavesTheZoneAlone) {
     setenv("TZ", "CET-1CEST,M3.5.0/2,M10.5.0/3", 1);
     tzset();
