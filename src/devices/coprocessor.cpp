@@ -6,6 +6,8 @@
 #include <base/panel_state.h>
 
 #include <mqttc.h>
+#include <utils_ozu/messages.h>
+#include <utils_ozu/results.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -15,32 +17,14 @@
 namespace {
 
 constexpr int kNoMemory = 2;
-constexpr int kNoState = 2;
 constexpr int kBadVersion = 1;
 
-constexpr const char *kNxpTopic = "Process/MDL";
 constexpr char kNoLabel[8] = {};
-constexpr int kNxpClass = 0;
-constexpr int kNxpMessage = 1;
-constexpr std::uint8_t kNxpEnvelope = 17;
-constexpr unsigned int kNxpCommand = 4;
 constexpr unsigned int kEnvelopeHead = 5;
 constexpr unsigned int kEnvelopeSpare = 1; // allocated behind the block, never sent
 
-constexpr const char *kRadioTopic = "Process/RF_MANAGER";
-constexpr int kRadioClass = 35;
-constexpr int kSetGpio = 10;
-
-enum class Request : std::uint8_t {
-    SerialNumber = 0,
-    UartProtocol = 8,
-    ManufactureValues = 9,
-    TamperState = 10,
-    PlasticVersion = 13,
-};
-
 struct RequestBlock {
-    Request code;
+    std::uint8_t code;
     std::uint8_t value;
     std::uint8_t rest[184];
 };
@@ -59,9 +43,10 @@ std::uint8_t *allocateEnvelope(unsigned int length) noexcept {
     return static_cast<std::uint8_t *>(malloc(size));
 }
 
-int send(Request code, unsigned int value = 0) noexcept {
-    const RequestBlock block{code, static_cast<std::uint8_t>(value), {}};
-    return ozuutils_SendDataToNXP(reinterpret_cast<const std::uint8_t *>(&block), sizeof block, kNxpCommand);
+int send(OzuNxpRequest code, unsigned int value = 0) noexcept {
+    const RequestBlock block{static_cast<std::uint8_t>(code), static_cast<std::uint8_t>(value), {}};
+    return ozuutils_SendDataToNXP(reinterpret_cast<const std::uint8_t *>(&block), sizeof block,
+                                  OZU_NXP_COMMAND_REQUEST);
 }
 
 } // namespace
@@ -74,13 +59,13 @@ int ozuutils_SendDataToNXP(const std::uint8_t *data, unsigned int length, unsign
         return kNoMemory;
     }
     std::memset(bytes, 0, kEnvelopeHead);
-    bytes[0] = kNxpEnvelope;
+    bytes[0] = OZU_MDL_NXP_ENVELOPE;
     bytes[1] = static_cast<std::uint8_t>(command);
     if (length != 0) {
         std::memcpy(bytes + kEnvelopeHead, data, length);
     }
-    const int status =
-        ozumqttc_messagePublish(kNxpTopic, length + kEnvelopeHead, kNoLabel, kNxpClass, kNxpMessage, bytes);
+    const int status = ozumqttc_messagePublish(OZU_TOPIC_MDL, length + kEnvelopeHead, kNoLabel,
+                                               OZU_MESSAGE_NXP_CLASS, OZU_MESSAGE_NXP_COMMAND, bytes);
     if (status != 0) {
         OZU_LOG(OZULOG_ERROR, "status=%d", status);
     }
@@ -88,26 +73,26 @@ int ozuutils_SendDataToNXP(const std::uint8_t *data, unsigned int length, unsign
 }
 
 int ozuutils_updateCPserialNumberInShmem(void) noexcept {
-    return send(Request::SerialNumber);
+    return send(OZU_NXP_SERIAL_NUMBER);
 }
 
 int ozuutils_updateNxpUartProtocol(unsigned int protocol) noexcept {
-    static_cast<void>(send(Request::UartProtocol, protocol));
+    static_cast<void>(send(OZU_NXP_UART_PROTOCOL, protocol));
     return 0;
 }
 
 int ozuutils_updateNxpManufactureParamsInShmem(void) noexcept {
-    return send(Request::ManufactureValues);
+    return send(OZU_NXP_MANUFACTURE_VALUES);
 }
 
 int ozuutils_GetNxpTamperState(void) noexcept {
-    return send(Request::TamperState);
+    return send(OZU_NXP_TAMPER_STATE);
 }
 
 int ozuutils_setNxpPlasticVersion(void) noexcept {
     const PanelSharedState *state = ozu::panelState();
     if (state == nullptr) {
-        return kNoState;
+        return OZU_RESULT_MISSING;
     }
     const std::uint8_t version = ozu::readOnce(state->cpPlasticVersion);
     if (version < 1 || version > 3) {
@@ -115,12 +100,13 @@ int ozuutils_setNxpPlasticVersion(void) noexcept {
         return kBadVersion;
     }
     OZU_LOG(OZULOG_NOTICE, "Set CP plastic version to %d", version);
-    return send(Request::PlasticVersion, version);
+    return send(OZU_NXP_PLASTIC_VERSION, version);
 }
 
 void controlCC1352Gpio(const char *sender, unsigned int gpio, unsigned int level) noexcept {
     const std::uint8_t record[2] = {static_cast<std::uint8_t>(gpio), static_cast<std::uint8_t>(level)};
-    if (ozumqttc_messagePublish(kRadioTopic, sizeof record, sender, kRadioClass, kSetGpio, record) != 0) {
+    if (ozumqttc_messagePublish(OZU_TOPIC_RF_MANAGER, sizeof record, sender, OZU_MESSAGE_RF_MANAGER_CLASS,
+                                OZU_MESSAGE_RF_MANAGER_SET_CC_GPIO, record) != 0) {
         OZU_LOG_TEXT(OZULOG_ERROR, "Send mqtt RF_MGR_MQTT_API_CMD_TYPE_SET_CC_GPIO failed");
         return;
     }

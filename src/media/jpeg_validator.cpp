@@ -2,6 +2,8 @@
 
 #include <utils_ozu/jpeg.h>
 
+#include <utils_ozu/results.h>
+
 #include <base/log.h>
 #include <media/jpeg_error_context.h>
 
@@ -17,9 +19,6 @@
 #define OZU_LOG_STEP(format, ...) OZU_LOG_AS("ozuutils_jpegValidator", OZULOG_INFO, format, ##__VA_ARGS__)
 
 namespace {
-
-constexpr int kValid = 0;
-constexpr int kInvalid = 4;
 
 static_assert(JPEG_LIB_VERSION == 62, "the record is laid out for version 62 of the decoder's interface");
 
@@ -105,12 +104,12 @@ void dropPages(unsigned char *buffer, std::size_t size) noexcept {
 // been found invalid before; otherwise it stays allocated, without the memory behind it.
 int giveUp(Validation &v) noexcept {
     jpeg_destroy_decompress(&v.decoder);
-    if (v.result != kValid) {
+    if (v.result != OZU_RESULT_OK) {
         std::free(v.pixels);
     } else if (v.pixels != nullptr) {
         dropPages(v.pixels, v.size);
     }
-    v.result = kInvalid;
+    v.result = OZU_RESULT_INVALID;
     return v.result;
 }
 
@@ -131,7 +130,7 @@ int ozuutils_jpegValidator(const unsigned char *data, unsigned long size) noexce
     case Outcome::NoHeader:
         // The decoder that did not complain keeps its record.
         step("File does not seem to be a normal JPEG");
-        return kInvalid;
+        return OZU_RESULT_INVALID;
     case Outcome::NoMemory:
         return giveUp(v);
     case Outcome::Decoded:
@@ -139,7 +138,7 @@ int ozuutils_jpegValidator(const unsigned char *data, unsigned long size) noexce
     }
     if (v.errors.manager.num_warnings > 0) {
         step("JPEG validation failed");
-        v.result = kInvalid;
+        v.result = OZU_RESULT_INVALID;
     }
     jpeg_destroy_decompress(&v.decoder);
     std::free(v.pixels);

@@ -2,6 +2,8 @@
 
 #include <utils_ozu/host_names.h>
 
+#include <utils_ozu/results.h>
+
 #include <base/log.h>
 #include <base/panel_state.h>
 
@@ -13,8 +15,6 @@
 namespace {
 
 constexpr const char *kDnsFile = "/data/permanent-dns.conf";
-constexpr int kNoState = 2;
-constexpr int kWriteFailed = 8;
 // The shortest address, as 1.1.1.1, has one character more.
 constexpr std::size_t kTooShort = 6;
 
@@ -40,7 +40,7 @@ bool writeServer(FILE *file, const char (&field)[OZUDB_DNS_TEXT]) noexcept {
 int write_permanent_dns(void) noexcept {
     const PanelSharedState *state = ozu::panelState();
     if (state == nullptr) {
-        return kNoState;
+        return OZU_RESULT_MISSING;
     }
     const std::unique_ptr<FILE, CloseFile> file(fopen(kDnsFile, "we"));
     if (file == nullptr) {
@@ -52,7 +52,7 @@ int write_permanent_dns(void) noexcept {
         const PanelDnsServerPair &servers = state->dnsServerPairs[pair];
         if (!writeServer(file.get(), servers.primary) || !writeServer(file.get(), servers.secondary)) {
             OZU_LOG_TEXT(OZULOG_ERROR, "Error writing to [/data/permanent-dns.conf] file.");
-            return kWriteFailed;
+            return OZU_RESULT_IO_FAILED;
         }
     }
     return 0;

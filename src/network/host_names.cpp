@@ -3,6 +3,7 @@
 #include <utils_ozu/host_names.h>
 
 #include <utils_ozu/interfaces.h>
+#include <utils_ozu/results.h>
 
 #include <base/log.h>
 
@@ -15,15 +16,13 @@
 namespace {
 
 constexpr std::size_t kAddressText = 16;
-constexpr int kNullPointer = 2;
-constexpr int kNotResolved = 5;
 
 } // namespace
 
 int ozuutils_resolve_hostname(const char *name, char *ipText) noexcept {
     if (name == nullptr) {
         OZU_LOG_TEXT(OZULOG_ERROR, "Unable to continue with NULL pointer.");
-        return kNullPointer;
+        return OZU_RESULT_MISSING;
     }
     int a = 0;
     int b = 0;
@@ -38,11 +37,11 @@ int ozuutils_resolve_hostname(const char *name, char *ipText) noexcept {
     const hostent *found = gethostbyname(name);
     if (found == nullptr) {
         OZU_LOG(OZULOG_ERROR, "Unable to resolve %s: %d.", name, h_errno);
-        return kNotResolved;
+        return OZU_RESULT_NOT_RESOLVED;
     }
     if (found->h_addr_list[0] == nullptr) {
         OZU_LOG(OZULOG_ERROR, "There is an error on resolving %s.", name);
-        return kNotResolved;
+        return OZU_RESULT_NOT_RESOLVED;
     }
     in_addr address = {};
     memcpy(&address, found->h_addr_list[0], sizeof address);

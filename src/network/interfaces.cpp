@@ -2,6 +2,7 @@
 
 #include <utils_ozu/interfaces.h>
 
+#include <utils_ozu/results.h>
 #include <utils_ozu/text.h>
 
 #include <base/error_text.h>
@@ -16,8 +17,6 @@
 
 namespace {
 
-constexpr int kNoSocket = 7;
-constexpr int kIoctlFailed = 8;
 constexpr std::size_t kAddressText = 16;
 
 // The address as the kernel returned it, in whichever member of the union it came.
@@ -32,14 +31,14 @@ int ozuutils_gethostIPv4byIfname(struct sockaddr_in *addr, struct sockaddr_in *b
                                  const char *ifname) noexcept {
     const ozu::UniqueFd fd = ozu::openSocket(AF_INET, SOCK_DGRAM, 0);
     if (!fd.valid()) {
-        return kNoSocket;
+        return OZU_RESULT_NO_SOCKET;
     }
     ifreq request = {};
     ozuutils_strlcpy(request.ifr_name, ifname, sizeof request.ifr_name);
     *addr = {};
     if (ioctl(fd.get(), SIOCGIFADDR, &request) < 0) {
         OZU_LOG(OZULOG_ERROR, "ioctl: %s\n", ozu::errorText());
-        return kIoctlFailed;
+        return OZU_RESULT_IO_FAILED;
     }
     takeAddress(request, *addr);
     OZU_LOG(OZULOG_INFO, "interface %s: family=%d  %s\n", ifname, AF_INET, inet_ntoa(addr->sin_addr));
@@ -49,7 +48,7 @@ int ozuutils_gethostIPv4byIfname(struct sockaddr_in *addr, struct sockaddr_in *b
     *bcast = {};
     if (ioctl(fd.get(), SIOCGIFBRDADDR, &request) < 0) {
         OZU_LOG(OZULOG_ERROR, "ioctl: %s\n", ozu::errorText());
-        return kIoctlFailed;
+        return OZU_RESULT_IO_FAILED;
     }
     takeAddress(request, *bcast);
     OZU_LOG(OZULOG_INFO, "bcast interface %s: family=%d  %s\n", ifname, AF_INET, inet_ntoa(bcast->sin_addr));

@@ -7,6 +7,7 @@
 #include <mqttc.h>
 #include <ozudb.h>
 #include <unistd.h>
+#include <utils_ozu/messages.h>
 
 #include <cstdlib>
 
@@ -14,7 +15,6 @@ namespace {
 
 constexpr const char *kBrokerHost = "127.0.0.1";
 constexpr int kBrokerPort = 1883;
-constexpr const char *kSyslogStateTopic = "Multicast/WIFI_SYSLOG_APPENDER_STATE";
 constexpr int kSeverityNameSize = 8;
 
 int processInitDone = 0;
@@ -50,7 +50,7 @@ int ozuutils_processInit(const char *processName, void *mqttArg) noexcept {
         OZU_LOG(OZULOG_CRITICAL, "mqttc_connect returned: %d", rc);
         return rc;
     }
-    rc = ozumqttc_topicSubscribe(kSyslogStateTopic);
+    rc = ozumqttc_topicSubscribe(OZU_TOPIC_SYSLOG_APPENDER_STATE);
     if (rc != 0) {
         OZU_LOG(OZULOG_CRITICAL, "ozumqttc_topicSubscribe returned: %d", rc);
     }

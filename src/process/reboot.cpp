@@ -8,6 +8,7 @@
 #include <mqttc.h>
 #include <ozudb.h>
 #include <unistd.h>
+#include <utils_ozu/messages.h>
 
 #include <array>
 #include <cstdint>
@@ -15,10 +16,6 @@
 #include <ctime>
 
 namespace {
-
-constexpr const char *kPowerManagerTopic = "Process/POWER_MANAGER";
-constexpr const char *kEverybodyTopic = "Process/ALL";
-constexpr const char *kCoprocessorTopic = "Process/MDL";
 
 constexpr int kProgressEverySeconds = 5;
 constexpr unsigned int kForcePollSeconds = 10;
@@ -92,7 +89,9 @@ void ozuutils_RebootSystem(unsigned int delaySeconds, int rebootReason, int extr
 
     if (state != nullptr && powerManagerTakesPart(*state)) {
         const std::uint8_t payload = 0;
-        const int rc = ozumqttc_messagePublish(kPowerManagerTopic, sizeof(payload), "", 22, 21, &payload);
+        const int rc = ozumqttc_messagePublish(OZU_TOPIC_POWER_MANAGER, sizeof(payload), "",
+                                               OZU_MESSAGE_POWER_MANAGER_CLASS,
+                                               OZU_MESSAGE_POWER_MANAGER_REBOOT, &payload);
         if (rc != 0) {
             OZU_LOG(OZULOG_ERROR, "MQTT message publish failed with code: %d", rc);
         }
@@ -103,7 +102,8 @@ void ozuutils_RebootSystem(unsigned int delaySeconds, int rebootReason, int extr
             OZU_LOG(OZULOG_ERROR, "Failed to update DB with the reason, code: %d", rc);
         }
     }
-    static_cast<void>(ozumqttc_messagePublish(kEverybodyTopic, 0, "LTE", 1, 0, ""));
+    static_cast<void>(ozumqttc_messagePublish(OZU_TOPIC_ALL, 0, "LTE", OZU_MESSAGE_REBOOT_CLASS,
+                                              OZU_MESSAGE_REBOOT_COMMAND, ""));
 
     OZU_LOG(OZULOG_INFO, "System reset will begin after [%2u] seconds", delaySeconds);
     sleep(delaySeconds);
@@ -138,8 +138,9 @@ int WaitForUnsentData(int maxSeconds) noexcept {
 
 void request_CP_reboot_from() noexcept {
     // The record has seven bytes, of which the receiver reads two: command and argument.
-    static constexpr std::array<std::uint8_t, 7> kRequest = {15, 1};
-    if (ozumqttc_messagePublish(kCoprocessorTopic, kRequest.size(), "RSU", 1, 1, kRequest.data()) != 0) {
+    static constexpr std::array<std::uint8_t, 7> kRequest = {OZU_MDL_REBOOT, 1};
+    if (ozumqttc_messagePublish(OZU_TOPIC_MDL, kRequest.size(), "RSU", OZU_MESSAGE_CP_REBOOT_CLASS,
+                                OZU_MESSAGE_CP_REBOOT_COMMAND, kRequest.data()) != 0) {
         OZU_LOG_TEXT(OZULOG_ERROR, "ozumqttc_messagePublish \n");
     }
 }

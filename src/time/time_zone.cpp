@@ -9,6 +9,8 @@
 #include <product_info.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utils_ozu/messages.h>
+#include <utils_ozu/results.h>
 
 #include <array>
 #include <cstdlib>
@@ -20,11 +22,6 @@ namespace {
 constexpr std::string_view kZoneFolder = "/data/timezone/zoneinfo/";
 constexpr const char *kLink = "/data/timezone/localtime";
 constexpr const char *kDefaultZone = "UTC";
-constexpr int kProductWithoutBroadcast = 1;
-
-constexpr int kApplied = 0;
-constexpr int kNotApplied = 4;
-constexpr int kNoSuchZone = 70;
 
 using ZonePath = std::array<char, 128>;
 
@@ -42,7 +39,7 @@ void appendZone(ZonePath &path, const char *name) noexcept {
 int applyTimeZone(const char *timeZoneString, int notify) noexcept {
     if (timeZoneString == nullptr) {
         OZU_LOG_TEXT(OZULOG_ERROR, "Timezone not applied, argument timeZoneString is null");
-        return kNotApplied;
+        return OZU_RESULT_INVALID;
     }
     ZonePath zoneFile = {};
     memcpy(zoneFile.data(), kZoneFolder.data(), kZoneFolder.size());
@@ -54,10 +51,10 @@ int applyTimeZone(const char *timeZoneString, int notify) noexcept {
         OZU_LOG_SHORT(OZULOG_NOTICE, "Applying timezone: [%s]", timeZoneString);
     }
 
-    int result = kApplied;
+    int result = OZU_RESULT_OK;
     if (access(zoneFile.data(), F_OK) != 0) {
         OZU_LOG(OZULOG_WARNING, "Time zone file doesn't exist: '%s'", zoneFile.data());
-        result = kNoSuchZone;
+        result = OZU_RESULT_NO_FILE;
     } else {
         struct stat status = {};
         if (lstat(kLink, &status) == 0) {
@@ -66,14 +63,15 @@ int applyTimeZone(const char *timeZoneString, int notify) noexcept {
         if (symlink(zoneFile.data(), kLink) == -1) {
             OZU_LOG(OZULOG_ERROR, "Failed to create localtime symlink: %s <-- %s, Error: %s", zoneFile.data(),
                     kLink, ozu::errorText());
-            return kNotApplied;
+            return OZU_RESULT_INVALID;
         }
     }
 
-    if (getProductCodename() != kProductWithoutBroadcast && result == kApplied && (notify & 1) != 0) {
+    if (getProductCodename() != PANEL_PRODUCT_LUM_PLUS && result == OZU_RESULT_OK && (notify & 1) != 0) {
         OZU_LOG_TEXT(OZULOG_INFO, "Sending a broadcast mqtt message to all processes to notify "
                                   "them that the time zone has changed");
-        const int rc = ozumqttc_messagePublish("Process/ALL", 0, "", 6, 0, nullptr);
+        const int rc = ozumqttc_messagePublish(OZU_TOPIC_ALL, 0, "", OZU_MESSAGE_TIME_ZONE_CLASS,
+                                               OZU_MESSAGE_TIME_ZONE_COMMAND, nullptr);
         OZU_LOG(OZULOG_INFO, "The SYS_BROADCAST_TIMEZONE_CHANGED message was sent (result=%d)", rc);
     }
     return result;
