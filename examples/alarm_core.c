@@ -17,7 +17,6 @@
 #include <utils_ozu.h>
 
 enum { REQUEST_CLASS = 1 };
-enum { STATE_ALARM = 0, STATE_DISARMED = 1, STATE_ARMED = 2 };
 /* Messages to the siren. */
 enum { SIREN_CLASS = 1, SIREN_ON = 1 };
 
@@ -41,7 +40,8 @@ static void on_message(const OzuMqttMessage *message, void *user) {
         return;
     }
     int arm = message->command == SEC_CMD_ARM_PARTITION;
-    ozudb_getSharedMemory(0)->partitions[partition].partitionState = arm ? STATE_ARMED : STATE_DISARMED;
+    ozudb_getSharedMemory(0)->partitions[partition].partitionState =
+        arm ? PANEL_PARTITION_ARMED_2 : PANEL_PARTITION_DISARMED;
     writeSecurityCmdToSystemLog((unsigned int)message->command, partition, message->senderLabel);
 }
 /* [end] */
@@ -60,7 +60,7 @@ static void raise_alarm(int device) {
     PanelSharedState *panel = ozudb_getSharedMemory(0);
     unsigned char payload = (unsigned char)device;
 
-    panel->partitions[PARTITION_FULL].partitionState = STATE_ALARM;
+    panel->partitions[PARTITION_FULL].partitionState = PANEL_PARTITION_ALARM;
     ozulog_printf(OZULOG_NOTICE, "ALARM: contact of device %d (%s) is open", device,
                   getDeviceTypeName((int)panel->devices[device].deviceType));
     writeSecurityEventToSystemLog(SEC_DETECTION_IMMEDIATE_EVENT, PARTITION_FULL, "RADIO");

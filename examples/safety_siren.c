@@ -34,7 +34,7 @@ static void on_message(const OzuMqttMessage *message, void *user) {
 static void tell(unsigned char seconds) {
     ozulog_printf(OZULOG_NOTICE, "safety siren %s, %u s to go", seconds != 0 ? "sounds" : "is silent",
                   seconds);
-    int code = ozumqttc_messagePublish("Process/ALL", sizeof seconds, "SAFETY_SIREN", COUNTDOWN_CLASS,
+    int code = ozumqttc_messagePublish(OZU_TOPIC_ALL, sizeof seconds, "SAFETY_SIREN", COUNTDOWN_CLASS,
                                        COUNTDOWN, &seconds);
     if (code != 0) {
         ozulog_printf(OZULOG_ERROR, "countdown not sent, code %d", code);

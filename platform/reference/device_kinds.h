@@ -4,6 +4,8 @@
 // repeaters and the panel itself have no zone.
 #pragma once
 
+#include <panel_codes.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -18,34 +20,34 @@ struct DeviceKindRow {
 };
 
 inline constexpr std::array kDeviceKinds{
-    DeviceKindRow{1, DeviceKind::RfDetector},   // PIR
-    DeviceKindRow{2, DeviceKind::RfDetector},   // MAG
-    DeviceKindRow{3, DeviceKind::RfDetector},   // SHOCK
-    DeviceKindRow{4, DeviceKind::RfDetector},   // TQF
-    DeviceKindRow{7, DeviceKind::RfDetector},   // SMOKE
-    DeviceKindRow{21, DeviceKind::RfInput},     // RF_INPUT
-    DeviceKindRow{24, DeviceKind::RfDetector},  // XGD
-    DeviceKindRow{29, DeviceKind::RfDetector},  // OUTSIDE_VIDEO_PIR
-    DeviceKindRow{32, DeviceKind::RfDetector},  // RF_VIDEO_PIR
-    DeviceKindRow{35, DeviceKind::RfDetector},  // TQD
-    DeviceKindRow{36, DeviceKind::RfDetector},  // T8F
-    DeviceKindRow{37, DeviceKind::TagReader},   // TAG READER
-    DeviceKindRow{38, DeviceKind::RfDetector},  // UMK
-    DeviceKindRow{39, DeviceKind::RfDetector},  // TQP
-    DeviceKindRow{43, DeviceKind::RfDetector},  // WLM
-    DeviceKindRow{45, DeviceKind::RfDetector},  // CHEB
-    DeviceKindRow{55, DeviceKind::RfDetector},  // EL7
-    DeviceKindRow{57, DeviceKind::RfDetector},  // TQSX
-    DeviceKindRow{59, DeviceKind::RfDetector},  // UMKRL
-    DeviceKindRow{60, DeviceKind::RfDetector},  // UMKR
-    DeviceKindRow{62, DeviceKind::RfDetector},  // CHEB_WR
-    DeviceKindRow{67, DeviceKind::RfDetector},  // CHEV
-    DeviceKindRow{83, DeviceKind::RfDetector},  // EL9
-    DeviceKindRow{85, DeviceKind::RfDetector},  // W3
-    DeviceKindRow{132, DeviceKind::RfDetector}, // TQS
-    DeviceKindRow{134, DeviceKind::RfDetector}, // UMK
-    DeviceKindRow{138, DeviceKind::RfDetector}, // EL7
-    DeviceKindRow{147, DeviceKind::RfDetector}, // EL8
+    DeviceKindRow{PANEL_DEVICE_PIR, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_MAG, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_SHOCK, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_TQF, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_SMOKE, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_RF_INPUT, DeviceKind::RfInput},
+    DeviceKindRow{PANEL_DEVICE_XGD, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_OUTSIDE_VIDEO_PIR, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_RF_VIDEO_PIR, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_TQD, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_T8F, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_TAG_READER, DeviceKind::TagReader},
+    DeviceKindRow{PANEL_DEVICE_UMK, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_TQP, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_WLM, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_CHEB, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_EL7, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_TQSX, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_UMKRL, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_UMKR, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_CHEB_WR, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_CHEV, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_EL9, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_W3, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_TQS, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_UMK_2, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_EL7_2, DeviceKind::RfDetector},
+    DeviceKindRow{PANEL_DEVICE_EL8, DeviceKind::RfDetector},
 };
 static_assert(std::is_sorted(kDeviceKinds.begin(), kDeviceKinds.end(),
                              [](const auto &a, const auto &b) { return a.type < b.type; }));

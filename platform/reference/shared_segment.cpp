@@ -119,9 +119,8 @@ void initialise(SharedMutex &shared) {
 
 // A panel that nobody has told anything yet.
 void fillFresh(PanelSharedState &state) {
-    constexpr std::uint32_t kDisarmed = 1;
     for (auto &partition : state.partitions) {
-        partition.partitionState = kDisarmed;
+        partition.partitionState = PANEL_PARTITION_DISARMED;
     }
     for (auto &zone : state.zones) {
         zone.firstInputEnabled = 1;

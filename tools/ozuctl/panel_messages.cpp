@@ -1,5 +1,7 @@
 #include "panel_messages.h"
 
+#include <system_event_log.h>
+#include <utils_ozu/messages.h>
 #include <utils_ozu/names.h>
 
 namespace ozuctl {
@@ -23,19 +25,17 @@ std::string nameIn(const Named (&rows)[Count], int code) {
     return "UNKNOWN";
 }
 
-constexpr int kUartProtocol = 8;
-constexpr int kPlasticVersion = 13;
 constexpr Named kNxpRequests[] = {
-    {0, "SERIAL_NUMBER"}, {kUartProtocol, "UART_PROTOCOL"},     {9, "MANUFACTURE_VALUES"},
-    {10, "TAMPER_STATE"}, {kPlasticVersion, "PLASTIC_VERSION"},
+    {OZU_NXP_SERIAL_NUMBER, "SERIAL_NUMBER"},           {OZU_NXP_UART_PROTOCOL, "UART_PROTOCOL"},
+    {OZU_NXP_MANUFACTURE_VALUES, "MANUFACTURE_VALUES"}, {OZU_NXP_TAMPER_STATE, "TAMPER_STATE"},
+    {OZU_NXP_PLASTIC_VERSION, "PLASTIC_VERSION"},
 };
 constexpr Named kCategories[] = {
-    {1, "SECURITY"}, {8, "PANIC"}, {11, "ARM"}, {12, "DISARM"}, {14, "NETWORK"},
+    {SYSTEM_EVENT_SECURITY, "SECURITY"}, {SYSTEM_EVENT_PANIC, "PANIC"},     {SYSTEM_EVENT_ARM, "ARM"},
+    {SYSTEM_EVENT_DISARM, "DISARM"},     {SYSTEM_EVENT_NETWORK, "NETWORK"},
 };
 
-constexpr unsigned char kNxpEnvelope = 17;
 constexpr std::size_t kNxpHead = 5;
-constexpr unsigned char kRebootRequest = 15;
 
 std::string fieldsText(const Json &record) {
     std::string text;
@@ -50,9 +50,9 @@ Meaning meaning(Json record) {
     return {std::move(record), std::move(text)};
 }
 
-// Envelope 17, command, three bytes, then the request block.
+// Envelope, command, three bytes, then the request block.
 std::optional<Meaning> nxpRequest(Payload payload) {
-    if (payload.size() < kNxpHead || payload[0] != kNxpEnvelope) {
+    if (payload.size() < kNxpHead || payload[0] != OZU_MDL_NXP_ENVELOPE) {
         return std::nullopt;
     }
     Json record = {{"message", "NXP_REQUEST"}, {"nxpCommand", payload[1]}};
@@ -61,17 +61,17 @@ std::optional<Meaning> nxpRequest(Payload payload) {
         return meaning(std::move(record));
     }
     record["request"] = coded(block[0], nxpRequestName(block[0]));
-    if (block.size() > 1 && block[0] == kUartProtocol) {
+    if (block.size() > 1 && block[0] == OZU_NXP_UART_PROTOCOL) {
         record["protocol"] = block[1];
     }
-    if (block.size() > 1 && block[0] == kPlasticVersion) {
+    if (block.size() > 1 && block[0] == OZU_NXP_PLASTIC_VERSION) {
         record["version"] = block[1];
     }
     return meaning(std::move(record));
 }
 
 std::optional<Meaning> rebootRequest(Payload payload) {
-    if (payload.size() < 2 || payload[0] != kRebootRequest || payload[1] != 1) {
+    if (payload.size() < 2 || payload[0] != OZU_MDL_REBOOT || payload[1] != 1) {
         return std::nullopt;
     }
     return meaning({{"message", "CP_REBOOT_REQUEST"}});
@@ -119,12 +119,13 @@ struct Message {
 
 constexpr int kAny = -1;
 constexpr Message kMessages[] = {
-    {"Process/MDL", 0, 1, nxpRequest},
-    {"Process/MDL", 1, 1, rebootRequest},
-    {"Process/RF_MANAGER", 35, 10, setGpio},
-    {"Process/POWER_MANAGER", 22, 21, powerManagerReboot},
-    {"Process/ALL", 1, 0, systemReboot},
-    {"Process/ALL", 6, 0, timeZoneChanged},
+    {OZU_TOPIC_MDL, OZU_MESSAGE_NXP_CLASS, OZU_MESSAGE_NXP_COMMAND, nxpRequest},
+    {OZU_TOPIC_MDL, OZU_MESSAGE_CP_REBOOT_CLASS, OZU_MESSAGE_CP_REBOOT_COMMAND, rebootRequest},
+    {OZU_TOPIC_RF_MANAGER, OZU_MESSAGE_RF_MANAGER_CLASS, OZU_MESSAGE_RF_MANAGER_SET_CC_GPIO, setGpio},
+    {OZU_TOPIC_POWER_MANAGER, OZU_MESSAGE_POWER_MANAGER_CLASS, OZU_MESSAGE_POWER_MANAGER_REBOOT,
+     powerManagerReboot},
+    {OZU_TOPIC_ALL, OZU_MESSAGE_REBOOT_CLASS, OZU_MESSAGE_REBOOT_COMMAND, systemReboot},
+    {OZU_TOPIC_ALL, OZU_MESSAGE_TIME_ZONE_CLASS, OZU_MESSAGE_TIME_ZONE_COMMAND, timeZoneChanged},
     {"Multicast/TBB_EVENT", kAny, kAny, deviceEvent},
 };
 

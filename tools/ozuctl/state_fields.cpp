@@ -150,7 +150,7 @@ std::optional<std::int64_t> namedNumber(FieldKind kind, const std::string &text)
         }
         return std::nullopt;
     case FieldKind::PartitionState:
-        for (unsigned int state = 0; state <= 4; ++state) {
+        for (unsigned int state = PANEL_PARTITION_ALARM; state <= PANEL_PARTITION_ARMED_4; ++state) {
             if (text == partitionStateName(state)) {
                 return state;
             }
@@ -391,13 +391,13 @@ std::string partitionName(unsigned int partition) {
 
 std::string partitionStateName(unsigned int state) {
     switch (state) {
-    case 0:
+    case PANEL_PARTITION_ALARM:
         return "ALARM";
-    case 1:
+    case PANEL_PARTITION_DISARMED:
         return "DISARMED";
-    case 2:
-    case 3:
-    case 4:
+    case PANEL_PARTITION_ARMED_2:
+    case PANEL_PARTITION_ARMED_3:
+    case PANEL_PARTITION_ARMED_4:
         return "ARMED_" + std::to_string(state);
     default:
         return "UNKNOWN";

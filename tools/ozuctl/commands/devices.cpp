@@ -4,6 +4,7 @@
 #include "panel_messages.h"
 
 #include <utils_ozu/coprocessor.h>
+#include <utils_ozu/messages.h>
 
 #include <charconv>
 #include <memory>
@@ -51,7 +52,7 @@ ExitCode housing(const Context &context) {
                                                std::to_string(version) +
                                                "; it must be 1 to 3 (ozuctl state set cpPlasticVersion=1)");
     }
-    return sent(context, 13, result);
+    return sent(context, OZU_NXP_PLASTIC_VERSION, result);
 }
 
 void addRequest(CLI::App &nxp, Context &context, const char *word, const char *help, int code,
@@ -66,7 +67,7 @@ void addRequest(CLI::App &nxp, Context &context, const char *word, const char *h
 
 struct Options {
     unsigned protocol = 0;
-    unsigned command = 4;
+    unsigned command = OZU_NXP_COMMAND_REQUEST;
     std::string block;
     unsigned gpio = 0;
     unsigned level = 0;
@@ -78,11 +79,11 @@ struct Options {
 void registerNxp(CLI::App &app, Context &context) {
     CLI::App *nxp = app.add_subcommand("nxp", "Requests to the co-processor");
     nxp->require_subcommand(1);
-    addRequest(*nxp, context, "serial", "Have it tell the panel's serial number", 0,
+    addRequest(*nxp, context, "serial", "Have it tell the panel's serial number", OZU_NXP_SERIAL_NUMBER,
                [] { return ozuutils_updateCPserialNumberInShmem(); });
-    addRequest(*nxp, context, "manufacture", "Have it tell the manufacturing values", 9,
-               [] { return ozuutils_updateNxpManufactureParamsInShmem(); });
-    addRequest(*nxp, context, "tamper", "Have it tell the state of the tamper switch", 10,
+    addRequest(*nxp, context, "manufacture", "Have it tell the manufacturing values",
+               OZU_NXP_MANUFACTURE_VALUES, [] { return ozuutils_updateNxpManufactureParamsInShmem(); });
+    addRequest(*nxp, context, "tamper", "Have it tell the state of the tamper switch", OZU_NXP_TAMPER_STATE,
                [] { return ozuutils_GetNxpTamperState(); });
 
     auto options = std::make_shared<Options>();
@@ -91,7 +92,7 @@ void registerNxp(CLI::App &app, Context &context) {
     command->callback([options, &context] {
         context.command = [options, &context] {
             Context::startPanelProcess();
-            return sent(context, 8, ozuutils_updateNxpUartProtocol(options->protocol));
+            return sent(context, OZU_NXP_UART_PROTOCOL, ozuutils_updateNxpUartProtocol(options->protocol));
         };
     });
 
