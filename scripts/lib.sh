@@ -40,6 +40,14 @@ configure_and_build() {
     cmake --build --preset "$preset" --parallel "$(nproc)" ${1:+--target "$@"} || die "building preset $preset failed"
 }
 
+# unit_tests PRESET RESULT: the unit tests of a build, every case's outcome into RESULT.
+unit_tests() {
+    local failed=0
+    ctest --preset "$1" --parallel "$(nproc)" --output-junit "$PWD/build/$1/programs.xml" || failed=1
+    scripts/unit_results.py "build/$1/programs.xml" "$2" || failed=1
+    return "$failed"
+}
+
 # panel_tests RESULT [FILE...]: panel tests, as many at a time as there are processors; outcomes into RESULT.
 panel_tests() { /usr/bin/python3 -m pytest -q -n "$(nproc)" --dist loadfile --junit-xml="$1" "${@:2}"; }
 

@@ -2,4 +2,4 @@
 # Packages: build box test
 source "$(dirname "$0")/../../scripts/lib.sh"
 configure_and_build dev
-ctest --preset dev --parallel "$(nproc)" --output-junit "$PWD/build/results/unit.xml" | tail -n 25
+unit_tests dev build/results/unit.xml

@@ -2,4 +2,4 @@
 # Packages: build box test
 source "$(dirname "$0")/../../scripts/lib.sh"
 configure_and_build asan
-ctest --preset asan --parallel "$(nproc)" --output-junit "$PWD/build/results/sanitizers.xml" | tail -n 25
+unit_tests asan build/results/sanitizers.xml

@@ -6,13 +6,8 @@ configure_and_build armhf-time64
 configure_and_build armhf
 failed=0
 
-# run_units PRESET RESULT
-run_units() {
-    ctest --preset "$1" --parallel "$(nproc)" --output-junit "$PWD/$2" | tail -n 15
-}
-
 say "Unit tests under emulation"
-run_units armhf build/results/arm.xml || failed=1
+unit_tests armhf build/results/arm.xml || failed=1
 say "Panel tests under emulation"
 # The others start no program of the build.
 mapfile -t started < <(printf '%s\n' tests/panel/test_*.py | grep -vE '/test_(canary|box_broker|build_secrets)\.py')
@@ -31,7 +26,7 @@ if [ ! -e "$units" ] || [ ! -e "$panel" ]; then
     configure_and_build dev
     units=build/arm-native-unit.xml
     panel=build/arm-native-panel.xml
-    run_units dev "$units" || failed=1
+    unit_tests dev "$units" || failed=1
     panel_tests "$panel" tests/panel || failed=1
 fi
 compare() { /usr/bin/python3 scripts/compare_results.py --allow "$1" --junit "build/results/$2.xml" "$3" "$4"; }

@@ -5,9 +5,7 @@ source "$(dirname "$0")/../../scripts/lib.sh"
 configure_and_build coverage
 find build/coverage -name '*.gcda' -delete
 # Their verdicts belong to the stages that run them as built for use; here a failure only shows as a gap.
-# Each program runs all its tests at once: every process merges its counts into the others'.
-find build/coverage/bin -name '*_test' -print0 |
-    xargs -0 -n 1 -P "$(nproc)" timeout 300 >build/coverage-unit.log 2>&1 ||
+unit_tests coverage build/coverage-unit.xml >build/coverage-unit.log 2>&1 ||
     echo "some unit tests failed; see build/coverage-unit.log"
 # One panel test makes builds of its own, another floods a command: slow here, and nothing more is reached.
 OZU_TEST_BUILD=build/coverage panel_tests build/coverage-panel.xml tests/panel --ignore tests/panel/test_build_secrets.py \
