@@ -3,6 +3,7 @@
 #   dev       headers, link names, pkg-config files, CMake package
 #   platform  libozu_platform.so.0         the reference platform
 #   tools     ozuctl
+#   testkit   libozu_fake_platform with its header, pkg-config file and targets
 #   doc       pages, man pages, examples
 # The packages of packaging/ are cut along these components.
 
@@ -77,6 +78,23 @@ foreach(_ozu_name utils_ozu ozu_platform)
             DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT dev)
     endif()
 endforeach()
+
+if(TARGET ozu_fake_platform)
+    set_target_properties(ozu_fake_platform PROPERTIES EXPORT_NAME fake_platform)
+    set_target_properties(ozu_fake_platform_static PROPERTIES EXPORT_NAME fake_platform_static)
+    install(TARGETS ozu_fake_platform ozu_fake_platform_static EXPORT ozu_fake_platform
+        LIBRARY COMPONENT testkit NAMELINK_COMPONENT testkit
+        ARCHIVE COMPONENT testkit)
+    install(FILES "${PROJECT_SOURCE_DIR}/testkit/fake_platform/ozu_fake_platform.h"
+        DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT testkit)
+    # A file of its own: the package config reads it where the test kit is installed.
+    install(EXPORT ozu_fake_platform NAMESPACE ozu:: FILE ozuFakePlatformTargets.cmake
+        DESTINATION "${OZU_INSTALL_CMAKEDIR}" COMPONENT testkit)
+    configure_file("${PROJECT_SOURCE_DIR}/cmake/ozu_fake_platform.pc.in"
+        "${PROJECT_BINARY_DIR}/package/ozu_fake_platform.pc" @ONLY)
+    install(FILES "${PROJECT_BINARY_DIR}/package/ozu_fake_platform.pc"
+        DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT testkit)
+endif()
 
 if(TARGET ozuctl)
     install(TARGETS ozuctl RUNTIME COMPONENT tools)

@@ -16,6 +16,9 @@ set(CPACK_COMPONENTS_ALL runtime dev platform doc)
 if(TARGET ozuctl)
     list(APPEND CPACK_COMPONENTS_ALL tools)
 endif()
+if(TARGET ozu_fake_platform)
+    list(APPEND CPACK_COMPONENTS_ALL testkit)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
@@ -55,6 +58,11 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
     "${_ozu_c}, ${_ozu_cxx}, ${_ozu_backends}, libssl3, libutils-ozu0 ${_ozu_version}")
 # What panel boxes are made of.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "bubblewrap, iproute2, mosquitto, procps, tzdata")
+
+set(CPACK_DEBIAN_TESTKIT_PACKAGE_NAME ozu-testkit)
+set(CPACK_DEBIAN_TESTKIT_PACKAGE_SECTION libdevel)
+set(CPACK_COMPONENT_TESTKIT_DESCRIPTION "Test kit: a fake platform for unit tests of panel processes.")
+set(CPACK_DEBIAN_TESTKIT_PACKAGE_DEPENDS "${_ozu_c}, libutils-ozu-dev ${_ozu_version}")
 
 set(CPACK_DEBIAN_DOC_PACKAGE_NAME utils-ozu-doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)

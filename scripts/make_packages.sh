@@ -15,7 +15,7 @@ export SOURCE_DATE_EPOCH
 
 packages=$PWD/build/packages
 # What gets installed.
-targets=(utils_ozu ozu_platform ozuctl ozu_man)
+targets=(utils_ozu ozu_platform ozu_fake_platform ozu_fake_platform_static ozuctl ozu_man)
 mkdir -p "$packages"
 
 # debs ARCHITECTURE PRESET

@@ -67,7 +67,8 @@ def test_everything_installs(root, libraries):
     names = {str(path.relative_to(root / "usr")) for path in root.rglob("*") if not path.is_dir()}
     folder = libraries.relative_to(root / "usr")
     for name in ("libutils_ozu.so.0", "libutils_ozu.so", "libozu_platform.so.0", "libozu_platform.so",
-                 "pkgconfig/utils_ozu.pc", "pkgconfig/ozu_platform.pc", "cmake/ozu/ozuConfig.cmake"):
+                 "pkgconfig/utils_ozu.pc", "pkgconfig/ozu_platform.pc", "cmake/ozu/ozuConfig.cmake",
+                 "libozu_fake_platform.so.0", "libozu_fake_platform.a", "pkgconfig/ozu_fake_platform.pc"):
         assert f"{folder}/{name}" in names
     for header in (ROOT / "include").rglob("*.h"):
         assert f"include/{header.relative_to(ROOT / 'include')}" in names
@@ -115,6 +116,36 @@ def test_pkg_config_of_the_platform(root, libraries):
     assert version == re.search(r"^\s+VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text(), re.M).group(1)
 
 
+def test_a_test_against_the_fake_platform(root, libraries, tmp_path):
+    """C with pkg-config, C++ with the CMake package: the installed example and its installed test."""
+    environment = {**os.environ, "PKG_CONFIG_PATH": str(libraries / "pkgconfig")}
+    flags = run("pkg-config", "--cflags", "--libs", "ozu_fake_platform", "utils_ozu", env=environment).split()
+    compile_all([ROOT / "tests/c_api/fake_platform_test.c"], tmp_path, [f"-I{ROOT / 'tests/c_api'}", *flags])
+    run(tmp_path / "fake_platform_test", env={**os.environ, "LD_LIBRARY_PATH": str(libraries)})
+
+    examples = root / "usr/share/doc/utils_ozu/examples"
+    project = tmp_path / "project"
+    project.mkdir()
+    (project / "CMakeLists.txt").write_text(f"""
+cmake_minimum_required(VERSION 3.20)
+project(door LANGUAGES CXX)
+set(CMAKE_CXX_STANDARD 20)
+enable_testing()
+find_package(ozu REQUIRED)
+find_package(GTest REQUIRED)
+include(GoogleTest)
+add_library(door OBJECT "{examples}/door_contact.cpp")
+target_compile_definitions(door PRIVATE main=door_contact_main)
+target_link_libraries(door PRIVATE ozu::utils_ozu)
+add_executable(door_test "{examples}/tests/door_contact_test.cpp" $<TARGET_OBJECTS:door>)
+target_link_libraries(door_test PRIVATE ozu::fake_platform ozu::utils_ozu GTest::gtest_main)
+gtest_discover_tests(door_test)
+""")
+    run("cmake", "-S", project, "-B", tmp_path / "build", f"-DCMAKE_PREFIX_PATH={root / 'usr'}")
+    run("cmake", "--build", tmp_path / "build")
+    assert "100% tests passed" in run("ctest", "--test-dir", tmp_path / "build", "--no-tests=error")
+
+
 def test_cmake_package(root, libraries, sources, tmp_path):
     project = tmp_path / "project"
     shutil.copytree(CONSUMER, project)
@@ -127,7 +158,7 @@ def test_cmake_package(root, libraries, sources, tmp_path):
 
 def test_components_are_disjoint_and_complete(root, tmp_path):
     seen = {}
-    for component in ("runtime", "dev", "platform", "tools", "doc"):
+    for component in ("runtime", "dev", "platform", "tools", "testkit", "doc"):
         destination = tmp_path / component
         run("cmake", "--install", BUILD, "--component", component, env={**os.environ, "DESTDIR": str(destination)})
         for path in destination.rglob("*"):

@@ -19,6 +19,7 @@ NAMES = {
     "dev": "libutils-ozu-dev",
     "platform": "libozu-platform0",
     "tools": "ozuctl",
+    "testkit": "ozu-testkit",
     "doc": "utils-ozu-doc",
 }
 MACHINES = {"amd64": "Advanced Micro Devices X86-64", "armhf": "ARM"}
