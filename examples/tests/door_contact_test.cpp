@@ -18,7 +18,6 @@ int door_contact_main(int argc, char **argv);
 namespace {
 
 constexpr int kDevice = 2;
-constexpr int kMagnet = 85;
 
 class DoorContact : public testing::Test {
   protected:
@@ -27,7 +26,7 @@ class DoorContact : public testing::Test {
         ozu_fake_reset();
         ozu_fake_clock_start(1'700'000'000);
         PanelDevice &device = ozu_fake_state()->devices[kDevice];
-        device.deviceType = kMagnet;
+        device.deviceType = PANEL_DEVICE_W3;
         device.active = 1;
         device.tableIndex = kDevice;
         ozu_fake_state()->zones[kDevice].firstInputEnabled = 1;
@@ -80,6 +79,7 @@ TEST_F(DoorContact, saysNothingOfADoorThatStaysClosed) {
     EXPECT_EQ(ozu_fake_logged(OZULOG_NOTICE, ""), 0U);
 }
 
+// [bypass]
 TEST_F(DoorContact, endsABypassWhenItsTimeIsUp) {
     PanelBypass &bypass = ozu_fake_state()->zones[kDevice].bypass[0];
     bypass.bypassed = 1;
@@ -89,6 +89,7 @@ TEST_F(DoorContact, endsABypassWhenItsTimeIsUp) {
     ASSERT_GE(ozu_fake_calls("ozudb_ModifyBypassExpiry"), 1U);
     EXPECT_STREQ(ozu_fake_call("ozudb_ModifyBypassExpiry", 0)->arguments, "2, 0, -1");
 }
+// [end]
 
 TEST_F(DoorContact, doesNotStartWithoutABus) {
     ozu_fake_result("mqttc_connect", 111);

@@ -142,8 +142,9 @@ target_link_libraries(door_test PRIVATE ozu::fake_platform ozu::utils_ozu GTest:
 gtest_discover_tests(door_test)
 """)
     run("cmake", "-S", project, "-B", tmp_path / "build", f"-DCMAKE_PREFIX_PATH={root / 'usr'}")
-    run("cmake", "--build", tmp_path / "build")
-    assert "100% tests passed" in run("ctest", "--test-dir", tmp_path / "build", "--no-tests=error")
+    installed = {**os.environ, "LD_LIBRARY_PATH": str(libraries)}
+    run("cmake", "--build", tmp_path / "build", env=installed)
+    assert "100% tests passed" in run("ctest", "--test-dir", tmp_path / "build", "--no-tests=error", env=installed)
 
 
 def test_cmake_package(root, libraries, sources, tmp_path):
