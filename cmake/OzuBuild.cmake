@@ -36,7 +36,7 @@ endif()
 
 # What runs once per build is built to be built quickly; only what ships is tuned.
 # At -O1 gcc guesses at buffer sizes it cannot see.
-set(OZU_QUICK_BUILD $<$<CONFIG:RelWithDebInfo>:-O1;-g1;-Wno-stringop-overflow;-Wno-stringop-overread;-Wno-array-bounds;-Wno-maybe-uninitialized>)
+set(OZU_QUICK_BUILD $<$<CONFIG:RelWithDebInfo,MinSizeRel>:-O1;-g1;-Wno-stringop-overflow;-Wno-stringop-overread;-Wno-array-bounds;-Wno-maybe-uninitialized>)
 
 function(_ozu_add_if_supported target flag)
     string(MAKE_C_IDENTIFIER "OZU_HAS${flag}" known)

@@ -8,15 +8,15 @@
 #include <product_info.h>
 
 #include <cstring>
-#include <string_view>
 
 namespace {
 
 constexpr int kVariantType = PANEL_DEVICE_UMKRL; // has another name on Lum+
-constexpr unsigned int kNotFound = ozu::kNoSuchName;
+constexpr int kNotFound = 255;
 
 // clang-format off
 constexpr ozu::NameRow kDeviceTypes[] = {
+    {0, ozu::kUnknownName}, // the first code that a search for this name finds
     {PANEL_DEVICE_PIR, "PIR"},
     {PANEL_DEVICE_MAG, "MAG"},
     {PANEL_DEVICE_SHOCK, "SHOCK"},
@@ -86,24 +86,31 @@ constexpr ozu::NameRow kDeviceTypes[] = {
 };
 // clang-format on
 
-constexpr std::string_view kVariantName = "WQFW";
-// What a search by name finds besides the rows: code 0 is the first that calls itself "UNKNOWN".
-constexpr ozu::NameRow kMoreNames[] = {{0, ozu::kUnknownName}, {kVariantType, kVariantName}};
+constexpr auto kNames = ozu::nameTable<kDeviceTypes>();
+constexpr auto kByName = ozu::codesByName<kDeviceTypes>();
 
-constexpr auto kText = ozu::packedText<kDeviceTypes, kMoreNames>();
-constexpr auto kList = ozu::nameList<kText, kDeviceTypes, kMoreNames>();
-constexpr auto kNames = ozu::nameTable<kDeviceTypes>(kList);
-constexpr auto kCodes = ozu::nameIndex<kDeviceTypes, kMoreNames>(kList);
-constexpr ozu::NameId kVariantId = kList.idOf(kVariantName);
-
-const char *variantTypeName() noexcept {
-    return kList.at(getProductCodename() == PANEL_PRODUCT_LUM_PLUS ? kVariantId : kNames.id(kVariantType));
+// The code of a row's name, the lower one where two rows share it.
+int codeOf(const char *name) noexcept {
+    std::size_t first = 0;
+    std::size_t end = kByName.size();
+    while (first < end) {
+        const std::size_t middle = (first + end) / 2;
+        const int order = std::strcmp(name, kNames.name(kByName[middle]));
+        if (order == 0) {
+            return kByName[middle];
+        }
+        (order < 0 ? end : first) = order < 0 ? middle : middle + 1;
+    }
+    return kNotFound;
 }
 
 } // namespace
 
 const char *getDeviceTypeName(int type) noexcept {
-    return type == kVariantType ? variantTypeName() : kList.at(kNames.id(static_cast<unsigned int>(type)));
+    if (type == kVariantType && getProductCodename() == PANEL_PRODUCT_LUM_PLUS) {
+        return "WQFW";
+    }
+    return kNames.name(static_cast<unsigned int>(type));
 }
 
 // Answers like a search through the names of codes 0, 1, 2, ... that stops at the first match: such a search
@@ -112,13 +119,12 @@ int getDeviceTypeEnum(const char *name) noexcept {
     if (name == nullptr) {
         return kNotFound;
     }
-    const unsigned int code = kCodes.find(kList, name);
+    const int code = codeOf(name);
     if (code < kVariantType) {
-        return static_cast<int>(code);
+        return code;
     }
-    const char *variantName = variantTypeName();
-    if (code != kVariantType) {
-        return static_cast<int>(code);
+    if (std::strcmp(getDeviceTypeName(kVariantType), name) == 0) {
+        return kVariantType;
     }
-    return std::strcmp(variantName, name) == 0 ? kVariantType : static_cast<int>(kNotFound);
+    return code == kVariantType ? kNotFound : code;
 }

@@ -1,4 +1,4 @@
-// Names of radio messages of the three Tarn generations, which share many of their names and so one text.
+// Names of radio messages of the three Tarn generations.
 
 #include <utils_ozu/names.h>
 
@@ -8,53 +8,35 @@
 
 namespace {
 
-namespace tarn1 = ozu::tarn1;
-namespace tarn2 = ozu::tarn2;
-namespace plus = ozu::tarn_plus;
-
-constexpr auto kText = ozu::packedText<tarn1::kOpcodes, tarn1::kSubOpcodes, tarn1::kOldMessageTypes,
-                                       tarn2::kMessageTypes, plus::kOpcodes, plus::kSubOpcodes>();
-
-constexpr auto kTarn1 = ozu::nameList<kText, tarn1::kOpcodes, tarn1::kSubOpcodes, tarn1::kOldMessageTypes>();
-constexpr auto kTarn1Opcodes = ozu::nameTable<tarn1::kOpcodes>(kTarn1);
-constexpr auto kTarn1SubOpcodes = ozu::pairTable<tarn1::kSubOpcodes>(kTarn1);
-constexpr auto kTarn1OldTypes = ozu::nameTable<tarn1::kOldMessageTypes>(kTarn1);
-
-constexpr auto kTarn2 = ozu::nameList<kText, tarn2::kMessageTypes>();
-constexpr auto kTarn2Types = ozu::nameTable<tarn2::kMessageTypes>(kTarn2);
-
-constexpr auto kPlus = ozu::nameList<kText, plus::kOpcodes, plus::kSubOpcodes>();
-constexpr auto kPlusOpcodes = ozu::nameTable<plus::kOpcodes>(kPlus);
-constexpr auto kPlusSubOpcodes = ozu::pairTable<plus::kSubOpcodes>(kPlus);
-
-// Negative numbers are large here, and no row has them.
-template <typename Table>
-ozu::NameId pairId(const Table &table, int opcode, int subOpcode) noexcept {
-    return table.id(static_cast<unsigned int>(opcode), static_cast<unsigned int>(subOpcode));
-}
+constexpr auto kTarn1Opcodes = ozu::nameTable<ozu::tarn1::kOpcodes>();
+constexpr auto kTarn1SubOpcodes = ozu::nameTable<ozu::tarn1::kSubOpcodes>();
+constexpr auto kTarn1OldTypes = ozu::nameTable<ozu::tarn1::kOldMessageTypes>();
+constexpr auto kTarn2Types = ozu::nameTable<ozu::tarn2::kMessageTypes>();
+constexpr auto kPlusOpcodes = ozu::nameTable<ozu::tarn_plus::kOpcodes>();
+constexpr auto kPlusSubOpcodes = ozu::nameTable<ozu::tarn_plus::kSubOpcodes>();
 
 } // namespace
 
 const char *getTarn1OpcodeName(unsigned int opcode) noexcept {
-    return kTarn1.at(kTarn1Opcodes.id(opcode));
+    return kTarn1Opcodes.name(opcode);
 }
 
 const char *getTarn1SubOpcodeName(int opcode, int subOpcode) noexcept {
-    return kTarn1.at(pairId(kTarn1SubOpcodes, opcode, subOpcode));
+    return kTarn1SubOpcodes.name(static_cast<unsigned int>(opcode), static_cast<unsigned int>(subOpcode));
 }
 
 const char *getTarn1OldMessageTypeString(unsigned int type) noexcept {
-    return kTarn1.at(kTarn1OldTypes.id(type));
+    return kTarn1OldTypes.name(type);
 }
 
 const char *getTarn2MessageTypeName(unsigned int type) noexcept {
-    return kTarn2.at(kTarn2Types.id(type));
+    return kTarn2Types.name(type);
 }
 
 const char *getTarnPlusOpcodeName(unsigned int opcode) noexcept {
-    return kPlus.at(kPlusOpcodes.id(opcode));
+    return kPlusOpcodes.name(opcode);
 }
 
 const char *getTarnPlusSubOpcodeName(int opcode, int subOpcode) noexcept {
-    return kPlus.at(pairId(kPlusSubOpcodes, opcode, subOpcode));
+    return kPlusSubOpcodes.name(static_cast<unsigned int>(opcode), static_cast<unsigned int>(subOpcode));
 }

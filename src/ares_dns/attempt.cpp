@@ -1,4 +1,4 @@
-#define OZU_LOG_SOURCE ozu::log::ResolverSource
+#define OZU_LOG_SOURCE "src/ares_dns"
 
 #include <ares_dns/attempt.h>
 

@@ -1,6 +1,6 @@
 // Blocking look-ups through c-ares, with primary and secondary servers and a fixed number of attempts.
 
-#define OZU_LOG_SOURCE ozu::log::ResolverSource
+#define OZU_LOG_SOURCE "src/ares_dns"
 
 #include <utils_ozu/resolver.h>
 

@@ -3,19 +3,17 @@
 #include <utils_ozu/modem.h>
 
 #include <base/log.h>
-#include <base/name_table.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 
 namespace {
 
-constexpr std::size_t kShortestImsi = 6;
+constexpr std::size_t kMinImsi = 6;
 constexpr std::size_t kCode = 3;   // digits of a country code
 constexpr std::size_t kOutput = 4; // a code and its terminator
-constexpr unsigned int kCountries = 1000;
 
 struct CountryRange {
     std::uint16_t first;
@@ -58,53 +56,11 @@ constexpr NetworkRule kMixed[] = {
     {502, "???", 2}, {714, "020", 3}, {714, "???", 2}, {738, "002", 3}, {738, "003", 3}, {738, "???", 2},
 };
 
-enum class Networks : std::uint8_t { Unknown, TwoDigits, ThreeDigits, Mixed };
-
-// Four countries to a byte.
-struct CountryTable {
-    std::uint8_t networks[kCountries / 4] = {};
-
-    [[nodiscard]] constexpr Networks of(unsigned int country) const noexcept {
-        return static_cast<Networks>(networks[country / 4] >> (country % 4 * 2) & 3);
-    }
-    consteval void enter(unsigned int country, Networks kind) {
-        if (of(country) != Networks::Unknown) {
-            ozu::badTable("a country is listed twice");
-        }
-        networks[country / 4] |=
-            static_cast<std::uint8_t>(static_cast<unsigned int>(kind) << (country % 4 * 2));
-    }
-};
-
 template <std::size_t Count>
-consteval void enterRanges(CountryTable &table, const CountryRange (&ranges)[Count], Networks kind) {
-    for (std::size_t i = 0; i < Count; ++i) {
-        if (ranges[i].last < ranges[i].first || (i > 0 && ranges[i].first <= ranges[i - 1].last)) {
-            ozu::badTable("ranges must be sorted");
-        }
-        for (unsigned int country = ranges[i].first; country <= ranges[i].last; ++country) {
-            table.enter(country, kind);
-        }
-    }
+bool contains(const CountryRange (&ranges)[Count], long country) noexcept {
+    return std::ranges::any_of(
+        ranges, [country](const auto &range) { return range.first <= country && country <= range.last; });
 }
-
-consteval CountryTable countryTable() {
-    CountryTable table;
-    enterRanges(table, kTwoDigits, Networks::TwoDigits);
-    enterRanges(table, kThreeDigits, Networks::ThreeDigits);
-    for (std::size_t i = 0; i < std::size(kMixed); ++i) {
-        const bool last = i + 1 == std::size(kMixed) || kMixed[i + 1].country != kMixed[i].country;
-        if (last) {
-            table.enter(kMixed[i].country, Networks::Mixed);
-        }
-        if (last != (kMixed[i].pattern[0] == '?' && kMixed[i].pattern[1] == '?')) {
-            ozu::badTable("a country's last rule, and only that, must hold for all networks");
-        }
-    }
-    return table;
-}
-
-constexpr CountryTable kTable = countryTable();
 
 bool matches(const char *digits, const char *pattern) noexcept {
     for (std::size_t i = 0; i < kCode; ++i) {
@@ -115,31 +71,17 @@ bool matches(const char *digits, const char *pattern) noexcept {
     return true;
 }
 
-std::size_t mixedLength(unsigned int country, const char *network) noexcept {
+// Length of the network code that begins at network, 0 for an unknown country.
+std::size_t networkLength(long country, const char *network) noexcept {
     for (const auto &rule : kMixed) {
         if (rule.country == country && matches(network, rule.pattern)) {
             return rule.length;
         }
     }
-    return 2;
-}
-
-// Length of the network code that begins at network, 0 for an unknown country.
-std::size_t networkLength(long country, const char *network) noexcept {
-    if (country < 0 || country >= static_cast<long>(kCountries)) {
-        return 0;
-    }
-    switch (kTable.of(static_cast<unsigned int>(country))) {
-    case Networks::TwoDigits:
+    if (contains(kTwoDigits, country)) {
         return 2;
-    case Networks::ThreeDigits:
-        return 3;
-    case Networks::Mixed:
-        return mixedLength(static_cast<unsigned int>(country), network);
-    case Networks::Unknown:
-        break;
     }
-    return 0;
+    return contains(kThreeDigits, country) ? 3 : 0;
 }
 
 } // namespace
@@ -150,7 +92,7 @@ int ozuutils_IMSItoMccMnc(const char *imsi, char *mcc, char *mnc) noexcept {
     }
     std::memset(mcc, 0, kOutput);
     std::memset(mnc, 0, kOutput);
-    if (imsi == nullptr || strnlen(imsi, kShortestImsi) < kShortestImsi) {
+    if (imsi == nullptr || strnlen(imsi, kMinImsi) < kMinImsi) {
         return 0;
     }
     std::memcpy(mcc, imsi, kCode);

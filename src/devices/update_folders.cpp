@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr int kMostOpenFolders = 64;
+constexpr int kMaxOpenFolders = 64;
 
 // By device type; 146 has a folder although it has no name.
 constexpr ozu::NameRow kFolders[] = {
@@ -32,22 +32,19 @@ constexpr ozu::NameRow kFolders[] = {
     {PANEL_DEVICE_DANALOCK, "/customapps/versions/danalock/"},
     {PANEL_DEVICE_YX, "/customapps/versions/yx/"},
 };
-constexpr auto kText = ozu::packedText<kFolders>();
-constexpr auto kList = ozu::nameList<kText, kFolders>();
-constexpr auto kPaths = ozu::nameTable<kFolders>(kList);
+constexpr auto kPaths = ozu::nameTable<kFolders>();
 
 } // namespace
 
 const char *ozuutils_getRsuFolder(int deviceType) noexcept {
-    return kList.at(kPaths.id(static_cast<unsigned int>(deviceType)));
+    return kPaths.name(static_cast<unsigned int>(deviceType));
 }
 
 int ozuutils_removeRsuFile(int deviceType) noexcept {
     OZU_LOG_TEXT(OZULOG_INFO, "ozuutils_removeRsuFile");
-    const auto path = kPaths.id(static_cast<unsigned int>(deviceType));
-    if (path == 0) {
-        return ozulog_printf_extend(OZULOG_WARNING, "%s", OZU_LOG_SOURCE::name(), __func__, __LINE__,
+    if (!kPaths.has(static_cast<unsigned int>(deviceType))) {
+        return ozulog_printf_extend(OZULOG_WARNING, "%s", OZU_LOG_SOURCE, __func__, __LINE__,
                                     "UNKNOWN device type when trying to remove Rsu File");
     }
-    return nftw(kList.at(path), unlink_cb, kMostOpenFolders, FTW_DEPTH | FTW_PHYS);
+    return nftw(ozuutils_getRsuFolder(deviceType), unlink_cb, kMaxOpenFolders, FTW_DEPTH | FTW_PHYS);
 }

@@ -7,11 +7,12 @@
 
 #include <openssl/rand.h>
 
+#include <cstdint>
 #include <cstdlib>
 
 namespace {
 
-constexpr double kLargest = 2147483647; // what rand() gives at most
+constexpr std::int64_t kMaxRandom = 2147483647; // what rand() gives at most
 
 } // namespace
 
@@ -30,19 +31,16 @@ unsigned ozuutils_rand_bytes(unsigned char *buf, int count) noexcept {
 }
 
 int ozuutils_random(int min, int max) noexcept {
-    // Whole numbers of 33 bits, of which also the quotients come out right; the panel's processor divides
-    // them in one instruction and integers in none.
-    const double number = std::rand();
-    const double span = static_cast<double>(max) - min + 1;
+    const int number = std::rand();
+    const std::int64_t span = std::int64_t{max} - min + 1;
     if (span == 0) {
         return min;
     }
     // The width of one bucket; for a span of 1 it is 2^31, for some reversed limits 0.
-    const double width = static_cast<int>(kLargest / span) + 1.0;
+    const std::int64_t width = kMaxRandom / span + 1;
     if (width == 0) {
         return min;
     }
     // Reversed limits may carry the sum out of range.
-    return static_cast<int>(static_cast<unsigned int>(min) +
-                            static_cast<unsigned int>(static_cast<int>(number / width)));
+    return static_cast<int>(number / width + min);
 }

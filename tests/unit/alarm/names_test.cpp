@@ -287,72 +287,63 @@ constexpr ozu::NameRow kUnsorted[] = {{2, "two"}, {0, "zero"}};
 constexpr ozu::NameRow kTwice[] = {{2, "two"}, {2, "zwei"}};
 constexpr ozu::PairRow kPairs[] = {{1, 3, "two"}, {4, 0, "zero"}, {4, 1, "four"}};
 constexpr ozu::PairRow kPairTwice[] = {{1, 3, "two"}, {1, 3, "zero"}};
-constexpr ozu::NameRow kMore[] = {{1, "thirty-two"}, {2, "four"}};
-constexpr auto kText = ozu::packedText<kRows, kPairs, kMore>();
-constexpr auto kList = ozu::nameList<kText, kRows, kPairs>();
-constexpr auto kMoreNames = ozu::nameList<kText, kMore>();
+constexpr auto kTable = ozu::nameTable<kRows>();
+constexpr auto kPairTable = ozu::nameTable<kPairs>();
 
 TEST(NameTable, rowsMustBeSortedAndUnique) {
-    static_assert(ozu::sortedAndUnique(kRows));
-    static_assert(!ozu::sortedAndUnique(kUnsorted));
-    static_assert(!ozu::sortedAndUnique(kTwice));
-    static_assert(ozu::sortedAndUnique(kPairs));
-    static_assert(!ozu::sortedAndUnique(kPairTwice));
+    static_assert(ozu::sortedAndUnique<kRows>());
+    static_assert(!ozu::sortedAndUnique<kUnsorted>());
+    static_assert(!ozu::sortedAndUnique<kTwice>());
+    static_assert(ozu::sortedAndUnique<kPairs>());
+    static_assert(!ozu::sortedAndUnique<kPairTwice>());
 }
 
-TEST(NameTable, textHoldsEachNameOnce) {
-    EXPECT_EQ(std::string(kText.bytes, sizeof kText.bytes),
-              std::string("UNKNOWN\0zero\0four\0thirty-two\0", 29));
-}
-
-TEST(NameTable, nameThatEndsAnotherLiesWithinIt) {
-    constexpr ozu::NameId kTwo = kList.idOf("two");
-    EXPECT_EQ(kText.bytes + sizeof kText.bytes, kList.at(kTwo) + sizeof "two");
-}
-
-TEST(NameTable, listsOfOneTextNumberTheirNamesForThemselves) {
-    static_assert(kList.idOf("four") == 3 && kMoreNames.idOf("four") == 2);
-    EXPECT_EQ(kList.at(3), kMoreNames.at(2));
-    EXPECT_STREQ(kMoreNames.at(2), "four");
-    EXPECT_STREQ(kMoreNames.at(1), "thirty-two");
-    EXPECT_STREQ(kMoreNames.at(0), "UNKNOWN");
+TEST(NameTable, namesStandOneAfterTheOther) {
+    EXPECT_EQ(std::string(kTable.text.data(), kTable.text.size()),
+              std::string("UNKNOWN\0zero\0two\0UNKNOWN\0two\0", 29));
 }
 
 TEST(NameTable, givesNames) {
-    constexpr auto table = ozu::nameTable<kRows>(kList);
-    EXPECT_STREQ(kList.at(table.id(0)), "zero");
-    EXPECT_STREQ(kList.at(table.id(1)), "UNKNOWN");
-    EXPECT_STREQ(kList.at(table.id(7)), "two");
-    EXPECT_EQ(table.id(8), 0);
-    EXPECT_EQ(table.id(UINT_MAX), 0);
+    EXPECT_STREQ(kTable.name(0), "zero");
+    EXPECT_STREQ(kTable.name(1), "UNKNOWN");
+    EXPECT_STREQ(kTable.name(7), "two");
+    EXPECT_STREQ(kTable.name(8), "UNKNOWN");
+    EXPECT_STREQ(kTable.name(UINT_MAX), "UNKNOWN");
+}
+
+TEST(NameTable, hasItsRowsOnly) {
+    for (const unsigned int code : {0U, 2U, 5U, 7U}) {
+        EXPECT_TRUE(kTable.has(code)) << code;
+    }
+    for (const unsigned int code : {1U, 6U, 8U, UINT_MAX}) {
+        EXPECT_FALSE(kTable.has(code)) << code;
+    }
 }
 
 TEST(NameTable, givesNamesOfPairs) {
-    constexpr auto table = ozu::pairTable<kPairs>(kList);
-    EXPECT_STREQ(kList.at(table.id(1, 3)), "two");
-    EXPECT_STREQ(kList.at(table.id(4, 1)), "four");
+    EXPECT_STREQ(kPairTable.name(1, 3), "two");
+    EXPECT_STREQ(kPairTable.name(4, 0), "zero");
+    EXPECT_STREQ(kPairTable.name(4, 1), "four");
+    // Pairs beside a row, and some that would be a row's if only their low bits counted.
     for (const auto &[group, code] : std::vector<std::pair<unsigned, unsigned>>{{0, 0},
+                                                                                {0, 259},
                                                                                 {1, 2},
                                                                                 {1, 4},
                                                                                 {2, 0},
                                                                                 {3, 3},
+                                                                                {3, 256},
                                                                                 {4, 2},
                                                                                 {5, 0},
+                                                                                {257, 3},
                                                                                 {UINT_MAX, 0},
                                                                                 {1, UINT_MAX},
                                                                                 {4, UINT_MAX}}) {
-        EXPECT_EQ(table.id(group, code), 0) << group << ' ' << code;
+        EXPECT_STREQ(kPairTable.name(group, code), "UNKNOWN") << group << ' ' << code;
     }
 }
 
-TEST(NameTable, findsCodesOfNames) {
-    constexpr auto index = ozu::nameIndex<kRows>(kList);
-    EXPECT_EQ(index.find(kList, "zero"), 0u);
-    EXPECT_EQ(index.find(kList, "two"), 2u);
-    EXPECT_EQ(index.find(kList, "UNKNOWN"), 5u);
-    EXPECT_EQ(index.find(kList, "four"), ozu::kNoSuchName);
-    EXPECT_EQ(index.find(kList, ""), ozu::kNoSuchName);
-    EXPECT_EQ(index.find(kList, "twoo"), ozu::kNoSuchName);
+TEST(NameTable, ordersCodesByName) {
+    static_assert(ozu::codesByName<kRows>() == std::array<std::uint8_t, 4>{5, 2, 2, 0});
 }
 
 } // namespace
