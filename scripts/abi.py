@@ -1,3 +1,4 @@
+#!/usr/bin/python3
 """The binary interface of libutils_ozu and of the reference platform, held against what was agreed.
 
 usage: abi.py check [--junit FILE]    fails on any difference from tests/abi/*.abi
@@ -8,6 +9,7 @@ Reads the libraries with debug information of build/dev (amd64) and build/armhf.
 
 import argparse
 import pathlib
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -27,6 +29,10 @@ def run(*command):
 def describe(architecture, library, path):
     """Writes the interface of a library: names, arguments, layouts; nothing that depends on where it was built."""
     binary = BUILDS[architecture] / f"lib/lib{library}.so.0"
+    if not binary.exists():
+        sys.exit(f"abi.py: {binary.relative_to(ROOT)} is missing; run ./test abi, or build it first")
+    if not shutil.which("abidw"):
+        sys.exit("abi.py: abidw is missing; install abigail-tools")
     done = run("abidw", "--no-show-locs", "--no-corpus-path", "--no-comp-dir-path", "--no-elf-needed",
                "--drop-private-types", "--exported-interfaces-only", *HEADERS, "--out-file", path, binary)
     if done.returncode != 0:
@@ -76,7 +82,7 @@ def update():
 
 
 def main():
-    parser = argparse.ArgumentParser()
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("action", choices=("check", "update"))
     parser.add_argument("--junit")
     options = parser.parse_args()

@@ -1,7 +1,9 @@
+#!/usr/bin/python3
 """Compares two runs of the same tests, outcome by outcome; any difference that is not listed fails.
 
-usage: compare_results.py [--allow FILE] [--junit FILE] NATIVE.xml OTHER.xml
+usage: compare_results.py [--allow FILE] [--junit FILE] NATIVE.xml... OTHER.xml
 
+A run may have come in parts: every file but the last one is native.
 Prints the differences as a unified diff of "name: outcome" lines. FILE of --allow holds "PATTERN | outcome |
 reason" lines for tests that the other machine cannot run; each must match something. With --junit the verdict is
 written as a test result of its own.
@@ -26,15 +28,20 @@ def normalised(case):
     return text if case.get("classname") == case.get("name") else name(case)
 
 
-def outcomes(path):
+def outcomes(paths):
+    """All outcomes of a run that may have come in several parts."""
     found = collections.OrderedDict()
-    for case in ElementTree.parse(path).getroot().iter("testcase"):
-        key = normalised(case)
-        if key in found:
-            sys.exit(f"{path}: two tests are named {key}")
-        found[key] = verdict(case)
-    if not found:
-        sys.exit(f"{path}: no test in it")
+    for path in paths:
+        if not pathlib.Path(path).exists():
+            sys.exit(f"{path} does not exist; run the tests first")
+        cases = list(ElementTree.parse(path).getroot().iter("testcase"))
+        if not cases:
+            sys.exit(f"{path}: no test in it")
+        for case in cases:
+            key = normalised(case)
+            if key in found:
+                sys.exit(f"{path}: two tests are named {key}")
+            found[key] = verdict(case)
     return found
 
 
@@ -78,13 +85,13 @@ def write_junit(path, differences):
 
 
 def main():
-    parser = argparse.ArgumentParser()
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--allow")
     parser.add_argument("--junit")
-    parser.add_argument("native")
+    parser.add_argument("native", nargs="+")
     parser.add_argument("other")
     options = parser.parse_args()
-    native, other = outcomes(options.native), outcomes(options.other)
+    native, other = outcomes(options.native), outcomes([options.other])
     total = len(native)
     unused = apply(allowances(options.allow), native, other) if options.allow else []
     differences = [

@@ -1,3 +1,4 @@
+#!/usr/bin/python3
 """Holds a coverage measurement of src/ against its limits and against the list of what is not covered.
 
 usage: coverage.py [--junit FILE] [--list] BUILD
@@ -88,11 +89,13 @@ def write_junit(path, verdicts):
 
 
 def main():
-    parser = argparse.ArgumentParser()
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--junit")
     parser.add_argument("--list", action="store_true")
     parser.add_argument("build")
     options = parser.parse_args()
+    if not any(pathlib.Path(options.build).rglob("*.gcda")):
+        sys.exit(f"coverage.py: no test has run in {options.build}; run ./test coverage")
     rooms, missed = evaluate(measure(pathlib.Path(options.build).resolve()))
     total = [sum(column) for column in zip(*rooms.values())]
     print(f"{'room':<10}{'lines':>8}{'covered':>9}{'branches':>10}{'covered':>9}")

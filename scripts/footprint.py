@@ -1,3 +1,4 @@
+#!/usr/bin/python3
 """What the library costs a panel process: size, needs, relocations, memory, start-up. Prints it; fails over a limit.
 
 usage: footprint.py [--junit FILE | --record] BUILD
@@ -273,11 +274,13 @@ def record(machine, sizes):
 
 
 def main():
-    parser = argparse.ArgumentParser()
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--junit")
     parser.add_argument("--record", action="store_true")
     parser.add_argument("build")
     options = parser.parse_args()
+    if not (pathlib.Path(options.build) / "lib/libutils_ozu.so.0").exists():
+        sys.exit(f"footprint.py: no library in {options.build}; run ./test footprint, or build it first")
     machine = Machine(pathlib.Path(options.build).resolve())
     report = Report()
     with tempfile.TemporaryDirectory() as name:

@@ -40,10 +40,11 @@ configure_and_build() {
     cmake --build --preset "$preset" --parallel "$(nproc)" ${1:+--target "$@"} || die "building preset $preset failed"
 }
 
-# unit_tests PRESET RESULT: the unit tests of a build, every case's outcome into RESULT.
+# unit_tests PRESET RESULT [CTEST OPTION...]: the unit tests of a build, every case's outcome into RESULT. Many wait for
+# something most of their time.
 unit_tests() {
     local failed=0
-    ctest --preset "$1" --parallel "$(nproc)" --output-junit "$PWD/build/$1/programs.xml" || failed=1
+    ctest --preset "$1" --parallel "$(($(nproc) * 2))" "${@:3}" --output-junit "$PWD/build/$1/programs.xml" || failed=1
     scripts/unit_results.py "build/$1/programs.xml" "$2" || failed=1
     return "$failed"
 }

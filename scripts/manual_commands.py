@@ -1,12 +1,10 @@
-"""Writes the COMMANDS section of docs/man/ozuctl.1.scd from the tool's own help.
+#!/usr/bin/python3
+"""Writes the COMMANDS section of docs/man/ozuctl.1.scd from the tool's own help."""
 
-usage: manual_commands.py [--check] OZUCTL
-
-With --check it writes nothing and fails when the section is out of date.
-"""
-
+import argparse
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 
@@ -62,8 +60,13 @@ def section(tool, *path):
 
 
 def main():
-    check = "--check" in sys.argv[1:]
-    tool = sys.argv[-1]
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--check", action="store_true", help="write nothing; fail when the section is out of date")
+    parser.add_argument("ozuctl", help="the tool, e.g. build/dev/bin/ozuctl")
+    options = parser.parse_args()
+    check, tool = options.check, options.ozuctl
+    if not shutil.which(tool):
+        sys.exit(f"manual_commands.py: {tool} is no program; build it first")
     text = PAGE.read_text()
     before, _, rest = text.partition(BEGIN)
     _, _, after = rest.partition(END)

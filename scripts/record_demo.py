@@ -1,8 +1,7 @@
-"""Puts what ./demo printed into the README's transcript, shortened.
+#!/usr/bin/python3
+"""Puts what ./demo printed into the README's transcript, shortened:  ./demo | scripts/record_demo.py"""
 
-usage: ./demo | scripts/record_demo.py
-"""
-
+import argparse
 import pathlib
 import re
 import sys
@@ -28,13 +27,15 @@ def shortened(printed):
         count = next((count for words, count in SCENES.items() if heading.startswith(words)), 0)
         if count:
             shown.append("\n".join([f"== {heading}", *[line for line in lines if REPEATED not in line][:count]]))
-    heading, table = list(scenes(printed))[-1]
+    last = list(scenes(printed))[-1:]
+    heading, table = last[0] if last else ("", [""])
     if not re.match(r"\d+ answers, 0 wrong, ", table[-1]):
         sys.exit("record_demo.py: that run did not end well; nothing is recorded")
     return "\n\n".join([*shown, "\n".join(["...", f"== {heading}", *table[:ROWS], "...", table[-1]])])
 
 
 def main():
+    argparse.ArgumentParser(description=__doc__).parse_args()
     text = README.read_text()
     recorded = shortened(sys.stdin.read())
     README.write_text(BLOCK.sub(lambda found: found[1] + recorded + "\n" + found[2], text))

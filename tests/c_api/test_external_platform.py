@@ -7,6 +7,7 @@ import subprocess
 
 import pytest
 
+pytestmark = pytest.mark.long  # makes builds of its own
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 STUB = ROOT / "tests/c_api/own_platform.c"
 

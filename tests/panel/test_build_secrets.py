@@ -10,6 +10,9 @@ import pytest
 
 from box import ROOT, PanelBox
 
+pytestmark = pytest.mark.long  # makes builds of its own
+
+
 def configure(folder, *options):
     return subprocess.run(["cmake", "-G", "Ninja", "-S", str(ROOT), "-B", str(folder), *options], capture_output=True,
                           text=True)

@@ -19,20 +19,20 @@ why=$(tools/box/panel-box check 2>&1) || {
 OZU_TEST_BUILD=build/armhf OZU_TEST_EMULATOR="qemu-arm-static -L $PWD/build/sysroot-armhf" \
     panel_tests build/results/arm-panel.xml "${started[@]}" || failed=1
 
-units=build/results/unit.xml
-panel=build/results/panel.xml
-if [ ! -e "$units" ] || [ ! -e "$panel" ]; then
+units=(build/results/unit.xml build/results/long-unit.xml)
+panel=(build/results/panel.xml build/results/long-panel.xml)
+if ! ls "${units[@]}" "${panel[@]}" >/dev/null 2>&1; then
     say "The same on the workstation, not counted"
     configure_and_build dev
-    units=build/arm-native-unit.xml
-    panel=build/arm-native-panel.xml
-    unit_tests dev "$units" || failed=1
-    panel_tests "$panel" tests/panel || failed=1
+    units=(build/arm-native-unit.xml)
+    panel=(build/arm-native-panel.xml)
+    unit_tests dev "${units[0]}" || failed=1
+    panel_tests "${panel[0]}" tests/panel || failed=1
 fi
-compare() { /usr/bin/python3 scripts/compare_results.py --allow "$1" --junit "build/results/$2.xml" "$3" "$4"; }
-compare tests/arm/skips.txt arm-compare "$units" build/results/arm.xml || failed=1
+compare() { /usr/bin/python3 scripts/compare_results.py --allow "$1" --junit "build/results/$2.xml" "${@:3}"; }
+compare tests/arm/skips.txt arm-compare "${units[@]}" build/results/arm.xml || failed=1
 if [ "$boxes" = yes ]; then
-    compare tests/arm/panel_skips.txt arm-panel-compare "$panel" \
+    compare tests/arm/panel_skips.txt arm-panel-compare "${panel[@]}" \
         build/results/arm-panel.xml || failed=1
 fi
 exit "$failed"

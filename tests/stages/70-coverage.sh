@@ -1,4 +1,3 @@
-# Release stage: runs by its name or with --all.
 # How much of src/ the unit and the panel tests reach.
 # Packages: build box test ship
 source "$(dirname "$0")/../../scripts/lib.sh"

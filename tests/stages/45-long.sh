@@ -1,0 +1,11 @@
+# Unit and panel tests that take more than a few seconds each, and builds of other kinds: other platform libraries, an
+# installation's secrets.
+# Packages: build box test
+source "$(dirname "$0")/../../scripts/lib.sh"
+configure_and_build dev
+failed=0
+unit_tests dev build/results/long-unit.xml --label-regex long || failed=1
+panel_tests build/results/long-panel.xml tests/panel -m long || failed=1
+/usr/bin/python3 -m pytest -q -n "$(nproc)" tests/checks tests/c_api -m "long and not clang" \
+    --junit-xml=build/results/long-builds.xml || failed=1
+exit "$failed"
