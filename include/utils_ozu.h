@@ -13,19 +13,21 @@
  *
  * Outputs. An output is written on success only, unless the description says otherwise.
  *
- * Text. Zero-terminated bytes. Dotted IPv4 addresses fit 16 bytes, terminator included. Functions that
+ * Text. Null-terminated bytes. Dotted IPv4 addresses fit into 16 bytes with the terminator. Functions that
  *   write digits without a terminator say so.
  *
  * Times. 32-bit signed seconds since 1970 (UTC), -1 for failure. A 64-bit build gives the same numbers
  *   as the 32-bit panel.
  *
- * Memory. No function hands out memory to free, except allocFileToBuff(). Sockets and files that a
- *   call opens are closed when it returns; the exceptions are described with exec_cmd() and popen2().
+ * Memory. Only allocFileToBuff() returns memory that the caller must free. What a call opens or allocates
+ *   is gone when it returns. The exceptions are described with exec_cmd(), popen2() and
+ *   ozuutils_jpegValidator().
  *
  * Logging. Through the platform's log (ozulog.h), in levels of 10000 to 80000. The level of every line a
  *   function writes is part of its description.
  *
- * Blocking. A function returns at once unless its description names a blocking time.
+ * Blocking. A function returns at once unless its description says how long it blocks. The platform may
+ *   block in any call, a log line included.
  *
  * Threads. The library has no thread, no lock and no timer. A function may run concurrently with any
  *   other, itself included, unless its description says otherwise.

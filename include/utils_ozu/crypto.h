@@ -2,7 +2,7 @@
  * AES files and random bytes.
  *
  * Both file ciphers keep a file from being read at a glance; they do not protect it. ECB shows repeated
- * blocks, the video files share one IV, and neither notices a file that was tampered with.
+ * blocks, the video files share one IV, and neither notices tampering.
  */
 #ifndef UTILS_OZU_CRYPTO_H
 #define UTILS_OZU_CRYPTO_H
@@ -15,16 +15,18 @@ OZU_BEGIN_DECLS
  * Encrypts or decrypts a file into another one with AES-128 in ECB mode and PKCS#7 padding.
  *
  * Encrypting adds 1 to 16 bytes, so an empty file becomes 16 bytes; decrypting checks and strips them. The
- * output is created with mode 0666 less the umask, or truncated. A failed cipher leaves in the output what
- * was produced before it, also after a wrong key, which as a rule shows in the last block only. Writes are
- * not checked: on a full disk the output is cut short and the result is still that of the cipher. The two
+ * output is created with mode 0666 less the umask, or truncated. When the cipher fails, the output keeps what
+ * was produced before, also after a wrong key, which as a rule shows in the last block only.
+ *
+ * Reads and writes are not checked. A read error counts as the end of the input. On a full disk the output is
+ * cut short. The result is that of the cipher in both cases: compare the sizes where that matters. The two
  * paths must not name the same file, since opening the output empties it.
  *
  * @param inPath   file to read
  * @param outPath  file to write
  * @param key      16 bytes
- * @param encrypt  1 to encrypt, 0 to decrypt; handed to OpenSSL as it is
- * @return 0 when the whole input went through the cipher;
+ * @param encrypt  1 to encrypt, 0 to decrypt; passed to OpenSSL as it is
+ * @return 0 when all that could be read went through the cipher;
  *         2 when the cipher context could not be made (logs at 70000) or the cipher failed, for example on
  *           a wrong padding (not logged);
  *         4 when a file could not be opened (logs at 70000)
@@ -45,7 +47,11 @@ OZU_API unsigned ozuutils_rand_bytes(unsigned char *buf, int count) OZU_NOEXCEPT
 
 /**
  * Draws a number from the C library's rand(). Not for secrets. The process seeds the generator with srand(),
- * if at all. The numbers are spread in equal buckets; the last one may be smaller.
+ * if at all.
+ *
+ * rand()'s 2147483648 values are dealt out in buckets of equal width, rounded up. With up to 46,409 numbers
+ * from min to max each one has a bucket, and the last one may be smaller. With more, the rounding may leave
+ * the highest numbers without one: from 0 to 2000000000 no number above 1073741823 ever comes.
  *
  * @param min  least number
  * @param max  greatest number, not below min
@@ -56,8 +62,8 @@ OZU_API unsigned ozuutils_rand_bytes(unsigned char *buf, int count) OZU_NOEXCEPT
 OZU_API int ozuutils_random(int min, int max) OZU_NOEXCEPT;
 
 /**
- * Decrypts a protected video file in place: AES in CBC mode from an offset on, with the IV that this system
- * has for all of them. Logs nothing.
+ * Decrypts a protected video file in place: AES in CBC mode from an offset on, with the IV of the
+ * installation (build option OZU_VIDEO_IV). Logs nothing.
  *
  * The region is taken in chunks of keyLen bytes. A tail shorter than a chunk stays encrypted. With a key of
  * 24 bytes a chunk ends in half a block: for the cipher it is filled up with zeros to 32 bytes, of which the
@@ -65,13 +71,14 @@ OZU_API int ozuutils_random(int min, int max) OZU_NOEXCEPT;
  * written.
  *
  * A call that fails later, or a process that is killed, leaves a file that is decrypted up to the end of some
- * chunk and encrypted from there on. It cannot be taken up again: work on a copy where that matters.
+ * chunk and encrypted from there on. It cannot be resumed: work on a copy where that matters.
  *
  * @param path    file, writable
  * @param key     keyLen bytes
  * @param keyLen  16, 24 or 32
  * @param offset  where the encrypted region begins, in bytes; the region may be empty
- * @return 0 when every whole chunk is decrypted, also when there is none or reading failed;
+ * @return 0 when every whole chunk is decrypted, also when there is none. A read error counts as the end of
+ *           the file;
  *         1 when a seek, the cipher or a write failed, or the region does not begin with "OZU";
  *         2 for a null path or key; 4 for another keyLen; 70 when the file could not be opened
  *

@@ -11,21 +11,23 @@ OZU_BEGIN_DECLS
 struct jpeg_common_struct; /* the part that libjpeg's decoder and encoder records share; <jpeglib.h> */
 
 /**
- * Tells whether a JPEG picture in memory decodes completely and cleanly. Any complaint of the decoder makes
- * it invalid, warnings included: truncated or corrupt data, superfluous bytes, a missing end mark.
+ * Returns whether a JPEG image in memory decodes completely and cleanly. Any complaint of the decoder makes
+ * it invalid, warnings included: truncated or corrupt data, extra bytes before the end mark, no end mark.
+ * What follows the end mark is not looked at and does not count. Which kinds of JPEG are known is up to
+ * libjpeg: a later release may accept one that an earlier release refuses.
  *
  * Each step is logged at 30000 ("Proc: ..."), and so is the decoder's complaint.
  *
- * Memory: one buffer of width x height x components bytes on top of what libjpeg takes. When the decoding of
- * a picture breaks off, that buffer is not freed: the process keeps the address range, not the memory behind
- * its whole pages. A process that judges very many damaged pictures should do so in a child.
+ * Memory: one buffer of width x height x components bytes on top of what libjpeg takes. When decoding fails
+ * half-way, that buffer is not freed: the process keeps the address range, but not the memory of its whole
+ * pages. A process that checks very many damaged images should do so in a child.
  *
- * @param data  the picture
- * @param size  of the picture in bytes
- * @return 0 when the picture is valid; 4 when it is not, or when there is no memory for it
+ * @param data  the image; may be null when size is 0
+ * @param size  size of the image in bytes
+ * @return 0 when the image is valid; 4 when it is not, or when there is not enough memory for it
  *
- * Blocks for as long as the decoding takes. A picture declares its own size: check the dimensions first where
- * a stranger may send one. Reentrant.
+ * Blocks for as long as decoding takes. An image states its own dimensions: check them first where the input
+ * is untrusted. May run concurrently.
  */
 OZU_API int ozuutils_jpegValidator(const unsigned char *data, unsigned long size) OZU_NOEXCEPT;
 
@@ -41,8 +43,8 @@ OZU_API int ozuutils_jpegValidator(const unsigned char *data, unsigned long size
 OZU_API void error_exit(struct jpeg_common_struct *cinfo) OZU_NOEXCEPT;
 
 /**
- * The output_message hook: like error_exit() with "output_message [...]". So a mere warning ends the
- * decoding, too.
+ * The output_message hook: like error_exit() with "output_message [...]". So a mere warning ends decoding,
+ * too.
  *
  * @param cinfo  as for error_exit()
  */

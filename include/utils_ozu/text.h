@@ -44,13 +44,13 @@ OZU_API char *ozuutils_strncpy2Upper(char *dst, const char *src, unsigned int n)
  * @param dst   receives at most size - 1 characters and a terminator; nothing is written when it is null
  * @param src   text; null counts as the empty text
  * @param size  capacity of dst in bytes; nothing is written when it is 0
- * @return the length of src, which is size or more when the copy was cut
+ * @return the length of src, which is size or more when the copy was truncated
  */
 OZU_API unsigned int ozuutils_strlcpy(char *dst, const char *src, unsigned int size) OZU_NOEXCEPT;
 
 /**
- * Copies a space-padded field of fixed length into a terminated text, without the spaces at its end. Only
- * spaces are trimmed: tabs and zero bytes of the field stay.
+ * Copies a space-padded field of fixed length into a null-terminated text, without the spaces at its end.
+ * Only spaces are trimmed: tabs and zero bytes of the field stay.
  * @param dst      receives min(dstSize - 1, srcLen) bytes and a terminator
  * @param dstSize  capacity of dst in bytes, at least 1
  * @param src      field, not terminated
@@ -93,7 +93,7 @@ OZU_API unsigned int ozuutils_replaceSubstrInStr(char *str, const char *find, co
 OZU_API void replace_char_from_string(int from, int to, char *s) OZU_NOEXCEPT;
 
 /**
- * Tells whether a text has only bytes below 128.
+ * Returns whether a text has only bytes below 128.
  * @param s  text
  * @return 1 when it has, also when it is empty; 0 otherwise, and when s is null
  */
@@ -114,8 +114,8 @@ OZU_API unsigned int ozuutils_addToCommaSeparatedStringList(char *list, const ch
 /**
  * Removes the first occurrence of an item, and one comma beside it, from a list of items separated by commas.
  * @param list    list to change
- * @param item    item to remove; only a whole item matches
- * @param maxLen  capacity of list in bytes; a list or an item that is not terminated within it is refused
+ * @param item    item to remove; only a whole item matches. Case-sensitive
+ * @param maxLen  capacity of list in bytes; a list or an item without a null terminator within it is refused
  * @return 1 when it was removed; 0 when it was not found, list or item is null, maxLen is 0 or one of the two
  *         is not terminated within maxLen bytes
  *
@@ -128,16 +128,17 @@ OZU_API unsigned int ozuutils_removeFromCommaSeparatedStringList(char *list, con
 /* ---- Decimal ---- */
 
 /**
- * Converts the decimal number at the start of a text: blanks, a sign, digits up to the first other character.
- * @param s  text
- * @return the number, -2147483648 or 2147483647 when it lies beyond them; 0 without digits or when s is null
+ * Converts the decimal number at the start of a text: white space, a sign, digits up to the first other
+ * character.
+ * @param s  text; null counts as 0
+ * @return the number, -2147483648 or 2147483647 when it lies beyond them; 0 without digits
  */
 OZU_API int safe_atoi(const char *s) OZU_NOEXCEPT;
 
 /**
  * Converts the decimal number at the start of a text, as safe_atoi() does.
- * @param s  text
- * @return the number, the nearest 64-bit number when it lies beyond; 0 without digits or when s is null
+ * @param s  text; null counts as 0
+ * @return the number, the nearest 64-bit number when it lies beyond; 0 without digits
  */
 OZU_API long long safe_atoll(const char *s) OZU_NOEXCEPT;
 
@@ -184,7 +185,7 @@ OZU_API char ozuutils_Digit2Ascii(unsigned char d) OZU_NOEXCEPT;
  * @param s          text
  * @param maxDigits  most characters to read; above 32 counts as 32
  * @param radix      radix
- * @return the number modulo 2^32; 0 without digits or when s is null
+ * @return the number modulo 2^32, as a signed number; 0 without digits or when s is null
  */
 OZU_API int ozuutils_StringToNum(const char *s, unsigned int maxDigits, unsigned int radix) OZU_NOEXCEPT;
 
@@ -250,7 +251,7 @@ OZU_API unsigned int ozuutils_hexstr2numRetLen(const char *s, unsigned int maxLe
  * one too, is budgeted with two digits and a separator.
  * @param data     bytes
  * @param len      count of bytes
- * @param dst      receives the terminated text
+ * @param dst      receives the null-terminated text
  * @param dstSize  capacity of dst in bytes, at least 1
  * @param sep      separator; null or empty for none
  * @return dst; null when dst is null
@@ -259,8 +260,9 @@ OZU_API char *ozuutils_data2hexstr(const unsigned char *data, unsigned int len, 
                                    unsigned int dstSize, const char *sep) OZU_NOEXCEPT;
 
 /**
- * Reads bytes from hexadecimal text, each pair as scanf() reads "%02hhx" from where it starts: blanks in
- * front are skipped and a sign counts. A pair that does not scan leaves its byte as it was.
+ * Reads bytes from hexadecimal text, each pair as scanf() reads "%02hhx" from where the pair starts: white
+ * space is skipped and a sign counts, so that a pair may read into the next one (" 12F" gives 12 2F). A pair
+ * that does not scan leaves its byte as it was.
  * @param hex      text of pairs
  * @param out      receives half as many bytes as the text has characters
  * @param outSize  capacity of out in bytes

@@ -119,6 +119,7 @@ def test_folder_in_the_links_place_is_a_failure(zoned):
     done = run(zoned, "time", "zone", "UTC", status=4)
     assert ("Failed to create localtime symlink: /data/timezone/zoneinfo/UTC <-- /data/timezone/localtime, "
             "Error: File exists") in done.stderr
+    assert link.is_dir(), "what cannot be removed stays"
 
 
 def test_everybody_is_told_on_request_only(zoned):

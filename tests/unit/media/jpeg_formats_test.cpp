@@ -284,6 +284,15 @@ TEST_F(JpegFormats, bytesBehindTheEndMarkDoNotCount) {
     }
 }
 
+TEST_F(JpegFormats, bytesBeforeTheEndMark) {
+    for (const bool progressive : {false, true}) {
+        std::string jpeg = picture({40, 40, 3, progressive});
+        jpeg.insert(jpeg.size() - 2, "ab");
+        EXPECT_EQ(verdict(jpeg), 4);
+        expectAsPlainDecode(jpeg);
+    }
+}
+
 TEST_F(JpegFormats, bytesBetweenMarkers) {
     const std::string jpeg = picture({});
     std::string filled = jpeg, garbage = jpeg, comment = jpeg;

@@ -38,6 +38,7 @@ struct Faults {
     int pipes = 0;
     pid_t child = -1;
     int childSignal = 0; // sent by kill
+    bool signalArrived = false;
     std::vector<timeval> timeouts;
     int selected = -1;
 };
@@ -193,7 +194,9 @@ int __wrap_kill(pid_t pid, int number) {
         faults.childSignal = number;
         platform().journal.push_back("kill(child, " + std::to_string(number) + ")");
     }
-    return __real_kill(pid, number);
+    const int result = __real_kill(pid, number);
+    faults.signalArrived = pid == faults.child && result == 0;
+    return result;
 }
 
 } // extern "C"
@@ -603,6 +606,34 @@ TEST_F(Command, aChildThatIgnoresItsEndLivesOn) {
     __real_kill(faults.child, SIGKILL);
     const int status = reap();
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+}
+
+TEST_F(Command, aChildStartedWithItsEndBlockedLivesOn) {
+    sigset_t end = {};
+    sigset_t former = {};
+    sigemptyset(&end);
+    sigaddset(&end, SIGTERM);
+    ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &end, &former), 0);
+    EXPECT_EQ(run("/bin/sleep 30", 0, "READY"), -1);
+    ASSERT_EQ(pthread_sigmask(SIG_SETMASK, &former, nullptr), 0);
+    EXPECT_TRUE(faults.signalArrived);
+    EXPECT_EQ(waitpid(faults.child, nullptr, WNOHANG), 0);
+    __real_kill(faults.child, SIGKILL);
+    const int status = reap();
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+}
+
+// Whoever reaps during the call leaves it a number that may be another's by then.
+TEST_F(Command, aChildThatWasReapedMeanwhileIsSignalledByItsFormerNumber) {
+    platform().onCall["ozulog_printf_extend"] = [] {
+        if (platform().log.back().text == "End string detected") {
+            EXPECT_EQ(waitpid(faults.child, nullptr, 0), faults.child);
+        }
+    };
+    EXPECT_EQ(run("/bin/echo READY", 5, "READY"), 1);
+    EXPECT_EQ(faults.childSignal, SIGTERM);
+    EXPECT_FALSE(faults.signalArrived);
+    EXPECT_EQ(ozu::test::children(), 0);
 }
 
 TEST_F(Command, aChildThatFloodsIsBoundByTheTime) {

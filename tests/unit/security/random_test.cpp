@@ -155,6 +155,14 @@ TEST_F(Random, extremeLimits) {
     EXPECT_EQ(drawn(RAND_MAX, INT_MAX, INT_MAX), INT_MAX);
 }
 
+TEST_F(Random, everyNumberHasABucketUpTo46409Numbers) {
+    for (int numbers = 1; numbers <= 46409; ++numbers) {
+        ASSERT_EQ(drawn(RAND_MAX, 1, numbers), numbers);
+    }
+    EXPECT_EQ(drawn(RAND_MAX, 1, 46410), 46409);
+    EXPECT_EQ(drawn(RAND_MAX, 0, 2000000000), 1073741823);
+}
+
 TEST_F(Random, reversedLimitsDoNotEndTheProcess) {
     EXPECT_EQ(drawn(RAND_MAX, 9, 0), 9 - 2147483647 / 268435454)
         << "the division goes on with a negative width";

@@ -318,6 +318,16 @@ TEST_F(Clock, setClocksShowTheYear2021) {
     EXPECT_EQ(_RTC_is_synched(), 1u);
 }
 
+TEST_F(Clock, yearComesFromTheCalendarRecordThatTheProcessShares) {
+    const time_t noon = 43200;
+    const tm *former = gmtime(&noon);
+    ASSERT_EQ(former->tm_year, 70);
+    faults.virtualClock = true;
+    faults.now = 1700000000;
+    EXPECT_EQ(_RTC_is_synched(), 1u);
+    EXPECT_EQ(former->tm_year, 123) << "what gmtime() returned before";
+}
+
 // --- uptime
 
 namespace {

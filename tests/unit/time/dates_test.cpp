@@ -354,6 +354,24 @@ TEST_F(Dates, calendarTextIsLocalTime) {
     EXPECT_THAT(platform().journal, IsEmpty());
 }
 
+TEST_F(Dates, calendarTextTakesNoSigns) {
+    EXPECT_EQ(bypass_string_to_time("Mon Jan  2 15:04:05  2023"), seconds(2023, 1, 2, 14, 4, 5));
+    for (const char *text :
+         {"Mon Jan +2 15:04:05 2023", "Mon Jan 02 +15:04:05 2023", "Mon Jan 02 15:04:05 +2023"}) {
+        EXPECT_EQ(bypass_string_to_time(text), -1) << text;
+    }
+}
+
+// The C library remembers which zone it answered with last.
+TEST_F(Dates, hourThatOccursTwiceGoesByEarlierConversions) {
+    const auto after = [](const char *former) {
+        date_string_to_time(former);
+        return date_string_to_time("10-27-2024 02:30:00");
+    };
+    EXPECT_EQ(after("07-15-2024 12:00:00"), seconds(2024, 10, 27, 0, 30));
+    EXPECT_EQ(after("01-15-2024 12:00:00"), seconds(2024, 10, 27, 1, 30));
+}
+
 TEST_F(Dates, calendarTextThatEndsEarlyIsTheYear1900) {
     for (const char *wrong : {"", "x", "Mon", "Mon Jan", "Mon Jan 02", "Mon Jan 02 15:04:05", "2023-01-02"}) {
         EXPECT_EQ(bypass_string_to_time(wrong), -1) << wrong;

@@ -156,6 +156,16 @@ TEST_F(TimeZone, failedLinkTellsNobody) {
                        "applyTimeZone"));
 }
 
+TEST_F(TimeZone, whatCannotBeRemovedStays) {
+    folder.failUnlink = true;
+    folder.symlinkError = EEXIST;
+    EXPECT_EQ(applyTimeZone("UTC", 1), 4);
+    EXPECT_EQ(platform().calls().back(), made("UTC"));
+    EXPECT_EQ(platform().log.back().text,
+              "Failed to create localtime symlink: /data/timezone/zoneinfo/UTC <-- "
+              "/data/timezone/localtime, Error: File exists");
+}
+
 TEST_F(TimeZone, onlyBitZeroNotifies) {
     for (const int notify : {0, 1, 2, 3, -1, -2, 255, 256, 257, -2147483647 - 1, 2147483647}) {
         platform().published.clear();
