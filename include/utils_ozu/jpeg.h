@@ -12,9 +12,9 @@ struct jpeg_common_struct; /* the part that libjpeg's decoder and encoder record
 
 /**
  * Returns whether a JPEG image in memory decodes completely and cleanly. Any complaint of the decoder makes
- * it invalid, warnings included: truncated or corrupt data, extra bytes before the end mark, no end mark.
- * What follows the end mark is not looked at and does not count. Which kinds of JPEG are known is up to
- * libjpeg: a later release may accept one that an earlier release refuses.
+ * it invalid, warnings included: truncated or corrupt data, extra bytes between markers, no end mark. A few
+ * extra bytes at the end of a scan may go unnoticed. What follows the end mark is not looked at. Which kinds
+ * of JPEG are known is up to libjpeg: a later release may accept one that an earlier release refuses.
  *
  * Each step is logged at 30000 ("Proc: ..."), and so is the decoder's complaint.
  *
