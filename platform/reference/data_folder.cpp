@@ -1,18 +1,23 @@
 #include "data_folder.h"
 
 #include "errors.h"
+#include "own_file.h"
+#include "shared_segment.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 namespace ozu::platform {
 
@@ -20,23 +25,15 @@ namespace {
 
 constexpr const char *kDefaultFolder = "/var/lib/ozu";
 constexpr const char *kIdentityFile = "/identity";
-constexpr std::size_t kIdentityDigits = 32;
 
+constexpr const char *kDatabaseName = "/ozu.db";
+constexpr std::chrono::seconds kLockPatience{10};
+constexpr std::chrono::milliseconds kLockPause{10};
+
+// Locks of one file do not nest within a thread; the outermost one holds it.
 thread_local int heldByThisThread = 0;
 std::atomic<bool> lookingOnly{false};
-
-std::string newIdentity() {
-    std::array<unsigned char, kIdentityDigits / 2> bytes{};
-    if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
-        throw Error(kInternal, std::string("no random bytes: ") + std::strerror(errno));
-    }
-    std::string text;
-    for (const unsigned char byte : bytes) {
-        text += "0123456789abcdef"[byte >> 4];
-        text += "0123456789abcdef"[byte & 15];
-    }
-    return text;
-}
+thread_local bool madeByThisThread = false; // the outermost one has made the folder's first identity
 
 std::string readIdentity(int fd) {
     std::array<char, kIdentityDigits> text{};
@@ -84,6 +81,23 @@ Code codeOfErrno(int error) noexcept {
     }
 }
 
+std::string newIdentity() {
+    std::array<unsigned char, kIdentityDigits / 2> bytes{};
+    if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+        throw Error(kInternal, std::string("no random bytes: ") + std::strerror(errno));
+    }
+    std::string text;
+    for (const unsigned char byte : bytes) {
+        text += "0123456789abcdef"[byte >> 4];
+        text += "0123456789abcdef"[byte & 15];
+    }
+    return text;
+}
+
+std::string databasePath(const std::string &folder) {
+    return folder + kDatabaseName;
+}
+
 std::string folderPath() {
     const char *named = std::getenv("OZU_PLATFORM_DIR");
     std::string path = named != nullptr && *named != '\0' ? named : kDefaultFolder;
@@ -116,43 +130,48 @@ void requireMaking(const std::string &what) {
 
 void requireFolder(const std::string &path) {
     struct stat found {};
-    if (stat(path.c_str(), &found) == 0) {
-        if (!S_ISDIR(found.st_mode)) {
-            throw Error(kCannotOpen, "data folder " + path + " is not a folder");
+    if (stat(path.c_str(), &found) != 0) {
+        if (errno == ENOENT) {
+            requireMaking("data folder " + path);
         }
+        makeFolders(path);
         return;
     }
-    if (errno == ENOENT) {
-        requireMaking("data folder " + path);
+    if (!S_ISDIR(found.st_mode)) {
+        throw Error(kCannotOpen, "data folder " + path + " is not a folder");
     }
-    makeFolders(path);
+    // Root may work in any user's folder; everybody else in none that a stranger can change at will.
+    if (geteuid() != 0 && !isTrusted(found.st_uid, geteuid())) {
+        throw Error(kCannotOpen, "data folder " + path + " belongs to user " + std::to_string(found.st_uid));
+    }
 }
 
-FolderLock::FolderLock(const std::string &folder) {
+FolderMark markOf(const std::string &folder) {
+    struct statx found {};
+    if (statx(AT_FDCWD, folder.c_str(), 0, STATX_INO | STATX_BTIME, &found) != 0) {
+        throw Error(codeOfErrno(errno), "data folder " + folder + ": " + std::strerror(errno));
+    }
+    FolderMark mark{makedev(found.stx_dev_major, found.stx_dev_minor), found.stx_ino, 0};
+    if ((found.stx_mask & STATX_BTIME) != 0) {
+        constexpr std::int64_t kNanoseconds = 1000000000;
+        mark.born = found.stx_btime.tv_sec * kNanoseconds + found.stx_btime.tv_nsec;
+    }
+    return mark;
+}
+
+FolderLock::FolderLock(const std::string &folder) : path_(folder + kIdentityFile), folder_(folder) {
     requireFolder(folder);
-    const std::string path = folder + kIdentityFile;
-    file_ = openFile(path.c_str(), O_RDWR | (makesNothing() ? 0 : O_CREAT), 0600);
-    if (!file_) {
-        const int error = errno;
-        if (error == ENOENT) {
-            requireMaking("data folder " + folder);
-        }
-        file_ = openFile(path.c_str(), O_RDONLY);
-        if (!file_) {
-            throw Error(codeOfErrno(error), path + ": " + std::strerror(error));
-        }
+    open();
+    if (heldByThisThread == 0) {
+        lock();
+        madeByThisThread = false;
     }
-    // Locks of one file do not nest within a thread.
-    if (heldByThisThread++ == 0) {
-        while (flock(file_.get(), LOCK_EX) != 0) {
-            if (errno != EINTR) {
-                --heldByThisThread;
-                throw Error(codeOfErrno(errno), "lock of " + path + ": " + std::strerror(errno));
-            }
-        }
-    }
+    ++heldByThisThread;
     try {
-        readOrMakeIdentity(path);
+        identity_ = readIdentity(file_.get());
+        if (identity_.empty()) {
+            repairIdentity();
+        }
     } catch (...) {
         --heldByThisThread;
         throw;
@@ -163,22 +182,107 @@ FolderLock::~FolderLock() {
     --heldByThisThread;
 }
 
-void FolderLock::readOrMakeIdentity(const std::string &path) {
-    identity_ = readIdentity(file_.get());
-    if (identity_.empty()) {
-        requireMaking(path);
-        identity_ = newIdentity();
-        const std::string line = identity_ + "\n";
-        if (pwrite(file_.get(), line.data(), line.size(), 0) != static_cast<ssize_t>(line.size())) {
-            throw Error(codeOfErrno(errno), path + ": " + std::strerror(errno));
+void FolderLock::open() {
+    struct stat found {};
+    wasThere_ = lstat(path_.c_str(), &found) == 0;
+    if (!wasThere_) {
+        requireMaking("data folder " + folder_);
+    }
+    try {
+        file_ = openOwnFile(path_, O_RDWR | O_CREAT);
+    } catch (const Error &error) {
+        if (error.code() != kReadOnly) {
+            throw;
         }
+        file_ = openOwnFile(path_, O_RDONLY);
+    }
+    if (closeToOthers(file_.get())) {
+        note(OZULOG_WARNING, "ozudb", path_ + " was open to other users; it is no longer");
+    }
+}
+
+void FolderLock::lock() {
+    const auto until = std::chrono::steady_clock::now() + kLockPatience;
+    for (;;) {
+        if (flock(file_.get(), LOCK_EX | LOCK_NB) == 0) {
+            if (lockedFileIsThere()) {
+                return;
+            }
+            open(); // it was replaced while we waited
+        } else if (errno != EWOULDBLOCK && errno != EINTR) {
+            throw Error(codeOfErrno(errno), "lock of " + path_ + ": " + std::strerror(errno));
+        } else if (std::chrono::steady_clock::now() > until) {
+            throw Error(kBusy, "another process holds the lock of " + path_);
+        } else {
+            std::this_thread::sleep_for(kLockPause);
+        }
+    }
+}
+
+bool FolderLock::lockedFileIsThere() const noexcept {
+    struct stat locked {};
+    struct stat there {};
+    return fstat(file_.get(), &locked) == 0 && lstat(path_.c_str(), &there) == 0 &&
+           locked.st_dev == there.st_dev && locked.st_ino == there.st_ino;
+}
+
+bool FolderLock::firstUse() const noexcept {
+    return madeByThisThread;
+}
+
+void FolderLock::setIdentity(const std::string &identity) {
+    requireMaking(path_);
+    identity_ = identity;
+    const std::string line = identity + "\n";
+    if (ftruncate(file_.get(), 0) != 0 ||
+        pwrite(file_.get(), line.data(), line.size(), 0) != static_cast<ssize_t>(line.size())) {
+        throw Error(codeOfErrno(errno), path_ + ": " + std::strerror(errno));
+    }
+}
+
+void FolderLock::adoptIdentity(const std::string &identity) {
+    if (makesNothing()) {
+        identity_ = identity;
+        return;
+    }
+    try {
+        setIdentity(identity);
+    } catch (const Error &error) {
+        note(OZULOG_ERROR, "ozudb", error.what());
+    }
+}
+
+// A folder without a database is used for the first time. In every other one the identity was damaged or
+// removed, perhaps while the panel runs: the processes that start now must find the others.
+void FolderLock::repairIdentity() {
+    struct stat found {};
+    if (lstat(databasePath(folder_).c_str(), &found) != 0) {
+        madeByThisThread = true;
+        setIdentity(newIdentity());
+        return;
+    }
+    const std::string inUse = identityInUse(folder_, {});
+    if (wasThere_ || !inUse.empty()) { // a copy of another panel's folder has none, and gets one quietly
+        note(OZULOG_CRITICAL, "ozudb",
+             "identity " + path_ + " was " + (wasThere_ ? "empty or damaged" : "missing") + "; " +
+                 (inUse.empty() ? "no panel runs with this folder, so it has a new one"
+                                : "it is again the one that the running panel uses"));
+    }
+    if (inUse.empty()) {
+        setIdentity(newIdentity());
+    } else {
+        adoptIdentity(inUse);
     }
 }
 
 std::string existingIdentity(const std::string &folder) {
     const std::string path = folder + kIdentityFile;
-    const Descriptor file = openFile(path.c_str(), O_RDONLY);
-    return file ? readIdentity(file.get()) : std::string();
+    struct stat found {};
+    if (lstat(path.c_str(), &found) != 0) {
+        return {};
+    }
+    const Descriptor file = openOwnFile(path, O_RDONLY);
+    return readIdentity(file.get());
 }
 
 } // namespace ozu::platform

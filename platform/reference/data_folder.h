@@ -3,6 +3,7 @@
 
 #include "descriptor.h"
 
+#include <cstdint>
 #include <string>
 
 namespace ozu::platform {
@@ -16,11 +17,24 @@ bool makesNothing() noexcept;
 // Throws kNothingThere for a process that makes nothing.
 void requireMaking(const std::string &what);
 
+// The database's file in it.
+std::string databasePath(const std::string &folder);
+
 // Creates the folder (0700) if need be; throws Error when it cannot be used.
 void requireFolder(const std::string &path);
 
+// Tells the folder from every other one, also after it was renamed.
+struct FolderMark {
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    std::int64_t born = 0; // nanoseconds since 1970; 0 where the file system does not know
+
+    bool operator==(const FolderMark &) const = default;
+};
+FolderMark markOf(const std::string &folder);
+
 // Holds the folder's lock between processes: while one opens the database or creates the shared segment, no
-// other does. Ends with the process at the latest.
+// other does. Waits for another process's at most 10 s. Ends with the process at the latest.
 class FolderLock {
   public:
     explicit FolderLock(const std::string &folder);
@@ -29,15 +43,32 @@ class FolderLock {
     FolderLock &operator=(const FolderLock &) = delete;
 
     // The folder's identity, 32 hexadecimal digits, made when the folder is used first. It names what
-    // belongs to the folder but lives elsewhere: the shared segment.
+    // belongs to the folder but lives elsewhere: the shared segment. One that was damaged is taken from the
+    // segment that the running panel uses, else made anew; the log tells.
     [[nodiscard]] const std::string &identity() const noexcept { return identity_; }
+    // From now on the folder has this one; throws Error when it cannot be stored.
+    void setIdentity(const std::string &identity);
+    // The one that the running panel uses: it holds for this process even when it cannot be stored.
+    void adoptIdentity(const std::string &identity);
+    // The folder had no identity before this thread took the lock: nobody has used it yet.
+    [[nodiscard]] bool firstUse() const noexcept;
 
   private:
-    void readOrMakeIdentity(const std::string &path);
+    void open();
+    void lock();
+    [[nodiscard]] bool lockedFileIsThere() const noexcept;
+    void repairIdentity();
 
+    std::string path_;
+    const std::string folder_;
     Descriptor file_;
+    bool wasThere_ = false; // the file, before this lock was made
     std::string identity_;
 };
+
+inline constexpr std::size_t kIdentityDigits = 32;
+// So many random hexadecimal digits; throws Error when there are none.
+std::string newIdentity();
 
 // Identity of a folder that has been used before; empty otherwise.
 std::string existingIdentity(const std::string &folder);

@@ -1,7 +1,7 @@
 #include "database_file.h"
 
 #include "data_folder.h"
-#include "descriptor.h"
+#include "own_file.h"
 
 #include <fcntl.h>
 
@@ -28,6 +28,7 @@ Code codeOfResult(int extended, int systemError) noexcept {
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
     case SQLITE_SCHEMA:
+    case SQLITE_ERROR: // our statements are right: a table is missing, or has another shape
         return kCorrupt;
     case SQLITE_CANTOPEN:
         return systemError == 0 ? kCannotOpen : codeOfErrno(systemError);
@@ -42,24 +43,50 @@ Code codeOfResult(int extended, int systemError) noexcept {
     }
 }
 
-// The file is made by us, so that it never exists with other rights; its log files take over its mode.
-void makeFile(const std::string &path) {
-    const Descriptor file = openFile(path.c_str(), O_RDWR | (makesNothing() ? 0 : O_CREAT), 0600);
-    if (!file) {
-        if (errno == ENOENT) {
-            requireMaking("database " + path);
-        }
-        throw Error(codeOfErrno(errno), "database " + path + ": " + std::strerror(errno));
+// The file is made by us, so that it never exists with other rights; its log files take over its mode. SQLite
+// opens all four by name: nothing of somebody else's may be there.
+void requireFiles(const std::string &path) {
+    for (const char *suffix : {"-wal", "-shm", "-journal"}) {
+        requireOwnFileOrNone(path + suffix);
+    }
+    struct stat found {};
+    if (lstat(path.c_str(), &found) != 0) {
+        requireMaking("database " + path);
+    }
+    Descriptor file;
+    try {
+        file = openOwnFile(path, O_RDWR | O_CREAT);
+    } catch (const Error &error) {
+        throw Error(error.code(), std::string("database ") + error.what());
+    }
+    if (closeToOthers(file.get())) {
+        note(OZULOG_WARNING, "ozudb", path + " was open to other users; it is no longer");
     }
 }
 
 } // namespace
 
 DatabaseFile::DatabaseFile(const std::string &path) : path_(path) {
-    makeFile(path);
+    open();
+    sqlite3_db_config(handle_.get(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    run("PRAGMA journal_mode=WAL");
+    run("PRAGMA synchronous=FULL");
+    run("PRAGMA foreign_keys=ON");
+}
+
+DatabaseFile::DatabaseFile(const std::string &path, ForRepair /*repair*/) : path_(path) {
+    open();
+    sqlite3_db_config(handle_.get(), SQLITE_DBCONFIG_DEFENSIVE, 0, nullptr);
+    run("PRAGMA writable_schema=ON");
+    run("PRAGMA synchronous=FULL");
+    run("PRAGMA temp_store=MEMORY");
+}
+
+void DatabaseFile::open() {
+    requireFiles(path_);
     sqlite3 *handle = nullptr;
     const int result =
-        sqlite3_open_v2(path.c_str(), &handle,
+        sqlite3_open_v2(path_.c_str(), &handle,
                         SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_PRIVATECACHE, nullptr);
     handle_.reset(handle);
     if (result != SQLITE_OK) {
@@ -67,11 +94,7 @@ DatabaseFile::DatabaseFile(const std::string &path) : path_(path) {
     }
     sqlite3_extended_result_codes(handle, 1);
     sqlite3_busy_timeout(handle, kBusyMilliseconds);
-    sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-    run("PRAGMA journal_mode=WAL");
-    run("PRAGMA synchronous=FULL");
-    run("PRAGMA foreign_keys=ON");
 }
 
 void DatabaseFile::fail(const std::string &what) const {

@@ -15,10 +15,14 @@ namespace ozu::platform {
 
 class Statement;
 
+struct ForRepair {};
+
 class DatabaseFile {
   public:
     // Opens or creates the file with the settings that every connection of the platform uses.
     explicit DatabaseFile(const std::string &path);
+    // Opens a file that may be damaged, in such a way that its list of tables can be changed.
+    DatabaseFile(const std::string &path, ForRepair repair);
 
     void run(const char *sql);
     [[nodiscard]] Statement prepare(const char *sql);
@@ -26,10 +30,12 @@ class DatabaseFile {
     [[nodiscard]] int changes() const noexcept { return sqlite3_changes(handle_.get()); }
     // Forgets the connection without touching the file, in a child process that inherited it.
     void abandon() noexcept { static_cast<void>(handle_.release()); }
+    [[nodiscard]] const std::string &path() const noexcept { return path_; }
     [[noreturn]] void fail(const std::string &what) const;
 
   private:
     friend class Statement;
+    void open();
     struct Close {
         void operator()(sqlite3 *handle) const noexcept { sqlite3_close_v2(handle); }
     };

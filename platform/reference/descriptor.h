@@ -37,10 +37,11 @@ class Descriptor {
 };
 
 // Opens a file close-on-exec, never as one of the descriptors 0 to 2: a process that was started with these
-// closed must not write its messages into our files.
+// closed must not write its messages into our files. Never follows a link, never waits for a FIFO's other
+// end.
 inline Descriptor openFile(const char *path, int flags, unsigned mode = 0) noexcept {
     constexpr int kFirstOwn = 3;
-    Descriptor file(::open(path, flags | O_CLOEXEC | O_NOFOLLOW, mode));
+    Descriptor file(::open(path, flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, mode));
     if (file && file.get() < kFirstOwn) {
         return Descriptor(::fcntl(file.get(), F_DUPFD_CLOEXEC, kFirstOwn));
     }

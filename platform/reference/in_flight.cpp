@@ -35,9 +35,8 @@ InFlightPlace::InFlightPlace(Segment *segment, const char *process, std::uint32_
     for (auto &slot : segment->header.inFlight) {
         if (takeOver(slot.owner)) {
             slot.unacknowledged.store(0);
-            slot.lostAt.store(0);
+            slot.lostAt.store(secondsSinceBoot()); // not connected yet
             slot.patience.store(patienceSeconds);
-            slot.takenOver.store(0);
             slot.pid = getpid();
             slot.process.fill('\0');
             std::strncpy(slot.process.data(), process, slot.process.size() - 1);
@@ -67,21 +66,19 @@ void InFlightPlace::setConnected(bool connected) noexcept {
     }
 }
 
-void InFlightPlace::takeOverName() noexcept {
+bool InFlightPlace::findRival(bool connected) const noexcept {
     if (slot_ == nullptr) {
-        return;
+        return false;
     }
-    slot_->takenOver.store(0);
     for (auto &other : segment_->header.inFlight) {
         if (&other != slot_ && other.used.load(std::memory_order_acquire) != 0 &&
-            std::strncmp(other.process.data(), slot_->process.data(), other.process.size()) == 0) {
-            other.takenOver.store(1);
+            (!connected || other.lostAt.load() == 0) &&
+            std::strncmp(other.process.data(), slot_->process.data(), other.process.size()) == 0 &&
+            ownerLives(other)) {
+            return true;
         }
     }
-}
-
-bool InFlightPlace::takenOver() const noexcept {
-    return slot_ != nullptr && slot_->takenOver.load() != 0;
+    return false;
 }
 
 void InFlightPlace::setCount(std::uint32_t unacknowledged) noexcept {

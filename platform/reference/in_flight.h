@@ -17,14 +17,16 @@ class InFlightPlace {
 
     [[nodiscard]] bool visible() const noexcept { return slot_ != nullptr; }
     void setConnected(bool connected) noexcept;
-    // The broker has accepted this session: older ones of the same name, which it has thrown out, must not
-    // come back and throw this one out in turn.
-    void takeOverName() noexcept;
-    [[nodiscard]] bool takenOver() const noexcept;
+    // Other living sessions of the same name, in whatever state, and connected ones only. The broker has but
+    // one session of a name, so with a connected rival one of the two is about to be thrown out.
+    [[nodiscard]] bool hasRival() const noexcept { return findRival(false); }
+    [[nodiscard]] bool hasConnectedRival() const noexcept { return findRival(true); }
     // May be called from any thread.
     void setCount(std::uint32_t unacknowledged) noexcept;
 
   private:
+    [[nodiscard]] bool findRival(bool connected) const noexcept;
+
     Segment *segment_ = nullptr;
     SharedInFlight *slot_ = nullptr;
 };

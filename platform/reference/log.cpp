@@ -23,6 +23,7 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 namespace ozu::platform {
 
@@ -32,13 +33,15 @@ constexpr const char *kTimePattern = "%Y-%m-%dT%H:%M:%S.%eZ %v";
 constexpr const char *kRemoteTopic = "Multicast/REMOTE_LOG";
 constexpr const char *kOwnSource = "ozu_platform";
 constexpr int kLevelStep = 10000;
+constexpr int kEarlyLevel = OZULOG_CRITICAL;
 constexpr int kDefaultLargest = 1024 * 1024;
 constexpr int kDefaultOlderFiles = 4;
 
 struct Log {
-    std::mutex mutex; // of the two below and of the sinks
+    std::mutex mutex; // of what is below, up to the numbers, and of the sinks
     std::string process;
     std::unique_ptr<spdlog::logger> logger;
+    std::vector<std::string> early;  // what the platform had to say of itself before there was a file
     std::atomic<int> lowestLevel{0}; // everything is kept until ozulog_init
     std::atomic<std::uint32_t> settingsSeen{0};
     std::atomic<bool> opened{false};
@@ -93,14 +96,35 @@ bool kept(Log &log, int level) noexcept {
     return level >= log.lowestLevel.load(std::memory_order_relaxed);
 }
 
+// Lines that went to standard error alone, which a daemon has closed.
+void keepEarlyLine(Log &log, int level, const std::string &line) {
+    constexpr std::size_t kMost = 64;
+    if (!log.opened.load() && level >= kEarlyLevel && log.early.size() < kMost) {
+        log.early.push_back(line);
+    }
+}
+
+void writeEarlyLines(Log &log, const spdlog::sink_ptr &file) {
+    spdlog::logger logger("ozu", file);
+    logger.set_formatter(
+        std::make_unique<spdlog::pattern_formatter>(kTimePattern, spdlog::pattern_time_type::utc, "\n"));
+    for (const std::string &line : log.early) {
+        logger.info(spdlog::string_view_t(line));
+    }
+    log.early.clear();
+}
+
 void write(Log &log, int level, const LinePosition &position, std::string_view text) {
     const std::lock_guard guard(log.mutex);
     if (!log.logger) {
         log.logger = makeLogger({});
     }
     const std::string &process = log.process.empty() ? program_invocation_short_name : log.process;
-    log.logger->log(spdlog::level::info,
-                    spdlog::string_view_t(lineBody(level, process, getpid(), position, text)));
+    const std::string line = lineBody(level, process, getpid(), position, text);
+    if (position.source == kOwnSource) {
+        keepEarlyLine(log, level, line);
+    }
+    log.logger->log(spdlog::level::info, spdlog::string_view_t(line));
 }
 
 // Runs the body of a log call; the caller's errno is left alone.
@@ -137,9 +161,11 @@ void open(Log &log, const char *processName) {
     } catch (const Error &error) {
         note(OZULOG_ERROR, "ozulog_init", error.what()); // the log works without the database
     }
-    auto logger = makeLogger({std::make_shared<FileSink>(folder + "/" + processName + ".log",
-                                                         static_cast<std::size_t>(largest), olderFiles)});
+    const auto fileSink = std::make_shared<FileSink>(folder + "/" + processName + ".log",
+                                                     static_cast<std::size_t>(largest), olderFiles);
+    auto logger = makeLogger({fileSink});
     const std::lock_guard guard(log.mutex);
+    writeEarlyLines(log, fileSink);
     log.process = processName;
     log.logger = std::move(logger);
     log.lowestLevel.store(level);
@@ -168,6 +194,7 @@ void forgetLog() noexcept {
     log.opened.store(false);
     log.lowestLevel.store(0);
     log.process.clear();
+    log.early.clear();
     log.logger.reset();
 }
 

@@ -2,6 +2,7 @@
 
 #include "severity.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -12,27 +13,55 @@ namespace {
 // Room for the time, its blank and the line feed.
 constexpr std::size_t kTimeRoom = 32;
 
+struct Range {
+    char32_t first;
+    char32_t last;
+};
+
+// Characters that nobody sees, or that change how a terminal shows others: controls, marks and overrides of
+// direction, line and paragraph separators, joiners, tags, and what is no character at all.
+constexpr std::array<Range, 14> kUnprintable{{{0x0000, 0x001F},
+                                              {0x007F, 0x009F},
+                                              {0x00AD, 0x00AD},
+                                              {0x061C, 0x061C},
+                                              {0x180E, 0x180E},
+                                              {0x200B, 0x200F},
+                                              {0x2028, 0x202E},
+                                              {0x2060, 0x206F},
+                                              {0xD800, 0xDFFF},
+                                              {0xFDD0, 0xFDEF},
+                                              {0xFEFF, 0xFEFF},
+                                              {0xFFF9, 0xFFFB},
+                                              {0xFFFE, 0xFFFF},
+                                              {0xE0000, 0xE0FFF}}};
+
+constexpr bool isPrintable(char32_t character) noexcept {
+    return std::none_of(kUnprintable.begin(), kUnprintable.end(), [=](const Range &range) {
+        return character >= range.first && character <= range.last;
+    });
+}
+
 // Length of the well-formed, printable UTF-8 character at the start of the text, 0 for none.
 std::size_t printableLength(std::string_view text) noexcept {
     const auto at = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     const unsigned char first = at(0);
     if (first < 0x80) {
-        return first >= 0x20 && first != 0x7F ? 1 : 0;
+        return isPrintable(first) ? 1 : 0;
     }
     const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
     if (first < 0xC2 || first > 0xF4 || text.size() < length) {
         return 0;
     }
+    constexpr std::array<unsigned char, 5> kFirstBits{0, 0, 0x1F, 0x0F, 0x07};
+    char32_t character = first & kFirstBits[length];
     for (std::size_t i = 1; i < length; ++i) {
         if ((at(i) & 0xC0) != 0x80) {
             return 0;
         }
+        character = character << 6 | (at(i) & 0x3F);
     }
-    const unsigned char second = at(1);
-    const bool control = first == 0xC2 && second < 0xA0; // U+0080 to U+009F
-    const bool overlong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
-    const bool outside = (first == 0xED && second >= 0xA0) || (first == 0xF4 && second >= 0x90);
-    return control || overlong || outside ? 0 : length;
+    constexpr std::array<char32_t, 5> kLeast{0, 0, 0x80, 0x800, 0x10000}; // a shorter form would do
+    return character >= kLeast[length] && character <= 0x10FFFF && isPrintable(character) ? length : 0;
 }
 
 std::string escapedByte(unsigned char byte) {

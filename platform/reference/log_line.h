@@ -20,8 +20,9 @@ struct LinePosition {
 // The formatted text of a call; cut where it would not fit a line.
 std::string formatText(const char *format, std::va_list arguments) __attribute__((format(printf, 1, 0)));
 
-// Text in one line of printable UTF-8: control characters and bytes that are not UTF-8 become \n, \t, \r or
-// \xNN, a backslash becomes two. Cut to at most the given bytes, which then end in "...".
+// Text in one line of printable UTF-8: the bytes of control and other unprintable characters, and those that
+// are not UTF-8, become \n, \t, \r or \xNN, a backslash becomes two. Cut to at most the given bytes, which
+// then end in "...".
 std::string escaped(std::string_view text, std::size_t most);
 
 // Everything after the time: "level letter process[pid] source function:line text".

@@ -1,6 +1,7 @@
 #include "log_sinks.h"
 
 #include "errors.h"
+#include "own_file.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -10,19 +11,28 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 namespace ozu::platform {
 
 FileSink::FileSink(std::string path, std::size_t largest, int olderFiles)
-    : path_(std::move(path)), largest_(largest), olderFiles_(olderFiles) {
-    open();
-    if (!file_) {
-        throw Error(codeOfErrno(errno), "log file " + path_ + ": " + std::strerror(errno));
-    }
+    : path_(std::move(path)), largest_(largest), olderFiles_(olderFiles), file_(open()) {}
+
+Descriptor FileSink::open() const {
+    requireOwnFolder(path_.substr(0, path_.rfind('/')));
+    Descriptor file = openOwnFile(path_, O_WRONLY | O_APPEND | O_CREAT);
+    closeToOthers(file.get());
+    return file;
 }
 
-void FileSink::open() {
-    file_ = openFile(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT, 0600);
+// The file that is there now; the one of before when that cannot be opened.
+void FileSink::reopen() {
+    try {
+        file_ = open();
+        cutLine_ = false;
+    } catch (const Error &) {
+        // Standard error has the lines, too.
+    }
 }
 
 // Several processes may write to one file, and any of them may rotate it: each line looks first where the
@@ -30,11 +40,10 @@ void FileSink::open() {
 void FileSink::followOrRotate() {
     struct stat current {};
     struct stat ours {};
-    const bool exists = stat(path_.c_str(), &current) == 0;
+    const bool exists = lstat(path_.c_str(), &current) == 0;
     if (!exists || !file_ || fstat(file_.get(), &ours) != 0 || current.st_ino != ours.st_ino ||
         current.st_dev != ours.st_dev) {
-        open();
-        cutLine_ = false;
+        reopen();
         return;
     }
     if (static_cast<std::size_t>(current.st_size) >= largest_) {
@@ -43,24 +52,38 @@ void FileSink::followOrRotate() {
 }
 
 void FileSink::rotate() {
-    const std::string lockPath = path_.substr(0, path_.rfind('/')) + "/.rotate";
-    const Descriptor lock = openFile(lockPath.c_str(), O_RDWR | O_CREAT, 0600);
-    // Whoever is late finds the file rotated already and only follows.
-    if (!lock || flock(lock.get(), LOCK_EX) != 0) {
+    try {
+        // The lock is that of the file to be moved. Whoever is late, or finds it taken, only follows.
+        const Descriptor lock = open();
+        struct stat locked {};
+        struct stat current {};
+        if (flock(lock.get(), LOCK_EX | LOCK_NB) == 0 && fstat(lock.get(), &locked) == 0 &&
+            lstat(path_.c_str(), &current) == 0 && locked.st_ino == current.st_ino &&
+            locked.st_dev == current.st_dev && static_cast<std::size_t>(current.st_size) >= largest_) {
+            moveAway();
+        }
+    } catch (const Error &) {
         return;
     }
-    struct stat current {};
-    if (stat(path_.c_str(), &current) == 0 && static_cast<std::size_t>(current.st_size) >= largest_) {
-        for (int number = olderFiles_; number > 0; --number) {
-            const std::string newer = number == 1 ? path_ : path_ + "." + std::to_string(number - 1);
-            static_cast<void>(std::rename(newer.c_str(), (path_ + "." + std::to_string(number)).c_str()));
-        }
-        if (olderFiles_ == 0) {
-            static_cast<void>(::unlink(path_.c_str()));
+    reopen();
+}
+
+// Older files move on by one; whatever else has the name of one is left where it is.
+void FileSink::moveAway() const {
+    std::vector<std::string> names{path_};
+    for (int number = 1; number <= olderFiles_; ++number) {
+        const std::string name = path_ + "." + std::to_string(number);
+        struct stat found {};
+        if (lstat(name.c_str(), &found) != 0 || S_ISREG(found.st_mode)) {
+            names.push_back(name);
         }
     }
-    open();
-    cutLine_ = false;
+    for (std::size_t older = names.size() - 1; older > 0; --older) {
+        static_cast<void>(std::rename(names[older - 1].c_str(), names[older].c_str()));
+    }
+    if (names.size() == 1) {
+        static_cast<void>(::unlink(path_.c_str()));
+    }
 }
 
 void FileSink::sink_it_(const spdlog::details::log_msg &message) {

@@ -12,7 +12,8 @@ namespace ozu::platform {
 
 using UnlockedSink = spdlog::sinks::base_sink<spdlog::details::null_mutex>; // the log has a lock of its own
 
-// Appends each line with one write. Lines that do not fit a full disk are lost, never waited for.
+// Appends each line with one write. Lines that do not fit a full disk are lost, never waited for. Where
+// something else than a log file stands in its place, lines go on to the file that was there before.
 class FileSink : public UnlockedSink {
   public:
     // Opens the file; throws Error when it cannot be opened.
@@ -23,9 +24,11 @@ class FileSink : public UnlockedSink {
     void flush_() override {}
 
   private:
-    void open();
+    [[nodiscard]] Descriptor open() const;
+    void reopen();
     void followOrRotate();
     void rotate();
+    void moveAway() const;
 
     std::string path_;
     std::size_t largest_;

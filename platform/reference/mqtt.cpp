@@ -2,6 +2,7 @@
 
 #include <mqttc.h>
 
+#include "bus_text.h"
 #include "errors.h"
 #include "mqtt_session.h"
 #include "severity.h"
@@ -116,7 +117,7 @@ void mqttc_disconnect(void) {
 
 int ozumqttc_topicSubscribe(const char *topic) {
     return guarded(__func__, [&]() -> int {
-        if (topic == nullptr || *topic == '\0') {
+        if (topic == nullptr || !isSubscribable(topic)) {
             return kInvalidArgument;
         }
         const auto session = ownSession();
@@ -131,10 +132,11 @@ int ozumqttc_messagePublish(const char *topic, unsigned int payloadLength, const
             return kInvalidArgument;
         }
         const auto *bytes = static_cast<const unsigned char *>(payload);
-        return publishOnSession({topic, senderLabel != nullptr ? senderLabel : "", messageClass, command,
-                                 payloadLength == 0
-                                     ? std::vector<unsigned char>()
-                                     : std::vector<unsigned char>(bytes, bytes + payloadLength)});
+        BusMessage message{topic, senderLabel != nullptr ? senderLabel : "", messageClass, command,
+                           payloadLength == 0 ? std::vector<unsigned char>()
+                                              : std::vector<unsigned char>(bytes, bytes + payloadLength)};
+        // What can never be sent is refused, whether there is a session or not.
+        return isSendable(message) ? publishOnSession(std::move(message)) : int{kInvalidArgument};
     });
 }
 

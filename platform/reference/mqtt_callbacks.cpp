@@ -23,7 +23,15 @@ namespace {
 
 constexpr int kReceiveMaximum = 65535; // a bound lets acknowledged messages wait in the broker, unsaved
 constexpr int kRefused = 0x80;         // MQTT 5 reasons from here on are failures
+constexpr int kShuttingDown = 0x8B;
+constexpr int kKeepAliveTimeout = 0x8D;
 constexpr int kSessionTakenOver = 0x8E;
+constexpr std::uint32_t kUnbounded = 0xFFFFFFFF;
+
+// The broker ended the session, but for nothing that it was sent.
+bool isNobodysFault(int reason) noexcept {
+    return reason == kShuttingDown || reason == kKeepAliveTimeout || reason == kSessionTakenOver;
+}
 
 int userNumber(const std::string &text) noexcept {
     int value = 0;
@@ -48,8 +56,8 @@ struct MqttSession::Callbacks {
             note(OZULOG_ERROR, "mqttc_connect", error.what());
         }
     }
-    static void connect(mosquitto *, void *session, int reason, int, const mosquitto_property *) {
-        shielded(session, [=](MqttSession &self) { self.onConnect(reason); });
+    static void connect(mosquitto *, void *session, int reason, int, const mosquitto_property *properties) {
+        shielded(session, [=](MqttSession &self) { self.onConnect(reason, properties); });
     }
     static void disconnect(mosquitto *, void *session, int reason, const mosquitto_property *) {
         shielded(session, [=](MqttSession &self) { self.onDisconnect(reason); });
@@ -78,16 +86,27 @@ MqttSession::MqttSession(std::string host, int port, std::string name, const Ozu
     if (wakeUp_ < 0) {
         throw Error(kInternal, std::string("eventfd: ") + std::strerror(errno));
     }
-    // The session outlives a connection: what others publish meanwhile is delivered after the reconnection.
+    try {
+        renewClient();
+    } catch (...) {
+        close(wakeUp_);
+        throw;
+    }
+}
+
+// Each connection has a client of its own: the library would send again whatever was under way, in the same
+// order and for ever. This session keeps its messages itself.
+void MqttSession::renewClient() {
+    mosquitto_destroy(client_);
+    // The broker's session outlives a connection: what others publish meanwhile is delivered after the
+    // reconnection.
     client_ = mosquitto_new(name_.c_str(), false, this);
     if (client_ == nullptr) {
-        const int error = errno;
-        close(wakeUp_);
-        throw Error(error == ENOMEM ? kOutOfMemory : kInvalidArgument,
+        throw Error(errno == ENOMEM ? kOutOfMemory : kInvalidArgument,
                     "bus session " + name_ + " cannot be made");
     }
     mosquitto_int_option(client_, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
-    mosquitto_int_option(client_, MOSQ_OPT_SEND_MAXIMUM, kMostSent);
+    mosquitto_int_option(client_, MOSQ_OPT_SEND_MAXIMUM, static_cast<int>(kMostSent));
     mosquitto_int_option(client_, MOSQ_OPT_RECEIVE_MAXIMUM, kReceiveMaximum);
     mosquitto_int_option(client_, MOSQ_OPT_TCP_NODELAY, 1);
     mosquitto_connect_v5_callback_set(client_, Callbacks::connect);
@@ -102,7 +121,7 @@ MqttSession::~MqttSession() {
     close(wakeUp_);
 }
 
-void MqttSession::onConnect(int reason) {
+void MqttSession::onConnect(int reason, const mqtt5__property *properties) {
     if (reason != 0) {
         refusal_ = reason;
         note(OZULOG_ERROR, "mqttc_connect",
@@ -111,14 +130,19 @@ void MqttSession::onConnect(int reason) {
     }
     accepted_ = true;
     subscribing_.clear();
+    std::uint32_t mostBytes = 0;
+    const bool bounded = mosquitto_property_read_int32(properties, MQTT_PROP_MAXIMUM_PACKET_SIZE, &mostBytes,
+                                                       false) != nullptr;
     const std::lock_guard guard(mutex_);
-    if (place_ != nullptr) {
-        place_->takeOverName();
-    }
+    mostPacketBytes_ = bounded ? mostBytes : kUnbounded;
+    undecidedUntil_ = Clock::now() + kRivalPatience;
     newTopics_.insert(newTopics_.begin(), topics_.begin(), topics_.end());
 }
 
 void MqttSession::onDisconnect(int reason) {
+    const bool spoken = reason >= kRefused;
+    endedByBroker_ = accepted_ && (spoken ? !isNobodysFault(reason)
+                                          : reason == MOSQ_ERR_CONN_LOST || reason == MOSQ_ERR_ERRNO);
     accepted_ = false;
     if (reason == kSessionTakenOver) {
         const std::lock_guard guard(mutex_);
@@ -126,25 +150,26 @@ void MqttSession::onDisconnect(int reason) {
     } else if (reason != 0) {
         note(OZULOG_WARNING, "mqttc_connect",
              std::string("connection to the broker lost: ") +
-                 (reason >= kRefused ? mosquitto_reason_string(reason) : mosquitto_strerror(reason)));
+                 (spoken ? mosquitto_reason_string(reason) : mosquitto_strerror(reason)));
     }
 }
 
 void MqttSession::onAcknowledged(int mid, int reason) {
-    if (reason >= kRefused) {
-        note(OZULOG_ERROR, "ozumqttc_messagePublish",
-             std::string("the broker refused a message: ") + mosquitto_reason_string(reason));
-    }
-    const auto found = sent_.find(mid);
+    const auto found = std::find_if(sent_.begin(), sent_.end(),
+                                    [mid](const Outgoing &outgoing) { return outgoing.mid == mid; });
     if (found == sent_.end()) {
         return;
     }
-    const std::size_t bytes = found->second;
+    if (reason >= kRefused) {
+        giveUp(*found, std::string("the broker refused it: ") + mosquitto_reason_string(reason));
+    } else {
+        const std::lock_guard guard(mutex_);
+        --unacknowledged_;
+        unacknowledgedBytes_ -= found->message.payload.size();
+        updateCount();
+    }
     sent_.erase(found);
-    const std::lock_guard guard(mutex_);
-    --unacknowledged_;
-    unacknowledgedBytes_ -= bytes;
-    updateCount();
+    cautiously_ -= cautiously_ > 0 ? 1 : 0;
 }
 
 void MqttSession::onSubscribed(int mid, int reason) {
@@ -160,10 +185,14 @@ void MqttSession::onSubscribed(int mid, int reason) {
              "the broker refused the subscription of " + topic + ": " + mosquitto_reason_string(reason));
     }
     const std::lock_guard guard(mutex_);
+    answerSubscription(topic, refused ? int{kBrokerRefused} : 0);
+}
+
+void MqttSession::answerSubscription(const std::string &topic, int result) {
     if (const auto asked = asked_.find(topic); asked != asked_.end()) {
-        asked->second = {refused ? int{kBrokerRefused} : 0, true};
+        asked->second = {result, true};
     }
-    if (refused) {
+    if (result != 0) {
         std::erase(topics_, topic);
     }
     changed_.notify_all();

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <random>
 
 namespace ozu::platform {
@@ -46,10 +47,9 @@ Properties sessionExpiry(std::uint32_t seconds) {
     return Properties(raw);
 }
 
-// The library keeps the message and sends it once there is a connection.
-bool keptByLibrary(int result) noexcept {
-    return result == MOSQ_ERR_SUCCESS || result == MOSQ_ERR_NO_CONN || result == MOSQ_ERR_CONN_LOST ||
-           result == MOSQ_ERR_ERRNO;
+// The message was fine, the connection was not.
+bool isConnectionsFault(int result) noexcept {
+    return result == MOSQ_ERR_NO_CONN || result == MOSQ_ERR_CONN_LOST || result == MOSQ_ERR_ERRNO;
 }
 
 int patienceSetting() noexcept {
@@ -64,66 +64,89 @@ int patienceSetting() noexcept {
 
 void MqttSession::run() noexcept {
     pthread_setname_np(pthread_self(), "ozu-bus");
-    try {
-        InFlightPlace place(trySharedSegment(), name_.c_str(), static_cast<std::uint32_t>(patienceSetting()));
-        if (!place.visible()) {
-            note(OZULOG_WARNING, "mqttc_connect",
-                 "other processes cannot see this process's messages in flight");
-        }
-        {
-            const std::lock_guard guard(mutex_);
-            place_ = &place;
-        }
-        serve();
+    InFlightPlace place(trySharedSegment(), name_.c_str(), static_cast<std::uint32_t>(patienceSetting()));
+    if (!place.visible()) {
+        note(OZULOG_WARNING, "mqttc_connect", "other processes cannot see this process's messages in flight");
+    }
+    {
         const std::lock_guard guard(mutex_);
-        place_ = nullptr;
+        place_ = &place;
+    }
+    try {
+        serve();
     } catch (const std::exception &error) {
         note(OZULOG_ERROR, "mqttc_connect", error.what());
-        const std::lock_guard guard(mutex_);
-        place_ = nullptr;
     }
-    setPhase(Phase::Ended, kInternal);
+    end();
 }
 
-void MqttSession::serve() {
-    while (serveOnce()) {
-        setPhase(Phase::Lost, 0);
-        waitBeforeRetry();
-        const std::lock_guard guard(mutex_);
-        if (stopping_ || leftToAnother()) {
-            break;
-        }
-    }
+// From here on nothing is accepted any more; what was and has not been acknowledged is told.
+void MqttSession::end() {
     const std::lock_guard guard(mutex_);
+    place_->setCount(0);
+    place_ = nullptr;
+    if (phase_ == Phase::Starting && startResult_ == 0) {
+        startResult_ = kInternal;
+    }
+    phase_ = Phase::Ended;
+    changed_.notify_all();
     if (unacknowledged_ != 0) {
         note(OZULOG_ERROR, "mqttc_disconnect",
              std::to_string(unacknowledged_) + " messages were not acknowledged by the broker");
     }
 }
 
-// One connection, from the attempt to its loss. @return true when another one is to follow
-bool MqttSession::serveOnce() {
-    const int result = connectOnce();
-    if (result == 0) {
-        const auto since = Clock::now();
-        serveConnection();
-        // A connection that is lost again and again is not tried more often than one that never comes.
-        if (Clock::now() - since > kLastingConnection) {
-            failures_ = 0;
+void MqttSession::serve() {
+    while (serveOnce()) {
+        setPhase(Phase::Lost, 0);
+        if (isThrownOut()) {
+            return;
+        }
+        waitBeforeRetry();
+        const std::lock_guard guard(mutex_);
+        if (mustLeave()) {
+            return;
         }
     }
+}
+
+// One connection, from the attempt to its loss. @return true when another one is to follow
+bool MqttSession::serveOnce() {
+    int result = kInternal;
+    try {
+        result = connectOnce();
+        if (result == 0) {
+            const auto since = Clock::now();
+            serveConnection();
+            // A connection that is lost again and again is not tried more often than one that never comes.
+            if (Clock::now() - since > kLastingConnection) {
+                failures_ = 0;
+            }
+        }
+    } catch (const std::exception &error) { // out of memory: a later connection may have it
+        note(OZULOG_ERROR, "mqttc_connect", error.what());
+    }
+    takeBack();
     const std::lock_guard guard(mutex_);
     if (phase_ == Phase::Starting) { // the first attempt decides what mqttc_connect returns
         startResult_ = result;
         return false;
     }
-    return !stopping_ && !leftToAnother();
+    return !mustLeave();
 }
 
-// Another process has connected under our name. With mutex_ held.
-bool MqttSession::leftToAnother() {
-    if (!takenOver_ && place_ != nullptr && place_->takenOver()) {
-        noteTakenOver();
+// The broker keeps but one session of a name. Where it said goodbye to this one without a reason that came
+// through, a connected session of the same name is reason enough.
+bool MqttSession::isThrownOut() {
+    constexpr std::chrono::milliseconds kPause{20};
+    const auto until = Clock::now() + kRivalPatience;
+    std::unique_lock lock(mutex_);
+    while (!takenOver_ && !stopping_ && place_ != nullptr && place_->hasRival() && Clock::now() < until) {
+        if (place_->hasConnectedRival()) {
+            noteTakenOver();
+        } else {
+            changed_.wait_for(lock, kPause);
+        }
     }
     return takenOver_;
 }
@@ -135,7 +158,9 @@ void MqttSession::noteTakenOver() {
 }
 
 int MqttSession::connectOnce() {
+    renewClient();
     accepted_ = false;
+    endedByBroker_ = false;
     refusal_ = 0;
     const Properties properties = sessionExpiry(kSessionExpirySeconds);
     int result = mosquitto_connect_bind_v5(client_, host_.c_str(), port_, kKeepAliveSeconds, nullptr,
@@ -151,7 +176,7 @@ int MqttSession::connectOnce() {
             break;
         }
         const std::lock_guard guard(mutex_);
-        if (stopping_) {
+        if (mustLeave()) {
             break;
         }
     }
@@ -188,35 +213,73 @@ void MqttSession::waitBeforeRetry() {
     const int delay = std::uniform_int_distribution(most / 2, most)(random);
     const auto until = Clock::now() + std::chrono::milliseconds(delay);
     std::unique_lock lock(mutex_);
-    changed_.wait_until(lock, until, [this] { return stopping_; });
+    if (changed_.wait_until(lock, until, [this] { return stopping_; }) && !mustLeave()) {
+        changed_.wait_for(lock, std::chrono::milliseconds(kFirstMs / 4)); // the last attempts come quickly
+    }
 }
 
 // Hands messages to the MQTT library as long as it has room for them.
 void MqttSession::pump() {
-    for (;;) {
-        BusMessage message;
+    while (sent_.size() < (cautiously_ > 0 ? 1 : kMostSent)) {
+        sent_.emplace_back();
         {
             const std::lock_guard guard(mutex_);
-            if (waiting_.empty() || sent_.size() >= static_cast<std::size_t>(kMostSent)) {
+            if (waiting_.empty()) {
+                sent_.pop_back();
                 return;
             }
-            message = std::move(waiting_.front());
+            sent_.back() = std::move(waiting_.front());
             waiting_.pop_front();
         }
-        Properties properties;
-        addPair(properties, kLabelProperty, message.label);
-        addPair(properties, kClassProperty, std::to_string(message.messageClass));
-        addPair(properties, kCommandProperty, std::to_string(message.command));
-        int mid = 0;
-        const int result = mosquitto_publish_v5(client_, &mid, message.topic.c_str(),
-                                                static_cast<int>(message.payload.size()),
-                                                message.payload.data(), 1, false, properties.get());
-        sent_[mid] = message.payload.size();
-        if (!keptByLibrary(result)) {
-            note(OZULOG_ERROR, "ozumqttc_messagePublish",
-                 "message to " + message.topic + " dropped: " + mosquitto_strerror(result));
-            onAcknowledged(mid, 0);
+        send(sent_.back());
+    }
+}
+
+void MqttSession::send(Outgoing &outgoing) {
+    const BusMessage &message = outgoing.message;
+    Properties properties;
+    addPair(properties, kLabelProperty, message.label);
+    addPair(properties, kClassProperty, std::to_string(message.messageClass));
+    addPair(properties, kCommandProperty, std::to_string(message.command));
+    const int result = mosquitto_publish_v5(client_, &outgoing.mid, message.topic.c_str(),
+                                            static_cast<int>(message.payload.size()), message.payload.data(),
+                                            1, false, properties.get());
+    if (result == MOSQ_ERR_NOMEM) {
+        throw std::bad_alloc();
+    }
+    if (result != MOSQ_ERR_SUCCESS && !isConnectionsFault(result)) {
+        giveUp(outgoing, mosquitto_strerror(result));
+        sent_.pop_back();
+    }
+}
+
+// The message was accepted and will not be delivered; it leaves sent_ next.
+void MqttSession::giveUp(const Outgoing &outgoing, const std::string &why) {
+    constexpr std::size_t kShown = 200;
+    note(OZULOG_ERROR, "ozumqttc_messagePublish",
+         "message to " + outgoing.message.topic.substr(0, kShown) + " given up: " + why);
+    const std::lock_guard guard(mutex_);
+    --unacknowledged_;
+    unacknowledgedBytes_ -= outgoing.message.payload.size();
+    updateCount();
+}
+
+// The connection is gone: what was under way is sent again, one by one. When there is one that the broker
+// cannot bear, it is under way alone soon, and is known by the connections that break.
+void MqttSession::takeBack() {
+    if (sent_.size() == 1 && endedByBroker_) {
+        failures_ = std::min(failures_, 2U); // the broker is there
+        if (++sent_.front().losses >= kMostLosses) {
+            giveUp(sent_.front(),
+                   "the broker ended the session each of " + std::to_string(kMostLosses) + " times");
+            sent_.clear();
         }
+    }
+    cautiously_ = std::max(cautiously_, sent_.size());
+    const std::lock_guard guard(mutex_);
+    while (!sent_.empty()) {
+        waiting_.push_front(std::move(sent_.back()));
+        sent_.pop_back();
     }
 }
 
@@ -235,14 +298,24 @@ void MqttSession::sendSubscriptions() {
             }
         }
         int mid = 0;
-        if (mosquitto_subscribe_v5(client_, &mid, topic.c_str(), 1, 0, nullptr) == MOSQ_ERR_SUCCESS) {
+        const int result = mosquitto_subscribe_v5(client_, &mid, topic.c_str(), 1, 0, nullptr);
+        if (result == MOSQ_ERR_SUCCESS) {
             subscribing_[mid] = topic;
+        } else if (!isConnectionsFault(result)) {
+            note(OZULOG_ERROR, "ozumqttc_topicSubscribe",
+                 "subscription of " + topic + " given up: " + mosquitto_strerror(result));
+            const std::lock_guard guard(mutex_);
+            answerSubscription(topic, result == MOSQ_ERR_NOMEM ? kOutOfMemory : kInvalidArgument);
         }
     }
 }
 
 bool MqttSession::readyToLeave() {
     const std::lock_guard guard(mutex_);
+    return mustLeave();
+}
+
+bool MqttSession::mustLeave() {
     return stopping_ && (unacknowledged_ == 0 || Clock::now() >= stopBy_);
 }
 

@@ -2,10 +2,10 @@
 
 #include "mqtt_session.h"
 
+#include "bus_text.h"
 #include "errors.h"
 #include "in_flight.h"
 
-#include <mosquitto.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -13,6 +13,41 @@
 #include <cstring>
 
 namespace ozu::platform {
+
+namespace {
+
+// Bytes of a number whose every byte carries seven bits.
+std::size_t bytesOfLength(std::size_t length) noexcept {
+    constexpr unsigned kBits = 7;
+    std::size_t bytes = 1;
+    while ((length >>= kBits) != 0) {
+        ++bytes;
+    }
+    return bytes;
+}
+
+// Bytes that the message takes on its way to the broker.
+std::size_t packetBytes(const BusMessage &message) {
+    std::size_t properties = 0;
+    const auto add = [&](const char *name, std::size_t valueBytes) {
+        constexpr std::size_t kFrame = 5; // what it is, and the two lengths
+        properties += kFrame + std::strlen(name) + valueBytes;
+    };
+    add(kLabelProperty, message.label.size());
+    add(kClassProperty, std::to_string(message.messageClass).size());
+    add(kCommandProperty, std::to_string(message.command).size());
+    constexpr std::size_t kTopicLength = 2;
+    constexpr std::size_t kNumber = 2;
+    const std::size_t rest = kTopicLength + message.topic.size() + kNumber + bytesOfLength(properties) +
+                             properties + message.payload.size();
+    return 1 + bytesOfLength(rest) + rest;
+}
+
+} // namespace
+
+bool isSendable(const BusMessage &message) noexcept {
+    return isPublishable(message.topic) && isLabel(message.label) && message.payload.size() <= kMostBytes;
+}
 
 void MqttSession::wake() noexcept {
     const std::uint64_t one = 1;
@@ -84,12 +119,24 @@ void MqttSession::stop() {
     }
 }
 
-int MqttSession::subscribe(const std::string &topic) {
-    if (mosquitto_sub_topic_check(topic.c_str()) != MOSQ_ERR_SUCCESS) {
-        return kInvalidArgument;
+// Two connected sessions of one name are one too many: the broker is about to throw one of them out, and
+// tells which. Until then nobody should take this one for good.
+void MqttSession::awaitVerdict(std::unique_lock<std::mutex> &lock) {
+    constexpr std::chrono::milliseconds kPause{5};
+    while (phase_ == Phase::Connected && !stopping_ && !onOwnThread() && Clock::now() < undecidedUntil_ &&
+           place_ != nullptr && place_->hasConnectedRival()) {
+        changed_.wait_for(lock, kPause);
     }
+}
+
+bool MqttSession::isTakenOver() const noexcept {
+    return takenOver_ || (phase_ == Phase::Lost && place_ != nullptr && place_->hasRival());
+}
+
+int MqttSession::subscribe(const std::string &topic) {
     std::unique_lock lock(mutex_);
-    if (takenOver_) {
+    awaitVerdict(lock);
+    if (isTakenOver()) {
         return kTakenOver;
     }
     if (phase_ != Phase::Connected || stopping_) {
@@ -114,14 +161,16 @@ int MqttSession::subscribe(const std::string &topic) {
 }
 
 int MqttSession::publish(BusMessage message) {
-    if (mosquitto_pub_topic_check(message.topic.c_str()) != MOSQ_ERR_SUCCESS || message.topic.empty() ||
-        mosquitto_validate_utf8(message.label.c_str(), static_cast<int>(message.label.size())) !=
-            MOSQ_ERR_SUCCESS) {
+    if (!isSendable(message)) {
         return kInvalidArgument;
     }
     const std::size_t bytes = message.payload.size();
-    const std::lock_guard guard(mutex_);
-    if (takenOver_) {
+    std::unique_lock lock(mutex_);
+    if (packetBytes(message) > mostPacketBytes_) {
+        return kInvalidArgument;
+    }
+    awaitVerdict(lock);
+    if (isTakenOver()) {
         return kTakenOver;
     }
     if (phase_ == Phase::Ended || stopping_) {
@@ -130,7 +179,7 @@ int MqttSession::publish(BusMessage message) {
     if (unacknowledged_ >= kMostMessages || unacknowledgedBytes_ + bytes > kMostBytes) {
         return kQueueFull;
     }
-    waiting_.push_back(std::move(message));
+    waiting_.push_back({std::move(message)});
     ++unacknowledged_;
     unacknowledgedBytes_ += bytes;
     updateCount();

@@ -36,6 +36,9 @@ struct BusMessage {
     std::vector<unsigned char> payload;
 };
 
+// The broker takes its topic and its label.
+bool isSendable(const BusMessage &message) noexcept;
+
 // Names of the user properties that carry what is not payload.
 inline constexpr const char *kLabelProperty = "label";
 inline constexpr const char *kClassProperty = "class";
@@ -44,12 +47,17 @@ inline constexpr const char *kCommandProperty = "command";
 // A message is accepted while the ones that wait for their acknowledgement stay within both bounds.
 inline constexpr std::size_t kMostMessages = 1000;
 inline constexpr std::size_t kMostBytes = std::size_t{4} << 20;
-inline constexpr int kMostSent = 100; // handed to the MQTT library at a time
+inline constexpr std::size_t kMostSent = 100; // handed to the MQTT library at a time
+// A message that was the only one under way so often when the connection broke is given up: it may be what
+// the broker cannot bear.
+inline constexpr int kMostLosses = 5;
 // How long a caller waits: for the session, for the answer to a subscription, for the last acknowledgements.
 inline constexpr std::chrono::milliseconds kConnectTimeout{5000};
 inline constexpr std::chrono::milliseconds kLastingConnection{10000};
 inline constexpr std::chrono::milliseconds kSubscribeTimeout{5000};
 inline constexpr std::chrono::milliseconds kDrainTimeout{3000};
+// How long two sessions of one name may take to find out which of them the broker keeps.
+inline constexpr std::chrono::milliseconds kRivalPatience{2000};
 
 using Clock = std::chrono::steady_clock;
 
@@ -75,22 +83,34 @@ class MqttSession : public std::enable_shared_from_this<MqttSession> {
         int result = 0;
         bool answered = false;
     };
+    struct Outgoing {
+        BusMessage message;
+        int mid = 0;    // number with the MQTT library while it is under way
+        int losses = 0; // connections that broke while it was under way alone
+    };
 
     // On the session's thread.
     void run() noexcept;
     void serve();
     bool serveOnce();
-    bool leftToAnother();
+    bool isThrownOut();
     void noteTakenOver(); // with mutex_ held
+    void renewClient();
+    void end();
     int connectOnce();
     void serveConnection();
     void waitBeforeRetry();
     void pump();
+    void send(Outgoing &outgoing);
+    void giveUp(const Outgoing &outgoing, const std::string &why);
+    void takeBack();
     void sendSubscriptions();
+    void answerSubscription(const std::string &topic, int result); // with mutex_ held
     bool readyToLeave();
+    bool mustLeave(); // with mutex_ held
     void leave();
     bool waitForSocket(int timeoutMs);
-    void onConnect(int reason);
+    void onConnect(int reason, const mqtt5__property *properties);
     void onDisconnect(int reason);
     void onAcknowledged(int mid, int reason);
     void onSubscribed(int mid, int reason);
@@ -101,6 +121,8 @@ class MqttSession : public std::enable_shared_from_this<MqttSession> {
     void setPhase(Phase phase, int result);
     void updateCount(); // with mutex_ held
     [[nodiscard]] bool onOwnThread() const noexcept;
+    void awaitVerdict(std::unique_lock<std::mutex> &lock);
+    [[nodiscard]] bool isTakenOver() const noexcept; // with mutex_ held
 
     const std::string host_;
     const int port_;
@@ -118,7 +140,9 @@ class MqttSession : public std::enable_shared_from_this<MqttSession> {
     bool stopping_ = false;
     bool takenOver_ = false;
     Clock::time_point stopBy_;
-    std::deque<BusMessage> waiting_;
+    Clock::time_point undecidedUntil_; // until then a rival may still be about to throw this session out
+    std::uint32_t mostPacketBytes_ = 0xFFFFFFFF; // that the broker takes
+    std::deque<Outgoing> waiting_;
     std::size_t unacknowledged_ = 0; // waiting_ and sent_
     std::size_t unacknowledgedBytes_ = 0;
     std::vector<std::string> topics_; // granted or asked for
@@ -127,9 +151,11 @@ class MqttSession : public std::enable_shared_from_this<MqttSession> {
     InFlightPlace *place_ = nullptr;
 
     // Of the session's thread alone.
-    std::map<int, std::size_t> sent_; // size by message number, not acknowledged
+    std::deque<Outgoing> sent_;  // not acknowledged, oldest first
+    std::size_t cautiously_ = 0; // so many messages are sent one by one, after a connection broke under them
     std::map<int, std::string> subscribing_;
     bool accepted_ = false; // the broker has answered CONNECT with success
+    bool endedByBroker_ = false;
     int refusal_ = 0;
     unsigned failures_ = 0; // since the last connection that lasted
 };

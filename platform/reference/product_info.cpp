@@ -21,7 +21,7 @@ int readCode() noexcept {
         return numericSetting(kSettingName, INT_MIN, INT_MAX, kDefaultCode);
     } catch (const Error &error) {
         if (error.code() != kNothingThere) {
-            note(70000, "getProductCodename", error.what());
+            note(OZULOG_ERROR, "getProductCodename", error.what());
         }
         return kDefaultCode;
     } catch (const std::exception &error) {

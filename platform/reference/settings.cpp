@@ -4,10 +4,12 @@
 #include "database_file.h"
 #include "log.h"
 #include "mqtt_session.h"
+#include "schema.h"
 #include "severity.h"
 #include "shared_segment.h"
 
 #include <pthread.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <charconv>
@@ -21,33 +23,11 @@ namespace ozu::platform {
 
 namespace {
 
-constexpr const char *kDatabaseName = "/ozu.db";
-constexpr int kSchemaVersion = 1;
 constexpr int kKeptEvents = 10000;
 // Limited event lines: so many of one category and subtype within the window, the others are counted.
 constexpr int kLinesPerWindow = 5;
 constexpr std::int64_t kWindowMs = 60000;
 constexpr std::size_t kLongestEvent = 1024;
-
-constexpr const char *kSchema = R"sql(
-CREATE TABLE severities (process TEXT PRIMARY KEY, severity TEXT NOT NULL) WITHOUT ROWID;
-CREATE TABLE processes (process TEXT PRIMARY KEY, severity TEXT NOT NULL, pid INTEGER NOT NULL,
-                        since_ms INTEGER NOT NULL) WITHOUT ROWID;
-CREATE TABLE reboot (id INTEGER PRIMARY KEY CHECK (id = 1), next_reason INTEGER, last_reason INTEGER);
-CREATE TABLE modem_statistics (modem INTEGER PRIMARY KEY CHECK (modem IN (0, 1)),
-    c1 INTEGER NOT NULL, c2 INTEGER NOT NULL, c3 INTEGER NOT NULL, c4 INTEGER NOT NULL,
-    c5 INTEGER NOT NULL, c6 INTEGER NOT NULL, c7 INTEGER NOT NULL, c8 INTEGER NOT NULL);
-CREATE TABLE bypass (zone INTEGER PRIMARY KEY CHECK (zone BETWEEN 0 AND 255), bypassed INTEGER NOT NULL,
-                     expiry INTEGER NOT NULL);
-CREATE TABLE system_events (id INTEGER PRIMARY KEY AUTOINCREMENT, time_ms INTEGER NOT NULL,
-    category INTEGER NOT NULL, subtype INTEGER, process TEXT NOT NULL, pid INTEGER NOT NULL,
-    text TEXT NOT NULL, suppressed INTEGER NOT NULL);
-CREATE TABLE event_limits (category INTEGER NOT NULL, subtype INTEGER NOT NULL, window_ms INTEGER NOT NULL,
-    lines INTEGER NOT NULL, suppressed INTEGER NOT NULL, PRIMARY KEY (category, subtype)) WITHOUT ROWID;
-CREATE TABLE settings (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
-INSERT INTO severities VALUES ('*', 'INFO');
-INSERT INTO reboot VALUES (1, NULL, NULL);
-)sql";
 
 std::recursive_mutex databaseMutex;
 DatabaseFile *database = nullptr;
@@ -58,22 +38,27 @@ std::int64_t nowMs() {
     return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
 }
 
-void makeSchema(DatabaseFile &file) {
-    if (file.number("PRAGMA user_version") == kSchemaVersion) {
-        return;
+// A database that was emptied or removed is the loss of everything in it, which nobody would see from the
+// tables.
+void noteEmptied(const FolderLock &lock, const std::string &path) {
+    struct stat found {};
+    if (!makesNothing() && !lock.firstUse() && (lstat(path.c_str(), &found) != 0 || found.st_size == 0)) {
+        note(OZULOG_CRITICAL, "ozudb",
+             "database " + path + " is missing or empty; all its tables begin anew");
     }
-    Transaction transaction(file);
-    const std::int64_t version = file.number("PRAGMA user_version");
-    if (version > kSchemaVersion) {
-        throw Error(kWrongVersion, "the database was written by a newer release (version " +
-                                       std::to_string(version) + "): run that release, or restore a copy");
+}
+
+// A database whose last page is not whole, and whose log could not complete it, was cut off. SQLite takes
+// what is missing for zeros.
+void mendWhenCutOff(const std::string &path) {
+    constexpr off_t kPageBytes = 4096;
+    struct stat found {};
+    struct stat log {};
+    if (!makesNothing() && lstat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode) &&
+        found.st_size > kPageBytes && found.st_size % kPageBytes != 0 &&
+        (lstat((path + "-wal").c_str(), &log) != 0 || log.st_size == 0)) {
+        mendDatabase(path);
     }
-    if (version == 0) {
-        requireMaking("the database is empty");
-        file.run(kSchema);
-        file.run("PRAGMA user_version=1");
-    }
-    transaction.commit();
 }
 
 // The open connection; the caller holds databaseMutex.
@@ -86,12 +71,33 @@ DatabaseFile &connection() {
     if (database == nullptr) {
         const std::string folder = folderPath();
         const FolderLock lock(folder);
-        auto file = std::make_unique<DatabaseFile>(folder + kDatabaseName);
-        makeSchema(*file);
+        const std::string path = databasePath(folder);
+        noteEmptied(lock, path);
+        mendWhenCutOff(path);
+        auto file = std::make_unique<DatabaseFile>(path);
+        requireSchema(*file);
         database = file.release();
         databaseOwner = getpid();
     }
     return *database;
+}
+
+void closeConnection() noexcept {
+    delete database;
+    database = nullptr;
+}
+
+// Damage costs the tables that have it. @return false when the whole file is beyond that
+bool mend() noexcept {
+    try {
+        closeConnection();
+        const std::string folder = folderPath();
+        const FolderLock lock(folder);
+        mendDatabase(databasePath(folder));
+        return true;
+    } catch (const std::exception &) {
+        return false; // what was wrong in the first place is told
+    }
 }
 
 // Runs one operation. After a failure that may be the file's own fault the next one opens it anew.
@@ -101,10 +107,17 @@ auto withDatabase(Operation operation) {
     try {
         return operation(connection());
     } catch (const Error &error) {
-        if (error.code() != kBusy && error.code() != kNotFound && error.code() != kDiskFull) {
-            delete database;
-            database = nullptr;
+        if (error.code() != kCorrupt || makesNothing() || !mend()) {
+            if (error.code() != kBusy && error.code() != kNotFound && error.code() != kDiskFull) {
+                closeConnection();
+            }
+            throw;
         }
+    }
+    try {
+        return operation(connection());
+    } catch (const Error &) {
+        closeConnection();
         throw;
     }
 }
@@ -130,11 +143,18 @@ std::optional<std::string> firstText(DatabaseFile &file, const char *sql, const 
     return query.step() ? std::optional(query.text(0)) : std::nullopt;
 }
 
+// The process's own severity, else that of all others. A text that is no severity's name counts as absent;
+// when that leaves nothing, the severity is the one of a new folder.
 std::optional<std::string> configured(DatabaseFile &file, const std::string &process) {
-    if (auto own = firstText(file, "SELECT severity FROM severities WHERE process = ?", process)) {
-        return own;
+    bool unusable = false;
+    for (const std::string &key : {process, std::string(kAnyProcess)}) {
+        const auto severity = firstText(file, "SELECT severity FROM severities WHERE process = ?", key);
+        if (severity && levelOfSeverity(*severity)) {
+            return severity;
+        }
+        unusable |= severity.has_value();
     }
-    return firstText(file, "SELECT severity FROM severities WHERE process = ?", kAnyProcess);
+    return unusable ? std::optional<std::string>(kDefaultSeverity) : std::nullopt;
 }
 
 void insertEvent(DatabaseFile &file, int category, const std::optional<int> &subtype, const std::string &text,
@@ -210,8 +230,7 @@ void openSettings() {
 
 void forgetSettings() noexcept {
     const std::lock_guard guard(databaseMutex);
-    delete database;
-    database = nullptr;
+    closeConnection();
 }
 
 std::optional<std::string> configuredSeverity(const std::string &process) {

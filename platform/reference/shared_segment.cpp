@@ -2,6 +2,7 @@
 
 #include "data_folder.h"
 #include "errors.h"
+#include "own_file.h"
 #include "settings.h"
 
 #include <dirent.h>
@@ -14,6 +15,8 @@
 #include <ctime>
 #include <memory>
 #include <mutex>
+#include <string_view>
+#include <vector>
 
 namespace ozu::platform {
 
@@ -23,6 +26,7 @@ constexpr const char *kSharedFolder = "/dev/shm/";
 constexpr const char *kNamePrefix = "ozu-v";
 constexpr int kLockSeconds = 10;
 constexpr std::uint16_t kDefaultEntryDelay = 30;
+constexpr mode_t kSegmentMode = 0660;
 
 std::mutex attachMutex;
 std::atomic<Segment *> attached{nullptr};
@@ -35,18 +39,61 @@ std::string advice(const std::string &path) {
     throw Error(kNoSharedRecord, "shared segment " + path + " " + what + ": " + advice(path));
 }
 
-// Another layout's segment of the same folder means that processes of two releases would not see each other.
-void refuseOtherLayouts(const std::string &identity) {
+std::vector<std::string> namesOfSegments() {
+    std::vector<std::string> names;
     const std::unique_ptr<DIR, int (*)(DIR *)> folder(opendir(kSharedFolder), closedir);
-    if (!folder) {
-        return;
+    while (const dirent *entry = folder ? readdir(folder.get()) : nullptr) {
+        if (std::string_view(entry->d_name).starts_with(kNamePrefix)) {
+            names.emplace_back(entry->d_name);
+        }
     }
+    return names;
+}
+
+uid_t ownerOf(const std::string &folder) {
+    struct stat home {};
+    if (stat(folder.c_str(), &home) != 0) {
+        throw Error(codeOfErrno(errno), "data folder " + folder + ": " + std::strerror(errno));
+    }
+    return home.st_uid;
+}
+
+// Anybody may put anything into the folder of shared memory. What counts there is a regular file of a user
+// whose files the platform uses, everything else is as good as absent.
+Descriptor openTrusted(const std::string &path, uid_t folderOwner, struct stat &found) {
+    if (lstat(path.c_str(), &found) != 0 || !S_ISREG(found.st_mode)) {
+        return {};
+    }
+    Descriptor file = openFile(path.c_str(), O_RDONLY);
+    const bool counts = file && fstat(file.get(), &found) == 0 && S_ISREG(found.st_mode) &&
+                        isTrusted(found.st_uid, folderOwner);
+    return counts ? std::move(file) : Descriptor();
+}
+
+bool isStrangers(const std::string &path, uid_t folderOwner) noexcept {
+    struct stat found {};
+    return lstat(path.c_str(), &found) == 0 && !isTrusted(found.st_uid, folderOwner);
+}
+
+// Another layout's segment of the same folder means that processes of two releases would not see each other.
+void refuseOtherLayouts(const std::string &identity, uid_t folderOwner) {
     const std::string own = segmentPath(identity);
-    while (const dirent *entry = readdir(folder.get())) {
-        const std::string name = entry->d_name;
+    const std::string tail = "-" + identity;
+    struct stat ours {};
+    const bool exists = lstat(own.c_str(), &ours) == 0;
+    for (const std::string &name : namesOfSegments()) {
         const std::string path = kSharedFolder + name;
-        const std::string tail = "-" + identity;
-        if (name.starts_with(kNamePrefix) && name.ends_with(tail) && path != own) {
+        if (!name.ends_with(tail) || path == own) {
+            continue;
+        }
+        struct stat found {};
+        const Descriptor file = openTrusted(path, folderOwner, found);
+        std::array<char, kSegmentMagic.size()> magic{};
+        const bool isSegment =
+            file && pread(file.get(), magic.data(), magic.size(), 0) == static_cast<ssize_t>(magic.size()) &&
+            magic == kSegmentMagic;
+        const bool isOwn = exists && found.st_dev == ours.st_dev && found.st_ino == ours.st_ino;
+        if (isSegment && !isOwn) {
             const std::size_t from = std::strlen(kNamePrefix);
             refuse(path, "has layout version " + name.substr(from, name.size() - tail.size() - from) +
                              ", this process needs version " + std::to_string(kLayoutVersion));
@@ -54,17 +101,26 @@ void refuseOtherLayouts(const std::string &identity) {
     }
 }
 
+// What a process left behind that was killed while it made the segment.
+void removeDrafts(const std::string &path, uid_t folderOwner) {
+    for (const std::string &name : namesOfSegments()) {
+        const std::string draft = kSharedFolder + name;
+        if (draft.starts_with(path + ".") && !isStrangers(draft, folderOwner)) {
+            unlink(draft.c_str());
+        }
+    }
+}
+
 // What of a segment can be told before it is mapped.
-void checkFile(int fd, const std::string &path, const std::string &folder) {
+void checkFile(int fd, const std::string &path, uid_t folderOwner) {
     struct stat found {};
-    struct stat home {};
-    if (fstat(fd, &found) != 0 || stat(folder.c_str(), &home) != 0) {
+    if (fstat(fd, &found) != 0) {
         throw Error(codeOfErrno(errno), path + ": " + std::strerror(errno));
     }
     if (!S_ISREG(found.st_mode)) {
         refuse(path, "is not a regular file");
     }
-    if (found.st_uid != home.st_uid && found.st_uid != geteuid() && found.st_uid != 0) {
+    if (!isTrusted(found.st_uid, folderOwner)) {
         refuse(path, "belongs to user " + std::to_string(found.st_uid));
     }
     constexpr std::size_t kFixedPart = offsetof(SegmentHeader, stateSize);
@@ -134,7 +190,7 @@ void fillFresh(PanelSharedState &state) {
     state.au1tEntryDelayShort = kDefaultEntryDelay;
 }
 
-void fill(Segment &segment) {
+void fill(Segment &segment, const FolderMark &folder) {
     auto &header = segment.header;
     header.magic = kSegmentMagic;
     header.layoutVersion = kLayoutVersion;
@@ -142,6 +198,7 @@ void fill(Segment &segment) {
     header.stateSize = sizeof(PanelSharedState);
     header.stateOffset = offsetof(Segment, state);
     header.pointerBits = 8 * sizeof(void *);
+    header.folder = folder;
     initialise(header.writers);
     for (auto &slot : header.inFlight) {
         initialise(slot.owner);
@@ -157,16 +214,15 @@ void fill(Segment &segment) {
 
 // Makes the segment under a name of its own and moves it into place, so that no process sees a half-made one.
 Segment *create(const std::string &path, const std::string &folder) {
-    const std::string draft = path + ".new";
-    unlink(draft.c_str());
-    const Descriptor file = openFile(draft.c_str(), O_RDWR | O_CREAT | O_EXCL, 0660);
+    const std::string draft = path + "." + newIdentity(); // a name that nobody can have taken
+    const Descriptor file = openFile(draft.c_str(), O_RDWR | O_CREAT | O_EXCL, kSegmentMode);
     if (!file) {
         throw Error(codeOfErrno(errno), draft + ": " + std::strerror(errno));
     }
     struct stat home {};
     // Room is reserved now: a full /dev/shm must be an error here, not a SIGBUS later.
     int error = posix_fallocate(file.get(), 0, sizeof(Segment));
-    if (error == 0 && (fchmod(file.get(), 0660) != 0 || stat(folder.c_str(), &home) != 0 ||
+    if (error == 0 && (fchmod(file.get(), kSegmentMode) != 0 || stat(folder.c_str(), &home) != 0 ||
                        (geteuid() == 0 && fchown(file.get(), home.st_uid, home.st_gid) != 0))) {
         error = errno;
     }
@@ -176,7 +232,7 @@ Segment *create(const std::string &path, const std::string &folder) {
     }
     Segment *segment = mapSegment(file.get(), draft, PROT_READ | PROT_WRITE);
     try {
-        fill(*segment);
+        fill(*segment, markOf(folder));
         if (rename(draft.c_str(), path.c_str()) != 0) {
             throw Error(codeOfErrno(errno), path + ": " + std::strerror(errno));
         }
@@ -188,28 +244,61 @@ Segment *create(const std::string &path, const std::string &folder) {
     return segment;
 }
 
+// The identity whose segment the folder's processes use, however the folder's file was changed meanwhile; a
+// new one when a stranger has taken the name that a segment of ours would have. No segment of ours can have
+// been there before: nobody else could have removed it.
+void settleIdentity(FolderLock &lock, const std::string &folder, uid_t folderOwner) {
+    const std::string inUse = identityInUse(folder, lock.identity());
+    if (!inUse.empty() && inUse != lock.identity()) {
+        note(OZULOG_CRITICAL, "ozudb_getSharedMemory",
+             "the identity of data folder " + folder +
+                 " was changed; it is again the one that the running panel uses");
+        lock.adoptIdentity(inUse);
+    }
+    const std::string taken = segmentPath(lock.identity());
+    if (isStrangers(taken, folderOwner)) {
+        note(OZULOG_WARNING, "ozudb_getSharedMemory",
+             taken + " belongs to another user; the shared segment gets another name");
+        lock.setIdentity(newIdentity());
+    }
+}
+
+void closeToStrangers(int fd, const std::string &path) {
+    struct stat found {};
+    if (fstat(fd, &found) == 0 && (found.st_mode & S_IRWXO) != 0 && fchmod(fd, kSegmentMode) == 0) {
+        note(OZULOG_WARNING, "ozudb_getSharedMemory", path + " was open to all users; it is no longer");
+    }
+}
+
 Segment *attach() {
     const std::string folder = folderPath();
     // The database's lock first, as everywhere; a segment that exists is of use even without the database.
     const SettingsLock settings;
-    const FolderLock lock(folder);
-    refuseOtherLayouts(lock.identity());
+    FolderLock lock(folder);
+    const uid_t folderOwner = ownerOf(folder);
+    settleIdentity(lock, folder, folderOwner);
+    refuseOtherLayouts(lock.identity(), folderOwner);
     const std::string path = segmentPath(lock.identity());
     const Descriptor file = openFile(path.c_str(), O_RDWR);
     if (!file) {
         if (errno == ENOENT) {
             requireMaking("shared segment " + path);
+            removeDrafts(path, folderOwner);
             return create(path, folder);
         }
         throw Error(codeOfErrno(errno), path + ": " + std::strerror(errno));
     }
-    checkFile(file.get(), path, folder);
+    checkFile(file.get(), path, folderOwner);
+    closeToStrangers(file.get(), path);
     Segment *segment = mapSegment(file.get(), path, PROT_READ | PROT_WRITE);
     try {
         checkHeader(segment->header, path);
     } catch (...) {
         munmap(segment, sizeof(Segment));
         throw;
+    }
+    if (segment->header.folder == FolderMark{}) {
+        segment->header.folder = markOf(folder);
     }
     return segment;
 }
@@ -261,6 +350,40 @@ void lockSegmentForFork() noexcept {
 
 void unlockSegmentAfterFork() noexcept {
     attachMutex.unlock();
+}
+
+std::string identityInUse(const std::string &folder, const std::string &preferred) {
+    const FolderMark mark = markOf(folder);
+    const uid_t folderOwner = ownerOf(folder);
+    const std::string prefix = segmentPath({}).substr(std::strlen(kSharedFolder));
+    std::string inUse;
+    for (const std::string &name : namesOfSegments()) {
+        if (name.size() != prefix.size() + kIdentityDigits || !name.starts_with(prefix)) {
+            continue;
+        }
+        struct stat found {};
+        FolderMark theirs;
+        const Descriptor file = openTrusted(kSharedFolder + name, folderOwner, found);
+        const bool isOurs = file && found.st_size == static_cast<off_t>(sizeof(Segment)) &&
+                            pread(file.get(), &theirs, sizeof(theirs), offsetof(SegmentHeader, folder)) ==
+                                static_cast<ssize_t>(sizeof(theirs)) &&
+                            theirs == mark;
+        const std::string identity = name.substr(prefix.size());
+        if (isOurs && (inUse.empty() || identity == preferred)) {
+            inUse = identity;
+        }
+    }
+    return inUse;
+}
+
+std::string identityForReading(const std::string &folder) {
+    const std::string own = existingIdentity(folder);
+    struct stat found {};
+    if (stat(folder.c_str(), &found) != 0) {
+        return own;
+    }
+    const std::string inUse = identityInUse(folder, own);
+    return inUse.empty() ? own : inUse;
 }
 
 std::string segmentPath(const std::string &identity, std::uint32_t layoutVersion) {
@@ -338,17 +461,18 @@ void changeRecord(Segment &segment, const std::function<void(PanelSharedState &)
 const Segment *mapReadOnly(std::string &why) {
     try {
         const std::string folder = folderPath();
-        const std::string identity = existingIdentity(folder);
+        const std::string identity = identityForReading(folder);
         if (identity.empty()) {
             throw Error(kNoSharedRecord, "no panel process has run with the data folder " + folder);
         }
-        refuseOtherLayouts(identity);
+        const uid_t folderOwner = ownerOf(folder);
+        refuseOtherLayouts(identity, folderOwner);
         const std::string path = segmentPath(identity);
         const Descriptor file = openFile(path.c_str(), O_RDONLY);
         if (!file) {
             throw Error(kNoSharedRecord, "shared segment " + path + ": " + std::strerror(errno));
         }
-        checkFile(file.get(), path, folder);
+        checkFile(file.get(), path, folderOwner);
         const Segment *segment = mapSegment(file.get(), path, PROT_READ);
         checkHeader(segment->header, path);
         return segment;

@@ -4,6 +4,8 @@
 // /dev/shm/ozu-v1-<identity>. The first process after a boot creates it and fills it from the database.
 #pragma once
 
+#include "data_folder.h"
+
 #include <ozudb.h>
 #include <pthread.h>
 
@@ -33,9 +35,9 @@ struct SharedInFlight {
     SharedMutex owner;
     std::atomic<std::uint32_t> used;
     std::atomic<std::uint32_t> unacknowledged;
-    std::atomic<std::uint32_t> lostAt;   // seconds since boot at which the broker was lost, 0 while connected
+    std::atomic<std::uint32_t> lostAt;   // seconds since boot; 0 while connected
     std::atomic<std::uint32_t> patience; // seconds from then on during which the messages still count
-    std::atomic<std::uint32_t> takenOver; // 1: another session of this name is connected now
+    std::atomic<std::uint32_t> reserved;
     std::int32_t pid;
     std::array<char, 72> process;
 };
@@ -58,6 +60,7 @@ struct SegmentHeader {
     SharedMutex writers;
     std::array<SharedInFlight, kInFlightSlots> inFlight;
     PanelSharedState shadow; // the record before the change that is under way
+    FolderMark folder;       // whose segment this is; all zero when an older release made it
 };
 
 struct Segment {
@@ -65,6 +68,7 @@ struct Segment {
     alignas(4096) PanelSharedState state;
 };
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
+static_assert(offsetof(Segment, state) == 24576); // of layout version 1
 
 // The mapped segment, created if need be; throws Error when it cannot be used. Never unmapped.
 Segment &sharedSegment();
@@ -88,8 +92,14 @@ class WriterLock {
 // Changes the record under a held WriterLock so that a death half-way is undone by the next writer.
 void changeRecord(Segment &segment, const std::function<void(PanelSharedState &)> &change);
 
+// The identity under which a segment of the folder exists, whatever the folder's own file says: the one that
+// is preferred where there are several. Empty when there is none.
+std::string identityInUse(const std::string &folder, const std::string &preferred);
+
 // The shared-memory object's file for a folder, and a read-only look at it: null and the reason otherwise.
 std::string segmentPath(const std::string &identity, std::uint32_t layoutVersion = kLayoutVersion);
+// The identity to look at the folder's segment with; empty when no panel process has run with the folder.
+std::string identityForReading(const std::string &folder);
 const Segment *mapReadOnly(std::string &why);
 
 // Around a fork: no thread is attaching then.

@@ -71,7 +71,7 @@ std::string dataFolder() {
 }
 
 std::string databaseFile() {
-    return dataFolder() + "/ozu.db";
+    return databasePath(dataFolder());
 }
 
 std::string logFolder() {
@@ -84,7 +84,7 @@ std::string logFile(const std::string &process) {
 
 int segmentFile(std::string &out) {
     return guarded(__func__, [&]() -> int {
-        const std::string identity = existingIdentity(folderPath());
+        const std::string identity = identityForReading(folderPath());
         const std::string path = identity.empty() ? std::string() : segmentPath(identity);
         struct stat found {};
         if (path.empty() || stat(path.c_str(), &found) != 0) {

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -89,6 +90,39 @@ int serveRefusingSubscriptions(int listener) {
     }
     close(connection);
     return refused;
+}
+
+std::set<std::string> serveUnableToBear(int listener, const std::string &payload,
+                                        const std::atomic<bool> &over) {
+    std::set<std::string> acknowledged;
+    while (!over) {
+        pollfd wait{listener, POLLIN, 0};
+        if (poll(&wait, 1, 50) != 1) {
+            continue;
+        }
+        const int connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+        for (std::string packet; !(packet = readPacket(connection)).empty();) {
+            const int kind = static_cast<unsigned char>(packet[0]) >> 4;
+            std::string answer;
+            if (kind == 1) { // CONNECT
+                answer = std::string("\x20\x03\0\0\0", 5);
+            } else if (kind == 3) { // PUBLISH: topic, number, properties, payload
+                const auto at = [&](std::size_t i) { return static_cast<unsigned char>(packet[i]); };
+                const std::size_t number = 3 + (at(1) * 256U + at(2));
+                const std::string content = packet.substr(number + 3 + at(number + 2));
+                if (content == payload) {
+                    break;
+                }
+                acknowledged.insert(content);
+                answer = std::string("\x40\x02", 2) + packet.substr(number, 2);
+            } else if (kind == 14) { // DISCONNECT
+                break;
+            }
+            static_cast<void>(!send(connection, answer.data(), answer.size(), MSG_NOSIGNAL));
+        }
+        close(connection);
+    }
+    return acknowledged;
 }
 
 std::vector<std::chrono::steady_clock::time_point> turnAway(int listener, std::size_t connections) {

@@ -13,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -200,6 +201,207 @@ TEST_F(Bus, argumentsAreChecked) {
     mqttc_disconnect();
     EXPECT_EQ(publish("Process/ALL", "x"), kNotConnected);
     EXPECT_EQ(connect(), 0);
+}
+
+namespace {
+
+std::string levels(int count) {
+    std::string topic = "a";
+    for (int level = 1; level < count; ++level) {
+        topic += "/a";
+    }
+    return topic;
+}
+
+} // namespace
+
+// What the broker would end the session for never reaches it, whether it is there or not.
+TEST_F(Bus, whatTheBrokerCannotBearIsRefusedAtOnce) {
+    const std::string nonsense[] = {"",          "a\x01",        "a\nb",         "a\x7F",
+                                    "\xC2\x80",  "\xFF",         "\xC3",         "\xED\xA0\x80",
+                                    "\xC0\xAF",  "\xEF\xBF\xBF", "\xEF\xB7\x90", std::string(65536, 'a'),
+                                    levels(201), levels(5000),   "$share/a+/b",  "$share/a/#/b"};
+    const std::string noFilter[] = {"a/#/b",  "a#",      "+a",       "a/b+",      "#/",
+                                    "$share", "$share/", "$share/a", "$share/a/", "$share//a"};
+    const auto expectRefused = [&](const char *when) {
+        EXPECT_LE(
+            seconds([&] {
+                for (const auto &text : nonsense) {
+                    EXPECT_EQ(publish(text, "x"), kInvalidArgument) << when << text.substr(0, 20);
+                    EXPECT_EQ(ozumqttc_topicSubscribe(text.c_str()), kInvalidArgument)
+                        << when << text.substr(0, 20);
+                }
+                for (const auto &text : noFilter) {
+                    EXPECT_EQ(ozumqttc_topicSubscribe(text.c_str()), kInvalidArgument) << when << text;
+                }
+                for (const char *wildcard : {"#", "+", "a/+", "a/#", "a+b"}) {
+                    EXPECT_EQ(publish(wildcard, "x"), kInvalidArgument) << when << wildcard;
+                }
+                for (const auto &label :
+                     {std::string(65536, 'l'), std::string(100000, 'l'), std::string("a\x01"),
+                      std::string("\xFF"), std::string("\xC2\x85")}) {
+                    EXPECT_EQ(ozumqttc_messagePublish("a", 0, label.c_str(), 1, 1, nullptr), kInvalidArgument)
+                        << when << label.substr(0, 20);
+                }
+                const std::vector<char> large(kMostBytes + 1);
+                EXPECT_EQ(
+                    ozumqttc_messagePublish("a", static_cast<unsigned>(large.size()), "", 1, 1, large.data()),
+                    kInvalidArgument);
+            }),
+            3)
+            << when;
+    };
+    expectRefused("without a session: ");
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    expectRefused("connected: ");
+    // What is just within the bounds passes.
+    EXPECT_EQ(ozumqttc_topicSubscribe(levels(200).c_str()), 0);
+    EXPECT_EQ(ozumqttc_topicSubscribe("$share/group/+/x/#"), 0);
+    EXPECT_EQ(publish(levels(200), "deep"), 0);
+    EXPECT_EQ(publish(std::string(65535, 'a'), "x"), 0);
+    EXPECT_EQ(ozumqttc_messagePublish(levels(200).c_str(), 0, std::string(65535, 'l').c_str(), 1, 1, nullptr),
+              0);
+    EXPECT_TRUE(drained());
+    EXPECT_TRUE(eventually([&] { return inbox.all().size() == 2; }));
+    broker->stop(SIGKILL);
+    pause(300);
+    expectRefused("without a broker: ");
+    EXPECT_EQ(publish("Process/ALL", "x"), 0);
+    EXPECT_THAT(contentOf(folder() + "/mosquitto.log"), testing::Not(HasSubstr("malformed")));
+    EXPECT_THAT(contentOf(folder() + "/mosquitto.log"), testing::Not(HasSubstr("protocol error")));
+}
+
+TEST_F(Bus, whatIsTooLargeForTheBrokerIsRefusedAtOnce) {
+    startBroker("max_packet_size 2000\n");
+    ASSERT_EQ(connect(), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("Process/ALL"), 0);
+    EXPECT_EQ(publish("Process/ALL", std::string(2000, 'x')), kInvalidArgument);
+    std::size_t largest = 2000;
+    while (publish("Process/ALL", std::string(largest, 'x')) == kInvalidArgument) {
+        --largest;
+    }
+    EXPECT_GT(largest, 1900U);
+    EXPECT_EQ(publish("Process/ALL", "small"), 0);
+    EXPECT_TRUE(drained());
+    EXPECT_TRUE(eventually([&] { return inbox.payloads().count("small") == 1; }));
+}
+
+TEST_F(Bus, whatTheBrokerRefusesIsTold) {
+    startBroker("message_size_limit 1000\n");
+    ASSERT_EQ(ozulog_init("alarmd"), 0);
+    ASSERT_EQ(connect(), 0);
+    ASSERT_EQ(publish("Process/ALL", std::string(2000, 'x')), 0);
+    EXPECT_TRUE(drained());
+    EXPECT_THAT(contentOf(logFile("alarmd")), HasSubstr("70000 E"));
+    EXPECT_THAT(contentOf(logFile("alarmd")),
+                HasSubstr("message to Process/ALL given up: the broker refused it"));
+}
+
+// A broker that cannot bear one message, for whatever reason: that one is given up and told, the others pass.
+TEST_F(Bus, messageThatEndsTheSessionAgainAndAgainIsGivenUp) {
+    const int port = freePort();
+    const int listener = listenSilently(port);
+    std::atomic<bool> over{false};
+    std::set<std::string> passed;
+    std::thread server([&] { passed = serveUnableToBear(listener, "poison", over); });
+    ASSERT_EQ(ozulog_init("alarmd"), 0);
+    ASSERT_EQ(mqttc_connect("127.0.0.1", port, "alarmd", nullptr), 0);
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_EQ(publish("Process/ALL", "before" + std::to_string(i)), 0);
+    }
+    ASSERT_EQ(publish("Process/ALL", "poison"), 0);
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_EQ(publish("Process/ALL", "after" + std::to_string(i)), 0);
+    }
+    EXPECT_TRUE(eventually([] { return inFlight() == 0; }, 60));
+    EXPECT_EQ(publish("Process/ALL", "last"), 0);
+    EXPECT_TRUE(eventually([] { return inFlight() == 0; }, 30));
+    mqttc_disconnect();
+    over = true;
+    server.join();
+    close(listener);
+    EXPECT_EQ(passed.size(), 41U);
+    EXPECT_EQ(passed.count("last"), 1U);
+    EXPECT_THAT(contentOf(logFile("alarmd")),
+                HasSubstr("message to Process/ALL given up: the broker ended the session"));
+}
+
+TEST_F(Bus, whatIsLeftAtTheEndIsTold) {
+    startBroker();
+    ASSERT_EQ(ozulog_init("alarmd"), 0);
+    ASSERT_EQ(connect(), 0);
+    broker->stop(SIGKILL);
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(publish("Process/ALL", "x"), 0);
+    }
+    mqttc_disconnect();
+    EXPECT_THAT(contentOf(logFile("alarmd")), HasSubstr("3 messages were not acknowledged by the broker"));
+}
+
+TEST_F(Bus, brokerThatComesBackWhileTheProcessLeavesHasTheRest) {
+    startBroker(kLasting);
+    ASSERT_EQ(connect("listener"), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("Process/ALL"), 0);
+    const pid_t sender = startChild([&] {
+        if (connect("sender") != 0) {
+            return 1;
+        }
+        writeFile(folder() + "/connected", "x");
+        while (access((folder() + "/gone").c_str(), F_OK) != 0) {
+            pause(10);
+        }
+        if (publish("Process/ALL", "late") != 0) {
+            return 2;
+        }
+        mqttc_disconnect();
+        return 0;
+    });
+    ASSERT_TRUE(eventually([&] { return access((folder() + "/connected").c_str(), F_OK) == 0; }));
+    broker->stop(SIGKILL);
+    writeFile(folder() + "/gone", "x");
+    pause(500);
+    broker->start();
+    EXPECT_EQ(waitForChild(sender), 0);
+    EXPECT_TRUE(eventually([&] { return inbox.payloads().count("late") == 1; }));
+}
+
+// Of many processes that start under one name one stays on the bus; every other one is told by its
+// publications.
+TEST_F(Bus, processesThatLostTheRaceForANameAreTold) {
+    startBroker();
+    constexpr int kProcesses = 20;
+    const std::string go = folder() + "/go";
+    const std::string results = folder() + "/result.";
+    std::vector<pid_t> children;
+    for (int process = 0; process < kProcesses; ++process) {
+        children.push_back(startChild([&, process] {
+            while (access(go.c_str(), F_OK) != 0) {
+                pause(1);
+            }
+            const int connected = connect();
+            const int subscribed = connected == 0 ? ozumqttc_topicSubscribe("Process/ALL") : 0;
+            const int published = publish("Process/ALL", "x");
+            writeFile(results + std::to_string(process), "done");
+            pause(3000);
+            const int later = publish("Process/ALL", "y");
+            if (published == 0 && later == 0 && connected == 0 && subscribed == 0) {
+                return 0; // the winner
+            }
+            // Whoever was told at the start is told by the publication after it, too; everybody but the
+            // winner is told in the end.
+            const bool toldAtOnce = (connected == 0 && subscribed == 0) || published != 0;
+            return toldAtOnce && later != 0 ? 1 : 2;
+        }));
+    }
+    writeFile(go, "x");
+    std::array<int, 3> outcomes{};
+    for (const pid_t child : children) {
+        ++outcomes.at(static_cast<std::size_t>(waitForChild(child)));
+    }
+    EXPECT_EQ(outcomes[0], 1) << outcomes[1] << " losers, " << outcomes[2]
+                              << " that were told different things";
+    EXPECT_EQ(outcomes[1], kProcesses - 1);
 }
 
 TEST_F(Bus, disconnectDeliversWhatWasPublished) {

@@ -8,6 +8,7 @@
 #include <ozulog.h>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,11 +16,14 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <functional>
 #include <set>
 #include <thread>
 
 using namespace ozu::platform;
 using namespace ozu::test;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -115,6 +119,50 @@ TEST_F(LogTest, textIsOnePrintableLine) {
     EXPECT_EQ(escaped("\xFF", 100), "\\xFF");
 }
 
+TEST_F(LogTest, noCharacterChangesHowATerminalShowsOthers) {
+    const auto utf8 = [](char32_t character) {
+        std::string text;
+        if (character < 0x80) {
+            text = {static_cast<char>(character)};
+        } else if (character < 0x800) {
+            text = {static_cast<char>(0xC0 | character >> 6), static_cast<char>(0x80 | (character & 0x3F))};
+        } else if (character < 0x10000) {
+            text = {static_cast<char>(0xE0 | character >> 12),
+                    static_cast<char>(0x80 | (character >> 6 & 0x3F)),
+                    static_cast<char>(0x80 | (character & 0x3F))};
+        } else {
+            text = {static_cast<char>(0xF0 | character >> 18),
+                    static_cast<char>(0x80 | (character >> 12 & 0x3F)),
+                    static_cast<char>(0x80 | (character >> 6 & 0x3F)),
+                    static_cast<char>(0x80 | (character & 0x3F))};
+        }
+        return text;
+    };
+    const auto isEscaped = [&](char32_t character) {
+        std::string expected;
+        for (const char byte : utf8(character)) {
+            std::array<char, 5> hexadecimal{};
+            snprintf(hexadecimal.data(), hexadecimal.size(), "\\x%02X", static_cast<unsigned char>(byte));
+            expected += hexadecimal.data();
+        }
+        return escaped(utf8(character), 100) == expected;
+    };
+    for (char32_t control = 0x7F; control <= 0x9F; ++control) {
+        EXPECT_TRUE(isEscaped(control)) << static_cast<unsigned>(control);
+    }
+    for (const char32_t character :
+         std::initializer_list<char32_t>{0x00AD, 0x061C, 0x200B, 0x200E, 0x200F, 0x2028, 0x2029, 0x202A,
+                                         0x202B, 0x202C, 0x202D, 0x202E, 0x2060, 0x2066, 0x2067, 0x2068,
+                                         0x2069, 0xD800, 0xDFFF, 0xFDD0, 0xFEFF, 0xFFFE, 0xFFFF, 0xE0001}) {
+        EXPECT_TRUE(isEscaped(character)) << static_cast<unsigned>(character);
+    }
+    for (const char32_t character :
+         std::initializer_list<char32_t>{0x20, 0x7E, 0xA0, 0xFF, 0x61B, 0x61D, 0x200A, 0x2010, 0x2027, 0x202F,
+                                         0x205F, 0x2070, 0xFFFD, 0x1F514}) {
+        EXPECT_EQ(escaped(utf8(character), 100), utf8(character)) << static_cast<unsigned>(character);
+    }
+}
+
 TEST_F(LogTest, longTextIsCutAtACharacter) {
     EXPECT_EQ(escaped("abcdef", 6), "abcdef");
     EXPECT_EQ(escaped("abcdefg", 6), "abc...");
@@ -203,6 +251,118 @@ TEST_F(LogTest, removedFileIsMadeAnew) {
     unlink(logFile("alarmd").c_str());
     ozulog_printf(30000, "%s", "two");
     EXPECT_THAT(texts(), ElementsAre("two"));
+}
+
+// ---- what others have put in the log's place
+// ------------------------------------------------------------------------------
+
+TEST_F(LogTest, whateverStandsInThePlaceOfTheFileIsRefusedAtOnce) {
+    ASSERT_EQ(ozudb_addProc2Log("alarmd", "TRACE", getpid()), 0);
+    ASSERT_EQ(mkdir(logFolder().c_str(), 0700), 0);
+    const std::string path = logFile("alarmd");
+    const std::string victim = folder() + "/victim";
+    writeFile(victim, "precious");
+    const std::vector<std::pair<const char *, std::function<int()>>> plants{
+        {"is a link", [&] { return symlink(victim.c_str(), path.c_str()); }},
+        {"is a link", [&] { return symlink((folder() + "/nowhere").c_str(), path.c_str()); }},
+        {"is a FIFO", [&] { return mkfifo(path.c_str(), 0600); }},
+        {"is a folder", [&] { return mkdir(path.c_str(), 0700); }},
+        {"hard link", [&] { return link(victim.c_str(), path.c_str()); }},
+    };
+    for (const auto &[what, plant] : plants) {
+        ASSERT_EQ(plant(), 0) << what;
+        alarm(20);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(ozulog_init("alarmd"), kCannotOpen) << what;
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), AllOf(HasSubstr(path), HasSubstr(what)));
+        alarm(0);
+        EXPECT_EQ(contentOf(victim), "precious");
+        EXPECT_NE(access((folder() + "/nowhere").c_str(), F_OK), 0);
+        remove(path.c_str());
+    }
+    EXPECT_EQ(ozulog_init("alarmd"), 0);
+}
+
+TEST_F(LogTest, linkInPlaceOfTheFolderIsRefused) {
+    ASSERT_EQ(ozudb_addProc2Log("alarmd", "TRACE", getpid()), 0);
+    const std::string elsewhere = folder() + "/elsewhere";
+    ASSERT_EQ(mkdir(elsewhere.c_str(), 0700), 0);
+    ASSERT_EQ(symlink(elsewhere.c_str(), logFolder().c_str()), 0);
+    EXPECT_EQ(ozulog_init("alarmd"), kCannotOpen);
+    EXPECT_EQ(access((elsewhere + "/alarmd.log").c_str(), F_OK), -1);
+}
+
+TEST_F(LogTest, whatIsPutThereLaterIsLeftAloneAndBlocksNobody) {
+    start("TRACE");
+    const std::string path = logFile("alarmd");
+    const std::string victim = folder() + "/victim";
+    writeFile(victim, "precious");
+    const std::string moved = folder() + "/moved";
+    for (const auto &plant : std::vector<std::function<int()>>{
+             [&] { return symlink(victim.c_str(), path.c_str()); },
+             [&] { return mkfifo(path.c_str(), 0600); }, [&] { return mkdir(path.c_str(), 0700); },
+             [&] { return link(victim.c_str(), path.c_str()); }}) {
+        ozulog_printf(30000, "%s", "before");
+        ASSERT_EQ(rename(path.c_str(), moved.c_str()), 0);
+        ASSERT_EQ(plant(), 0);
+        alarm(20);
+        ozulog_printf(30000, "%s", "meanwhile");
+        alarm(0);
+        EXPECT_EQ(contentOf(victim), "precious");
+        EXPECT_THAT(linesOf(moved).back(), EndsWith("meanwhile")); // the file of before
+        remove(path.c_str());
+        ozulog_printf(30000, "%s", "after");
+        EXPECT_THAT(texts(), ElementsAre("after"));
+    }
+}
+
+TEST_F(LogTest, rotationPassesByWhatIsNotALogFile) {
+    ASSERT_EQ(setSetting("log.max_bytes", "4096"), 0);
+    ASSERT_EQ(setSetting("log.files", "4"), 0);
+    start("TRACE");
+    const std::string path = logFile("alarmd");
+    const std::string victim = folder() + "/victim";
+    writeFile(victim, "precious");
+    ASSERT_EQ(mkdir((path + ".1").c_str(), 0700), 0);
+    writeFile(path + ".1/inside", "x");
+    ASSERT_EQ(mkfifo((path + ".2").c_str(), 0600), 0);
+    ASSERT_EQ(symlink(victim.c_str(), (path + ".3").c_str()), 0);
+    ASSERT_EQ(mkfifo((logFolder() + "/.rotate").c_str(), 0600), 0);
+    alarm(20);
+    for (int i = 0; i < 500; ++i) {
+        ozulog_printf(30000, "line %d", i);
+    }
+    alarm(0);
+    struct stat found {};
+    ASSERT_EQ(stat(path.c_str(), &found), 0);
+    EXPECT_LT(found.st_size, 4096 + 200); // it was rotated all the same
+    ASSERT_EQ(lstat((path + ".4").c_str(), &found), 0);
+    EXPECT_TRUE(S_ISREG(found.st_mode));
+    EXPECT_EQ(contentOf(victim), "precious");
+    EXPECT_EQ(contentOf(path + ".1/inside"), "x");
+}
+
+TEST_F(LogTest, stoppedProcessInARotationBlocksNobody) {
+    ASSERT_EQ(setSetting("log.max_bytes", "4096"), 0);
+    start("TRACE");
+    const int held = open(logFile("alarmd").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    ASSERT_EQ(flock(held, LOCK_EX), 0); // as a process does that is stopped just then
+    alarm(20);
+    for (int i = 0; i < 300; ++i) {
+        ozulog_printf(30000, "line %d", i);
+    }
+    alarm(0);
+    close(held);
+    EXPECT_THAT(texts().back(), EndsWith("line 299"));
+}
+
+TEST_F(LogTest, fileThatOthersMayReadIsClosedToThem) {
+    start("TRACE");
+    ASSERT_EQ(chmod(logFile("alarmd").c_str(), 0666), 0);
+    ASSERT_EQ(ozulog_init("alarmd"), 0);
+    struct stat found {};
+    ASSERT_EQ(stat(logFile("alarmd").c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 07777, 0600U);
 }
 
 TEST_F(LogTest, readerThatStopsReadingBlocksNobody) {

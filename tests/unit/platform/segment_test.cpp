@@ -6,6 +6,7 @@
 #include "shared_segment.h"
 
 #include <ozudb.h>
+#include <system_event_log.h>
 
 #include <fcntl.h>
 #include <signal.h>
@@ -13,7 +14,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
+#include <functional>
 
 using namespace ozu::platform;
 using namespace ozu::test;
@@ -201,6 +204,167 @@ TEST_F(SegmentTest, linkInItsPlaceIsNotFollowed) {
     ASSERT_EQ(symlink(moved.c_str(), path.c_str()), 0);
     closePlatform();
     EXPECT_EQ(ozudb_getSharedMemory(0), nullptr);
+}
+
+// ---- what strangers put beside it
+// ---------------------------------------------------------------------------------------
+
+TEST_F(SegmentTest, emptyFileOfAnotherLayoutsNameKeepsNobodyOut) {
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    const std::string own = segment();
+    const std::string other = "/dev/shm/ozu-v2" + own.substr(own.rfind('-'));
+    for (const auto &plant : std::vector<std::function<int()>>{
+             [&] { return close(creat(other.c_str(), 0666)); }, [&] { return mkfifo(other.c_str(), 0666); },
+             [&] { return symlink(own.c_str(), other.c_str()); }, [&] { return mkdir(other.c_str(), 0777); },
+             [&] { return link(own.c_str(), other.c_str()); }}) {
+        closePlatform();
+        ASSERT_EQ(plant(), 0);
+        alarm(20);
+        EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
+        const PanelSharedState *view = nullptr;
+        std::string why;
+        EXPECT_EQ(attachState(view, why), 0) << why;
+        alarm(0);
+        remove(other.c_str());
+    }
+    EXPECT_EQ(segment(), own);
+}
+
+class Strangers : public SegmentTest {
+  protected:
+    void SetUp() override {
+        if (geteuid() != 0) {
+            GTEST_SKIP() << "only root can make another user's file";
+        }
+        SegmentTest::SetUp();
+    }
+    void TearDown() override {
+        remove(planted.c_str());
+        SegmentTest::TearDown();
+    }
+    // A stranger's doing, in a process of its own.
+    static void asStranger(const std::function<int()> &body) {
+        ASSERT_EQ(inChild([&] { return setuid(65534) == 0 && body() == 0 ? 0 : 1; }), 0);
+    }
+    std::string planted;
+};
+
+TEST_F(Strangers, nameThatIsTakenIsNotNeeded) {
+    const std::string victim = folder() + "/victim";
+    writeFile(victim, "precious");
+    for (const auto &plant : std::vector<std::function<int(const char *)>>{
+             [](const char *path) { return close(creat(path, 0666)); },
+             [](const char *path) { return mkfifo(path, 0666); },
+             [&](const char *path) { return symlink(victim.c_str(), path); },
+             [](const char *path) { return mkdir(path, 0777); }}) {
+        ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+        planted = segment(); // known from the boot before
+        boot();
+        asStranger([&] { return plant(planted.c_str()); });
+        alarm(20);
+        PanelSharedState *state = ozudb_getSharedMemory(0);
+        alarm(0);
+        ASSERT_NE(state, nullptr);
+        EXPECT_NE(segment(), planted);
+        // All processes of the folder have it.
+        EXPECT_EQ(inChild([] {
+                      ozudb_getSharedMemory(0)->powerManagerMode = 5;
+                      return 0;
+                  }),
+                  0);
+        EXPECT_EQ(state->powerManagerMode, 5U);
+        EXPECT_EQ(contentOf(victim), "precious");
+        ASSERT_EQ(remove(planted.c_str()), 0);
+        boot();
+    }
+}
+
+TEST_F(Strangers, draftsNameIsNobodysToTake) {
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    planted = segment() + ".new";
+    boot();
+    asStranger([&] { return mkdir(planted.c_str(), 0777); });
+    EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
+}
+
+TEST_F(Strangers, segmentThatAllMayWriteIsClosedToThem) {
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    ASSERT_EQ(chmod(segment().c_str(), 0666), 0);
+    closePlatform();
+    EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
+    struct stat found {};
+    ASSERT_EQ(stat(segment().c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 07777, 0660U);
+}
+
+// ---- the identity
+// -------------------------------------------------------------------------------------------------------
+
+// However the file changes while the panel runs: who starts then finds the others, and says so.
+TEST_F(SegmentTest, identityIsThatOfTheRunningPanel) {
+    PanelSharedState *state = ozudb_getSharedMemory(0);
+    ASSERT_NE(state, nullptr);
+    const std::string own = segment();
+    const std::string identity = contentOf(folder() + "/identity");
+    for (const char *damage : {"", "\n", "0123", "zzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzz\n", "missing",
+                               "0123456789abcdef0123456789abcdef\n"}) {
+        if (std::string(damage) == "missing") {
+            ASSERT_EQ(remove((folder() + "/identity").c_str()), 0);
+        } else {
+            writeFile(folder() + "/identity", damage);
+        }
+        std::string file;
+        EXPECT_EQ(segmentFile(file), 0) << damage;
+        EXPECT_EQ(file, own) << damage;
+        const std::string said = folder() + "/said";
+        EXPECT_EQ(inChild([&] {
+                      static_cast<void>(!freopen(said.c_str(), "w", stderr));
+                      closePlatform();
+                      LOG_system_event(1, "x"); // the database comes first at a process's start
+                      PanelSharedState *theirs = ozudb_getSharedMemory(0);
+                      if (theirs == nullptr) {
+                          return 1;
+                      }
+                      ++theirs->powerManagerMode;
+                      return 0;
+                  }),
+                  0)
+            << damage;
+        EXPECT_EQ(state->powerManagerMode, 1U) << damage;
+        state->powerManagerMode = 0;
+        EXPECT_THAT(contentOf(said), AllOf(HasSubstr(" 80000 C "), HasSubstr("identity"))) << damage;
+        EXPECT_EQ(contentOf(folder() + "/identity"), identity) << damage;
+    }
+}
+
+TEST_F(SegmentTest, damagedIdentityWithoutARunningPanelIsMadeAnew) {
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    ASSERT_EQ(ozudb_ModifyBypassExpiry(9, 1, 1234), 0);
+    boot();
+    writeFile(folder() + "/identity", "");
+    testing::internal::CaptureStderr();
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("was empty or damaged"));
+    EXPECT_EQ(ozudb_getSharedMemory(0)->zones[9].bypass[0].bypassExpiry, 1234U);
+}
+
+TEST_F(SegmentTest, copyOfAFolderWithoutItsIdentityIsAnotherPanel) {
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    ASSERT_EQ(ozudb_ModifyBypassExpiry(9, 1, 1234), 0);
+    const std::string first = segment();
+    const std::string firstFolder = folder();
+    closePlatform();
+    PanelFolder::SetUp();
+    for (const char *suffix : {"", "-wal"}) {
+        writeFile(databaseFile() + suffix, contentOf(firstFolder + "/ozu.db" + suffix));
+        chmod((databaseFile() + suffix).c_str(), 0600);
+    }
+    testing::internal::CaptureStderr();
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_NE(segment(), first);
+    EXPECT_EQ(ozudb_getSharedMemory(0)->zones[9].bypass[0].bypassExpiry, 1234U);
+    removeDataFolder(firstFolder);
 }
 
 TEST_F(SegmentTest, toolsSeeTheRecordWithoutMakingIt) {

@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,11 +23,13 @@
 #include <array>
 #include <cerrno> // program_invocation_short_name
 #include <cstring>
+#include <functional>
 #include <map>
 #include <set>
 
 using namespace ozu::platform;
 using namespace ozu::test;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -338,7 +341,145 @@ TEST_F(Settings, damagedDatabaseIsReportedAndLeftAlone) {
     EXPECT_EQ(ozudb_updatePanelRebootReason(1), 0);
 }
 
-TEST_F(Settings, damagedPagesAreReported) {
+// Damage costs the table that has it. The tables, what puts a row into each, and how to see it.
+namespace {
+
+struct Content {
+    const char *table;
+    std::function<int()> put;
+    const char *seen;
+};
+
+const std::vector<Content> &contents() {
+    static const std::vector<Content> all{
+        {"severities", [] { return setSeverity("doord", "DEBUG"); },
+         "SELECT count(*) FROM severities WHERE process = 'doord'"},
+        {"processes", [] { return ozudb_addProc2Log("doord", "DEBUG", 1); },
+         "SELECT count(*) FROM processes"},
+        {"reboot", [] { return ozudb_updatePanelRebootReason(7); },
+         "SELECT count(*) FROM reboot WHERE 7 IN (next_reason, last_reason)"},
+        {"modem_statistics", [] { return ozudb_ModifyModemStatistics(1, 2, 3, 4, 5, 6, 7, 8, 0); },
+         "SELECT count(*) FROM modem_statistics"},
+        {"bypass", [] { return ozudb_ModifyBypassExpiry(3, 1, 99); }, "SELECT count(*) FROM bypass"},
+        {"system_events", [] { return LOG_system_event(1, "event"); }, "SELECT count(*) FROM system_events"},
+        {"event_limits", [] { return limited_log_system_event(9, 9, "limited"); },
+         "SELECT count(*) FROM event_limits WHERE category = 9"},
+        {"settings", [] { return setSetting("product.code", "5"); }, "SELECT count(*) FROM settings"},
+    };
+    return all;
+}
+
+} // namespace
+
+class DamagedTable : public Settings {
+  protected:
+    void fill() {
+        for (const auto &content : contents()) {
+            ASSERT_EQ(content.put(), 0) << content.table;
+        }
+        query("PRAGMA wal_checkpoint(TRUNCATE)");
+    }
+    // A process that starts gets a record; what was damaged works again, and everything else is as it was.
+    void expectOnlyLost(const std::string &table) {
+        testing::internal::CaptureStderr();
+        boot();
+        EXPECT_NE(ozudb_getSharedMemory(0), nullptr) << table;
+        for (const auto &content : contents()) {
+            EXPECT_EQ(content.put(), 0) << content.table << " of damaged " << table;
+        }
+        const std::string said = testing::internal::GetCapturedStderr();
+        EXPECT_THAT(said, HasSubstr(" 80000 C ")) << table;
+        EXPECT_THAT(said, HasSubstr("table " + table + " of the database")) << table;
+        EXPECT_EQ(said.find("of the database"), said.rfind("of the database")) << said;
+        EXPECT_EQ(query("PRAGMA integrity_check"), "ok ") << table;
+    }
+};
+
+TEST_F(DamagedTable, missingTableCostsItsContentAlone) {
+    for (const auto &content : contents()) {
+        fill();
+        query(std::string("DROP TABLE ") + content.table);
+        closePlatform();
+        expectOnlyLost(content.table);
+    }
+}
+
+TEST_F(DamagedTable, tableThatGoesWhileThePanelRunsComesBack) {
+    for (const auto &content : contents()) {
+        fill();
+        query(std::string("DROP TABLE ") + content.table); // this process's connection stays open
+        expectOnlyLost(content.table);
+    }
+}
+
+TEST_F(DamagedTable, tableOfAnotherShapeCostsItsContentAlone) {
+    for (const auto &content : contents()) {
+        fill();
+        const std::string name = content.table;
+        query("DROP TABLE " + name + "; CREATE VIEW " + name + " AS SELECT 1 AS x");
+        closePlatform();
+        expectOnlyLost(name);
+        fill();
+        query("DROP TABLE " + name + "; CREATE TABLE " + name + " (x)");
+        closePlatform();
+        expectOnlyLost(name);
+    }
+}
+
+TEST_F(DamagedTable, damagedPagesCostTheirTableAlone) {
+    for (const auto &content : contents()) {
+        for (const char filling : {'\0', '\xA7'}) {
+            fill();
+            closePlatform();
+            const std::string root =
+                query(std::string("SELECT rootpage FROM sqlite_schema WHERE name = '") + content.table + "'");
+            const int file = open(databaseFile().c_str(), O_RDWR | O_CLOEXEC);
+            const std::string page(4096, filling);
+            ASSERT_EQ(pwrite(file, page.data(), page.size(), (std::stol(root) - 1) * 4096), 4096);
+            close(file);
+            expectOnlyLost(content.table);
+        }
+    }
+}
+
+TEST_F(DamagedTable, othersContentIsKept) {
+    fill();
+    query("DROP TABLE bypass");
+    boot();
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    for (const auto &content : contents()) {
+        const bool lost = std::string(content.table) == "bypass";
+        EXPECT_EQ(query(content.seen), lost                                            ? "0 "
+                                       : std::string(content.table) == "system_events" ? "2 "
+                                                                                       : "1 ")
+            << content.table;
+    }
+    EXPECT_EQ(ozudb_getSharedMemory(0)->modemStatistics[1].counter[7], 8);
+}
+
+TEST_F(DamagedTable, cutDatabaseCostsWhatWasCutOff) {
+    fill();
+    closePlatform();
+    const std::string whole = contentOf(databaseFile());
+    constexpr std::size_t kStep = 2560; // within pages and at their ends
+    for (std::size_t size = whole.size() - 512; size >= 4096; size -= kStep) {
+        writeFile(databaseFile(), whole.substr(0, size));
+        for (const char *suffix : {"-wal", "-shm"}) {
+            unlink((databaseFile() + suffix).c_str());
+        }
+        testing::internal::CaptureStderr();
+        boot();
+        EXPECT_NE(ozudb_getSharedMemory(0), nullptr) << size;
+        for (const auto &content : contents()) {
+            EXPECT_EQ(content.put(), 0) << content.table << " " << size;
+        }
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(" is damaged; it begins anew")) << size;
+        EXPECT_EQ(query("PRAGMA integrity_check"), "ok ") << size;
+        closePlatform();
+    }
+}
+
+TEST_F(DamagedTable, manyDamagedPagesCostTheirTables) {
     for (int i = 0; i < 50; ++i) {
         ASSERT_EQ(LOG_system_event(1, std::string(500, 'e').c_str()), 0);
     }
@@ -349,7 +490,140 @@ TEST_F(Settings, damagedPagesAreReported) {
         content[i] = static_cast<char>(i * 7);
     }
     writeFile(databaseFile(), content);
-    EXPECT_EQ(LOG_system_event(1, "x"), kCorrupt);
+    EXPECT_EQ(LOG_system_event(1, "x"), 0);
+    EXPECT_EQ(query("SELECT text FROM system_events"), "x ");
+}
+
+TEST_F(DamagedTable, severityThatIsNoneCountsAsAbsent) {
+    ASSERT_EQ(setSeverity("doord", "DEBUG"), 0);
+    query("UPDATE severities SET severity = 'LOUD'");
+    EXPECT_EQ(severityOf("doord"), "INFO");
+    EXPECT_EQ(severityOf("other"), "INFO");
+}
+
+TEST_F(DamagedTable, emptiedDatabaseIsTold) {
+    fill();
+    closePlatform();
+    for (const char *suffix : {"", "-wal", "-shm"}) {
+        writeFile(databaseFile() + suffix, "");
+    }
+    testing::internal::CaptureStderr();
+    boot();
+    EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                AllOf(HasSubstr(" 80000 C "), HasSubstr("is missing or empty; all its tables begin anew")));
+}
+
+TEST_F(DamagedTable, newFolderHasNothingToTell) {
+    testing::internal::CaptureStderr();
+    EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(DamagedTable, whatWasToldBeforeTheLogWasOpenedStandsInIt) {
+    fill();
+    query("DROP TABLE bypass");
+    closePlatform();
+    EXPECT_EQ(severityOf("alarmd"), "INFO");
+    ASSERT_EQ(ozulog_init("alarmd"), 0);
+    EXPECT_THAT(contentOf(logFile("alarmd")), HasSubstr("table bypass of the database is missing"));
+}
+
+// ---- what others have put in the place of a file
+// --------------------------------------------------------------------------
+
+TEST_F(Settings, whateverStandsInThePlaceOfAFileIsRefusedAtOnce) {
+    const std::string victim = folder() + "/victim";
+    writeFile(victim, "precious");
+    for (const char *name : {"identity", "ozu.db", "ozu.db-wal", "ozu.db-shm", "ozu.db-journal"}) {
+        const std::string path = folder() + "/" + name;
+        const std::vector<std::pair<const char *, std::function<int()>>> plants{
+            {"is a link", [&] { return symlink(victim.c_str(), path.c_str()); }},
+            {"is a FIFO", [&] { return mkfifo(path.c_str(), 0600); }},
+            {"is a folder", [&] { return mkdir(path.c_str(), 0700); }},
+            {"hard link", [&] { return link(victim.c_str(), path.c_str()); }},
+        };
+        for (const auto &[what, plant] : plants) {
+            closePlatform();
+            remove(path.c_str());
+            ASSERT_EQ(plant(), 0) << name;
+            alarm(20);
+            testing::internal::CaptureStderr();
+            EXPECT_EQ(LOG_system_event(1, "x"), kCannotOpen) << name << " " << what;
+            EXPECT_THAT(testing::internal::GetCapturedStderr(), AllOf(HasSubstr(path), HasSubstr(what)));
+            alarm(0);
+            EXPECT_EQ(contentOf(victim), "precious") << name << " " << what;
+            remove(path.c_str());
+        }
+        EXPECT_EQ(LOG_system_event(1, "x"), 0) << name;
+    }
+}
+
+TEST_F(Settings, filesOfStrangersAreRefused) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can make another user's file";
+    }
+    constexpr uid_t kStranger = 65534;
+    for (const char *name : {"identity", "ozu.db", "ozu.db-wal", "ozu.db-shm", "ozu.db-journal", "log"}) {
+        closePlatform();
+        const std::string path = folder() + "/" + name;
+        remove(path.c_str());
+        if (std::string(name) == "log") {
+            ASSERT_EQ(mkdir(path.c_str(), 0777), 0);
+        } else {
+            writeFile(path, "");
+        }
+        ASSERT_EQ(chown(path.c_str(), kStranger, kStranger), 0);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(std::string(name) == "log" ? ozulog_init("alarmd") : LOG_system_event(1, "x"), kCannotOpen)
+            << name;
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(path + " belongs to user 65534"));
+        ASSERT_EQ(chown(path.c_str(), 0, 0), 0);
+        remove(path.c_str());
+    }
+}
+
+TEST_F(Settings, folderOfAStrangerIsUsedByRootOnly) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can become another user";
+    }
+    ASSERT_EQ(chown(folder().c_str(), 1234, 1234), 0);
+    ASSERT_EQ(chmod(folder().c_str(), 0777), 0);
+    EXPECT_EQ(inChild([] { return setuid(65534) == 0 ? LOG_system_event(1, "x") : 99; }), kCannotOpen);
+    // What root makes there belongs to the folder's owner, who can use it.
+    EXPECT_EQ(LOG_system_event(1, "x"), 0);
+    struct stat found {};
+    for (const char *name : {"/identity", "/ozu.db", "/ozu.db-wal"}) {
+        ASSERT_EQ(stat((folder() + name).c_str(), &found), 0) << name;
+        EXPECT_EQ(found.st_uid, 1234U) << name;
+    }
+    EXPECT_EQ(inChild([] { return setuid(1234) == 0 ? LOG_system_event(1, "x") : 99; }), 0);
+}
+
+TEST_F(Settings, filesThatOthersMayWriteAreClosedToThem) {
+    ASSERT_EQ(LOG_system_event(1, "x"), 0);
+    for (const char *name : {"/identity", "/ozu.db"}) {
+        ASSERT_EQ(chmod((folder() + name).c_str(), 0666), 0);
+    }
+    closePlatform();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(LOG_system_event(1, "x"), 0);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), AllOf(HasSubstr("identity was open to other users"),
+                                                              HasSubstr("ozu.db was open to other users")));
+    EXPECT_EQ(modeOf(folder() + "/identity"), 0600U);
+    EXPECT_EQ(modeOf(folder() + "/ozu.db"), 0600U);
+}
+
+TEST_F(Settings, lockThatAStoppedProcessHoldsIsNotWaitedForLong) {
+    ASSERT_EQ(LOG_system_event(1, "x"), 0);
+    closePlatform();
+    const int held = open((folder() + "/identity").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(flock(held, LOCK_EX), 0);
+    alarm(60);
+    EXPECT_EQ(LOG_system_event(1, "x"), kBusy);
+    alarm(0);
+    close(held);
+    EXPECT_EQ(LOG_system_event(1, "x"), 0);
 }
 
 TEST_F(Settings, newerDatabaseIsRefused) {
