@@ -95,7 +95,8 @@ static struct {
     unsigned long calls[FUNCTIONS];
 
     int recordNothing;
-    int stateMissing;
+    PanelSharedState *state; /* what the platform hands out, unless it is its own record */
+    int otherState;
     int results[FUNCTIONS];
     struct Failure failures[kMaxFailures];
     char severity[kMaxSeverity];
@@ -261,7 +262,7 @@ static const char *quoted(Quoted *room, const char *text) {
 
 PanelSharedState *ozudb_getSharedMemory(int reserved) {
     call(GET_SHARED_MEMORY, "%d", reserved);
-    return fake.stateMissing ? NULL : &state;
+    return fake.otherState ? fake.state : &state;
 }
 
 int ozudb_getSeverityNameByProcName(char *out, int outSize, const char *processName) {
@@ -269,7 +270,7 @@ int ozudb_getSeverityNameByProcName(char *out, int outSize, const char *processN
     const int result = call(GET_SEVERITY, "%d, %s", outSize, quoted(&name, processName));
     const char *severity = fake.severityGiven ? fake.severity : "INFO";
     if (outSize > 0) {
-        strncpy(out, severity, (size_t)outSize); /* not terminated when it fills the buffer */
+        memcpy(out, severity, strnlen(severity, (size_t)outSize));
     }
     return result;
 }
@@ -288,7 +289,7 @@ int ozudb_updatePanelRebootReason(int reason) {
 int ozudb_isInFlightData(unsigned char *inFlight) {
     const int result = call(IN_FLIGHT, "%s", "");
     lock();
-    *inFlight = fake.inFlight > 0;
+    *inFlight = fake.inFlight > 0 ? UINT8_MAX : 0;
     fake.inFlight -= fake.inFlight > 0;
     unlock();
     return result;
@@ -335,8 +336,18 @@ __attribute__((format(printf, 2, 0))) static int log_line(OzuFakeEntry *entry, c
                                                           va_list list) {
     static const enum Function kFunctions[] = {FUNCTIONS, LOG_EXTENDED, LOG_SHORT, LOG_REMOTE};
     char text[kMaxLine];
-    vsnprintf(text, sizeof text, format, list);
+    va_list again;
+    va_copy(again, list);
+    const int length = vsnprintf(text, sizeof text, format, list);
     entry->text = text;
+    if (length >= kMaxLine) {
+        lock();
+        char *whole = take((size_t)length + 1);
+        unlock();
+        vsnprintf(whole, (size_t)length + 1, format, again);
+        entry->text = whole;
+    }
+    va_end(again);
     entry->format = format;
     return finish(kFunctions[entry->logKind], entry);
 }
@@ -378,8 +389,12 @@ int ozulog_printf_mqtt_transmission(int level, const char *format, ...) {
 int mqttc_connect(const char *host, int port, const char *clientName, void *mqttArg) {
     Quoted address;
     Quoted client;
-    const int result = call(CONNECT, "%s, %d, %s, %s", quoted(&address, host), port,
-                            quoted(&client, clientName), mqttArg == NULL ? "null" : "argument");
+    char argument[24] = "null";
+    if (mqttArg != NULL) {
+        snprintf(argument, sizeof argument, "%p", mqttArg);
+    }
+    const int result =
+        call(CONNECT, "%s, %d, %s, %s", quoted(&address, host), port, quoted(&client, clientName), argument);
     lock();
     if (result == 0) {
         fake.connected = 1;
@@ -528,8 +543,11 @@ PanelSharedState *ozu_fake_state(void) {
     return &state;
 }
 
-void ozu_fake_state_present(int present) {
-    fake.stateMissing = !present;
+void ozu_fake_use_state(PanelSharedState *own) {
+    lock();
+    fake.state = own;
+    fake.otherState = 1;
+    unlock();
 }
 
 void ozu_fake_result(const char *function, int result) {

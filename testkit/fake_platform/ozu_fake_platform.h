@@ -94,10 +94,10 @@ void ozu_fake_print(FILE *out);
 
 /* --- What the platform answers --- */
 
-/** Returns the shared record. Fill it before the code under test looks. */
+/** Returns the fake platform's shared record. Fill it before the code under test looks. */
 PanelSharedState *ozu_fake_state(void);
-/** Whether there is a shared record (1, the default) or ozudb_getSharedMemory() returns null (0). */
-void ozu_fake_state_present(int present);
+/** What ozudb_getSharedMemory() returns instead: a record of the test's own, or null for none. */
+void ozu_fake_use_state(PanelSharedState *state);
 /** What a function returns from now on (0 by default). */
 void ozu_fake_result(const char *function, int result);
 /** Makes the n-th call from now, counted from 1, return this; every other call is as before. Several may be
@@ -106,7 +106,7 @@ void ozu_fake_fail(const char *function, unsigned int nth, int result);
 /** The severity that is registered for every process, "INFO" by default. Up to outSize bytes of it are handed
  * over. */
 void ozu_fake_severity(const char *name);
-/** How many of the next ozudb_isInFlightData() calls report messages in flight; 0 by default. */
+/** How many of the next ozudb_isInFlightData() calls report messages in flight (as 255); 0 by default. */
 void ozu_fake_in_flight(unsigned int calls);
 
 /** Kinds of devices that the database tells apart. */

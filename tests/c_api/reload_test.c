@@ -7,7 +7,7 @@
 #define _POSIX_C_SOURCE 200809L
 
 #include "check.h"
-#include "own_platform.h"
+#include "recorded.h"
 
 #include <dirent.h>
 #include <dlfcn.h>

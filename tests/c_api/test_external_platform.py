@@ -9,7 +9,7 @@ import pytest
 
 pytestmark = pytest.mark.long  # makes builds of its own
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-STUB = ROOT / "tests/c_api/own_platform.c"
+STUB = ROOT / "testkit/fake_platform/fake_platform.c"
 
 
 def run(*command, **options):
@@ -25,7 +25,7 @@ def configure(folder, *settings):
 
 def build_platform(folder, *flags):
     library = folder / "libpanel.so.7"
-    run("gcc", "-shared", "-fPIC", f"-Wl,-soname,{library.name}", f"-I{ROOT}/platform/include", *flags, STUB,
+    run("gcc", "-shared", "-fPIC", "-D_GNU_SOURCE", f"-Wl,-soname,{library.name}", f"-I{ROOT}/platform/include", *flags, STUB,
         "-o", library)
     return library
 

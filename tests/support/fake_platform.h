@@ -1,4 +1,4 @@
-// A platform for unit tests: it records every call in order and fails on demand.
+// The fake platform as our own unit tests see it: what happened and what it answers, in C++ terms.
 //
 // One FakePlatform exists; PlatformTest resets it before each test and checks after it that the test left no
 // descriptor and no child behind (set expectedDescriptors / expectedChildren where a function must).
