@@ -83,7 +83,7 @@ static inline const char *stringFromSec_cmd(unsigned int command) OZU_NOEXCEPT {
     const char *name = names;
     if (command > MAX_SEC_CMD) {
         ozulog_printf_extend(OZULOG_CRITICAL, "%d is not a valid sec_cmd", SECURITY_OZU_SOURCE, __func__,
-                             __LINE__, command);
+                             __LINE__, (int)command);
         return "ERR ENUM";
     }
     for (; command > 0; --command) {
@@ -107,7 +107,7 @@ static inline const char *stringFromSec_partition(unsigned int partition) OZU_NO
     };
     if (partition > MAX_PARTITION_ID) {
         ozulog_printf_extend(OZULOG_CRITICAL, "%d is not a valid sec_partition", SECURITY_OZU_SOURCE,
-                             __func__, __LINE__, partition);
+                             __func__, __LINE__, (int)partition);
         return "ERR ENUM";
     }
     return names[partition];

@@ -13,11 +13,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <span>
 
 namespace {
 
-constexpr std::size_t kInterfaceBytes = 1024;
+// Interfaces that are looked at, on machines with records of 32 and of 40 bytes alike.
+constexpr std::size_t kInterfaces = 32;
 constexpr std::size_t kIdentity = 8;
 constexpr std::size_t kAddress = 6;
 
@@ -36,18 +38,16 @@ bool isHardwareOf(int socket, const ifreq &listed, std::span<std::uint8_t, kAddr
 }
 
 bool firstHardwareAddress(int socket, std::span<std::uint8_t, kAddress> address) noexcept {
-    alignas(ifreq) char buffer[kInterfaceBytes] = {};
+    ifreq records[kInterfaces] = {};
     ifconf list = {};
-    list.ifc_len = sizeof buffer;
-    list.ifc_buf = buffer;
+    list.ifc_len = sizeof records;
+    list.ifc_req = records;
     if (ioctl(socket, SIOCGIFCONF, &list) != 0 || list.ifc_len < 0) {
         return false;
     }
-    // A record has 32 bytes on the panel and 40 on a 64-bit machine.
-    const std::size_t used = std::min(static_cast<std::size_t>(list.ifc_len), sizeof buffer);
-    for (std::size_t at = 0; at + sizeof(ifreq) <= used; at += sizeof(ifreq)) {
-        ifreq listed = {};
-        std::memcpy(&listed, buffer + at, sizeof listed);
+    const std::size_t count =
+        std::min(static_cast<std::size_t>(list.ifc_len) / sizeof(ifreq), std::size(records));
+    for (const ifreq &listed : std::span(records).first(count)) {
         if (isHardwareOf(socket, listed, address)) {
             return true;
         }

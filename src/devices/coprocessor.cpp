@@ -34,13 +34,13 @@ struct Free {
     void operator()(void *memory) const noexcept { std::free(memory); }
 };
 
-// Memory for an envelope, or null; the panel cannot address a block whose size does not fit 32 bits.
+// Memory for an envelope, or null; no block on the panel has more than 2 GiB - 1.
 std::uint8_t *allocateEnvelope(unsigned int length) noexcept {
-    std::uint32_t size = 0;
+    std::int32_t size = 0;
     if (__builtin_add_overflow(length, kEnvelopeHead + kEnvelopeSpare, &size)) {
         return nullptr;
     }
-    return static_cast<std::uint8_t *>(malloc(size));
+    return static_cast<std::uint8_t *>(malloc(static_cast<std::size_t>(size)));
 }
 
 int send(OzuNxpRequest code, unsigned int value = 0) noexcept {

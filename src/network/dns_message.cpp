@@ -18,10 +18,11 @@ constexpr std::uint16_t kRecursionDesired = 0x0100;
 constexpr std::uint16_t kClassInternet = 1;
 
 // Reads a pointer whose first byte was read already; false unless it leads backwards from where it stands.
+// No name begins in the header.
 bool readPointer(BoundedReader &reader, std::uint8_t first, std::size_t &target) noexcept {
     const std::size_t position = reader.position() - 1;
     target = (static_cast<std::size_t>(first & kPointerOffsetBits) << 8) | reader.u8();
-    return reader.ok() && target < position;
+    return reader.ok() && target >= kHeaderSize && target < position;
 }
 
 // Moves past a name that is not wanted.
@@ -47,36 +48,41 @@ constexpr bool dataIsName(std::uint16_t type) noexcept {
     return type == kTypeNs || type == kTypeCname || type == kTypePtr || type == kTypeDname;
 }
 
-// The data of a record to keep, read with a reader of its own: the walk goes by the data's announced length.
-bool readData(BoundedReader reader, Record &record, NameText &lastName) noexcept {
-    if (record.type == kTypeA) {
+// What a section makes of address records.
+enum class Addresses : std::uint8_t {
+    Taken,  // they hold an address
+    AsNames // their data is decoded as a name, like that of any other type
+};
+
+// The data of a record to keep, read with a reader of its own: the walk goes by the data's announced length,
+// a name only by the end of the reply. Most types hold no name, and what does not decode there is no matter.
+bool readData(BoundedReader reader, bool isAddress, Record &record, NameText &lastName) noexcept {
+    if (isAddress) {
         record.address = reader.record<in_addr>();
         return true;
     }
-    if (!dataIsName(record.type)) {
-        return true;
+    if (!decodeName(reader, record.name)) {
+        return !dataIsName(record.type);
     }
-    if (!decodeName(reader, lastName)) {
-        return false;
-    }
-    ozuutils_strlcpy(record.name.data(), lastName.data(), static_cast<unsigned int>(record.name.size()));
+    ozuutils_strlcpy(lastName.data(), record.name.data(), static_cast<unsigned int>(lastName.size()));
     return true;
 }
 
 // One record, kept in the table when that is not null.
-bool readRecord(BoundedReader &reader, Record *record, NameText &lastName) noexcept {
+bool readRecord(BoundedReader &reader, Addresses addresses, Record *record, NameText &lastName) noexcept {
     if (!(record != nullptr ? decodeName(reader, lastName) : skipName(reader))) {
         return false;
     }
     const std::uint16_t type = reader.u16be();
     reader.skip(sizeof(std::uint16_t) + sizeof(std::uint32_t)); // class and time to live
     const std::uint16_t length = reader.u16be();
-    if (!reader.ok() || length > reader.remaining() || (type == kTypeA && length < sizeof(in_addr))) {
+    const bool isAddress = type == kTypeA && addresses == Addresses::Taken;
+    if (!reader.ok() || length > reader.remaining() || (isAddress && length < sizeof(in_addr))) {
         return false;
     }
     if (record != nullptr) {
         record->type = type;
-        if (!readData(reader, *record, lastName)) {
+        if (!readData(reader, isAddress, *record, lastName)) {
             return false;
         }
     }
@@ -84,12 +90,12 @@ bool readRecord(BoundedReader &reader, Record *record, NameText &lastName) noexc
     return true;
 }
 
-bool readSection(BoundedReader &reader, std::size_t announced, Section &section,
+bool readSection(BoundedReader &reader, std::size_t announced, Addresses addresses, Section &section,
                  NameText &lastName) noexcept {
     section.count = 0;
     for (std::size_t i = 0; i < announced; ++i) {
         Record *record = i < section.records.size() ? &section.records[i] : nullptr;
-        if (!readRecord(reader, record, lastName)) {
+        if (!readRecord(reader, addresses, record, lastName)) {
             return false;
         }
         if (record != nullptr) {
@@ -161,9 +167,9 @@ bool readRecords(std::span<const std::uint8_t> message, const Header &header, Re
                  NameText &lastName) noexcept {
     BoundedReader reader(message);
     skipQuestion(reader);
-    return readSection(reader, header.answers, reply.answers, lastName) &&
-           readSection(reader, header.authorities, reply.authorities, lastName) &&
-           readSection(reader, header.additionals, reply.additionals, lastName);
+    return readSection(reader, header.answers, Addresses::Taken, reply.answers, lastName) &&
+           readSection(reader, header.authorities, Addresses::AsNames, reply.authorities, lastName) &&
+           readSection(reader, header.additionals, Addresses::Taken, reply.additionals, lastName);
 }
 
 bool decodeName(BoundedReader &reader, NameText &text) noexcept {

@@ -35,7 +35,8 @@ struct Header {
     std::uint16_t additionals;
 };
 
-// One record: its type, and its data when that is an address or a name.
+// One record: its type, and its data. An address record of the answers and additionals has the address, every
+// other one what its data says when decoded as a name; of a type whose data is no name that is just bytes.
 struct Record {
     std::uint16_t type;
     in_addr address;
@@ -61,7 +62,7 @@ struct Reply {
 bool readHeader(std::span<const std::uint8_t> message, Header &header) noexcept;
 
 // Reads all records that the header announces; false when the reply is refused. lastName receives every name
-// as it is decoded, so the most recent one stays in it.
+// of the records that are kept as it is decoded, so the most recent one stays in it.
 bool readRecords(std::span<const std::uint8_t> message, const Header &header, Reply &reply,
                  NameText &lastName) noexcept;
 

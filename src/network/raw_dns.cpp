@@ -64,7 +64,7 @@ const sockaddr *socketAddress(const sockaddr_in *address) noexcept {
 // logged under the caller's name. The socket stays unconnected: whoever answers is heard, and a refusal by
 // the server's machine does not cut the wait short.
 ssize_t exchange(const char *caller, const char *dnsServer, Message &message, std::size_t length) noexcept {
-    const ozu::UniqueFd fd(socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP));
+    const ozu::UniqueFd fd = ozu::openSocket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
     if (!fd.valid()) {
         OZU_LOG_AS(caller, OZULOG_ERROR, "sendto failed [%s]", ozu::errorText());
         return -1;
@@ -74,8 +74,6 @@ ssize_t exchange(const char *caller, const char *dnsServer, Message &message, st
         OZU_LOG_AS(caller, OZULOG_ERROR, "sendto failed [%s]", ozu::errorText());
         return -1;
     }
-    // The server is at work now, so this costs no time; the wait for it may be long.
-    ozu::keepToProcess(fd);
     if (setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &kReceiveTimeout, sizeof kReceiveTimeout) < 0) {
         OZU_LOG_AS(caller, OZULOG_ERROR, "setsockopt failed [%s]", ozu::errorText());
         return -1;

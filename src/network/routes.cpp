@@ -57,18 +57,19 @@ int checkRouteAndAdd(const char *dest, const char *gw, const char *mask, const c
             continue;
         }
         rtentry route = routeRequest(dest, gw, mask, dev, metric, flags);
-        int error = 0;
-        if (ioctl(fd.get(), SIOCADDRT, &route) < 0) {
-            error = errno;
+        const bool failed = ioctl(fd.get(), SIOCADDRT, &route) < 0;
+        const int error = errno;
+        if (failed) {
             OZU_LOG_SHORT(OZULOG_TRACE, "SIOCADDRT:[%s]", strerror(error));
         }
         fd.reset();
-        if (error != 0 && error != EEXIST) {
+        const bool exists = failed && error == EEXIST;
+        if (failed && !exists) {
             OZU_LOG(OZULOG_ERROR, "SIOCADDRT:[%s]", strerror(error));
             result = -1;
         }
         sleep(kPauseSeconds);
-        if (error == EEXIST) {
+        if (exists) {
             if (left == 1) {
                 OZU_LOG_TEXT(OZULOG_WARNING,
                              "Cannot add route to routing table, reach maximum validation attempts");

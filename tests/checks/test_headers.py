@@ -14,7 +14,8 @@ COMPILERS = {
     "clang-c++20": ("clang++", "c++", "-std=c++20"),
 }
 EACH = [pytest.param(name, marks=pytest.mark.clang if name.startswith("clang") else ()) for name in COMPILERS]
-WARNINGS = ("-pedantic", "-Wall", "-Wextra", "-Wundef", "-Werror")
+WARNINGS = ("-pedantic", "-Wall", "-Wextra", "-Wundef", "-Wconversion", "-Wsign-conversion", "-Wformat=2", "-Werror")
+MORE_WARNINGS = {"gcc": ("-Wformat-signedness",), "g++": ("-Wformat-signedness",)}  # that clang lacks
 HEADERS = tree.public_headers()
 
 
@@ -23,7 +24,8 @@ def compile_text(compiler, text):
     if not shutil.which(program):
         pytest.skip(f"{program} is not installed")
     folders = [f"-I{tree.ROOT / folder}" for folder in tree.PUBLIC_FOLDERS]
-    done = subprocess.run([program, "-x", language, standard, *WARNINGS, *folders, "-fsyntax-only", "-"],
+    warnings = (*WARNINGS, *MORE_WARNINGS.get(program, ()))
+    done = subprocess.run([program, "-x", language, standard, *warnings, *folders, "-fsyntax-only", "-"],
                           input=text, capture_output=True, text=True)
     return done.stderr if done.returncode else ""
 
@@ -40,8 +42,21 @@ def test_all_headers_compile_together(compiler):
     assert compile_text(compiler, text + "extern int end;\n") == ""
 
 
-def test_a_broken_header_is_seen():
-    assert compile_text("gcc-c99", "size_t missing(void);\n") != ""
+BROKEN = {
+    "unknown type": "size_t missing(void);\n",
+    "narrowed number": "static inline char narrow(int wide) { return wide; }\n",
+    "sign of a format": "#include <ozulog.h>\nvoid tell(unsigned number);\n"
+                        "void tell(unsigned number) { ozulog_printf(10000, \"%d\", number); }\n",
+}
+
+
+@pytest.mark.parametrize("compiler", EACH)
+@pytest.mark.parametrize("text", BROKEN.values(), ids=BROKEN)
+def test_a_broken_header_is_seen(text, compiler):
+    if text == BROKEN["sign of a format"] and "clang" in compiler:
+        assert compile_text(compiler, text) == ""  # why gcc has to look, too
+    else:
+        assert compile_text(compiler, text) != ""
 
 
 def test_utils_ozu_brings_in_every_family():

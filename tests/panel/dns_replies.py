@@ -135,6 +135,9 @@ good("delegation", lambda q: message(
     q, record() + record(name("test"), NS, label("ns") + name("test")) + record(name("ns.test"), data=address(OTHER)),
     1, 1, 1))
 good("address-in-authority", lambda q: message(q, record() + record(data=address(OTHER)), 1, 1))
+for size in range(4):
+    good(f"address-of-{size}-in-authority", lambda q, n=size: message(q, record() + record(data=b"\x05" * n), 1, 1))
+good("text-that-points-into-the-header", lambda q: message(q, record() + record(kind=TXT, data=pointer(4)), 2))
 good("address-in-additional", lambda q: message(q, record() + record(data=address(OTHER)), 1, 0, 1))
 good("other-class", lambda q: message(q, record(cls=3), 1))
 good("wrong-identifier", lambda q: u16(struct.unpack(">H", q[:2])[0] ^ 0xFFFF) + message(q, record(), 1)[2:])
@@ -212,6 +215,8 @@ ASTRAY = {
     "self-loop": lambda at: pointer(at),
     "forward": lambda at: pointer(at + 2) + name("x"),
     "outside": lambda at: pointer(0x3FFF),
+    "header": lambda at: pointer(QUESTION - 1),
+    "header-start": lambda at: label("x") + pointer(0),
     "two-loop": lambda at: label("x") + pointer(at),
     "long-label-loop": lambda at: label("x" * 63) + pointer(at),
     "unending": lambda at: label("x" * 200),
@@ -240,6 +245,7 @@ bad("chain-of-8000-pointers", lambda q: message(
 for section, counts in {"answers": (2, 0, 0), "authorities": (1, 1, 0), "additionals": (1, 0, 1),
                         "all": (65535, 65535, 65535)}.items():
     bad(f"missing-{section}", lambda q, c=counts: message(q, record(), *c))
+bad("header-behind-the-twentieth", lambda q: message(q, record() * 20 + record(pointer(0)), 21))
 for count in (21, 256, 65535):
     bad(f"announces-{count}", lambda q, n=count: message(q, record() * 20, n))
 bad("astray-behind-the-twentieth", lambda q: message(q, record() * 20 + record(pointer(0x3FFF)), 21))

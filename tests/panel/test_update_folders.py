@@ -71,13 +71,26 @@ def test_links_are_removed_not_followed(box, folder):
 
 def test_folder_that_is_a_link_is_not_followed(box):
     outside = box.customapps / "outside"
-    outside.mkdir()
+    (outside / "inner").mkdir(parents=True)
     (outside / "file").write_text("kept")
-    (box.customapps / VERSIONS).mkdir(exist_ok=True)
-    (box.customapps / VERSIONS / "fog").symlink_to("/customapps/outside")
-    run(box, "rsu", "remove", "FOG", status=0)
-    # The path ends in a slash, which names the folder behind the link: that one is the walk's beginning.
-    assert outside.is_dir()
+    link = box.customapps / VERSIONS / "fog"
+    link.parent.mkdir(exist_ok=True)
+    link.symlink_to("/customapps/outside")
+    remove(box)  # a success that removed nothing
+    assert link.is_symlink()
+    assert {entry.name for entry in outside.iterdir()} == {"inner", "file"}
+    link.unlink()
+    link.symlink_to("/nowhere")
+    remove(box)
+    assert link.is_symlink()
+
+
+def test_folder_that_is_a_file_stays(box):
+    path = box.customapps / VERSIONS / "fog"
+    path.parent.mkdir(exist_ok=True)
+    path.write_text("kept")
+    remove(box)
+    assert path.read_text() == "kept"
 
 
 def test_missing_folder(box):
@@ -99,6 +112,23 @@ def test_entry_that_cannot_be_removed_ends_the_walk(box, folder):
     assert_emptied(folder)
 
 
+# Root without the right to look into everything.
+PLAIN = ["setpriv", "--bounding-set", "-dac_override,-dac_read_search", "--inh-caps", "-dac_override,-dac_read_search"]
+
+
+def test_folder_that_cannot_be_read_keeps_its_entries(box, folder):
+    (folder / "image").write_text("kept")
+    folder.chmod(0)
+    try:
+        look = box.run([*PLAIN, "ls", "/customapps/versions/fog"])
+        assert look.returncode != 0, "the folder can be read: the test would prove nothing"
+        done = box.run([*PLAIN, *box.program("ozuctl", "rsu", "remove", "FOG")])
+    finally:
+        folder.chmod(0o700)
+    assert done.returncode == 0, done.stderr
+    assert (folder / "image").read_text() == "kept"
+
+
 def test_unreadable_entries(box, folder):
     (folder / "file").write_text("x")
     (folder / "file").chmod(0)
@@ -108,12 +138,9 @@ def test_unreadable_entries(box, folder):
     full.mkdir()
     (full / "image").write_text("x")
     full.chmod(0)
-    # Root without the right to look into everything.
-    plain = ["setpriv", "--bounding-set", "-dac_override,-dac_read_search", "--inh-caps",
-             "-dac_override,-dac_read_search"]
-    look = box.run([*plain, "ls", "/customapps/versions/fog/full"])
+    look = box.run([*PLAIN, "ls", "/customapps/versions/fog/full"])
     assert look.returncode != 0, "the folder can be read: the test would prove nothing"
-    done = box.run([*plain, *box.program("ozuctl", "rsu", "remove", "FOG")])
+    done = box.run([*PLAIN, *box.program("ozuctl", "rsu", "remove", "FOG")])
     assert done.returncode == 4
     assert "/full : error Directory not empty" in done.stderr
     remaining = {entry.name for entry in folder.iterdir()}

@@ -133,7 +133,8 @@ TEST_F(Coprocessor, noMemory) {
 
 TEST_F(Coprocessor, lengthThatNoEnvelopeCanHold) {
     const std::uint8_t block[] = {3};
-    for (const unsigned int length : {UINT_MAX, UINT_MAX - 5}) {
+    for (const unsigned int length :
+         {UINT_MAX, UINT_MAX - 5, UINT_MAX - 6, 0x80000000U, unsigned{INT_MAX}, unsigned{INT_MAX} - 5}) {
         platform().journal.clear();
         EXPECT_EQ(ozuutils_SendDataToNXP(block, length, 4), 2);
         EXPECT_THAT(platform().journal, ElementsAre("log 30000 Malloc error"));

@@ -66,7 +66,6 @@ const std::map<std::string, std::vector<Failure>> &failures() {
         {"system", {{"EAGAIN", EAGAIN, -1}, {"status 127", 0, 127 << 8}}},
         {"timegm", {{"EOVERFLOW", EOVERFLOW, -1}}},
         // network
-        {"fcntl", {{"EBADF", EBADF, -1}}},
         {"gethostbyaddr", {{"HOST_NOT_FOUND", HOST_NOT_FOUND, -1}}},
         {"gethostbyname", {{"TRY_AGAIN", TRY_AGAIN, -1}}},
         {"getpeername", {{"ENOTCONN", ENOTCONN, -1}}},

@@ -206,7 +206,6 @@ time_t __real_timegm(tm *time);
 time_t __real_time(time_t *out);
 int __real_pipe2(int *ends, int flags);
 int __real_select(int count, fd_set *reading, fd_set *writing, fd_set *failing, timeval *timeout);
-int __real_fcntl(int fd, int command, ...);
 int __real_setsockopt(int fd, int level, int option, const void *value, socklen_t size);
 int __real_socket(int family, int type, int protocol);
 
@@ -458,14 +457,6 @@ int __wrap_system(const char *command) {
 }
 
 // network
-
-int __wrap_fcntl(int fd, int command, ...) {
-    va_list arguments;
-    va_start(arguments, command);
-    const int argument = va_arg(arguments, int);
-    va_end(arguments);
-    return orFail("fcntl", [=] { return __real_fcntl(fd, command, argument); });
-}
 
 hostent *__wrap_gethostbyaddr(const void *, socklen_t, int) {
     return orFail("gethostbyaddr", [] { return ozu::test::host(); });

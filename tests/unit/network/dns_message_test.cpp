@@ -29,18 +29,23 @@ struct Decoded {
     std::size_t position = 0;
 };
 
-// Decodes the name at an offset of bytes that are followed by nothing.
+// A pointer to an offset behind the header.
+Bytes at(unsigned int offset) {
+    return pointer(kQuestionName + offset);
+}
+
+// Decodes the name at an offset of bytes that stand behind a header and are followed by nothing.
 Decoded decode(const Bytes &bytes, std::size_t offset = 0) {
-    const Bytes exact(bytes);
+    const Bytes exact(Bytes(ozu::dns::kHeaderSize) + bytes);
     ozu::BoundedReader reader(exact);
-    reader.seek(offset);
+    reader.seek(ozu::dns::kHeaderSize + offset);
     NameText text;
     text.fill('#');
     Decoded result;
     result.accepted = ozu::dns::decodeName(reader, text);
     EXPECT_NE(memchr(text.data(), '\0', text.size()), nullptr) << "not terminated";
     result.text = text.data();
-    result.position = reader.position();
+    result.position = reader.position() - ozu::dns::kHeaderSize;
     return result;
 }
 
@@ -89,7 +94,7 @@ TEST(DnsName, rootIsEmpty) {
 }
 
 TEST(DnsName, pointerAfterLabels) {
-    const Bytes bytes = name("panel.example") + label("www") + pointer(0) + Bytes{9, 9};
+    const Bytes bytes = name("panel.example") + label("www") + at(0) + Bytes{9, 9};
     const auto result = decode(bytes, 15);
     EXPECT_TRUE(result.accepted);
     EXPECT_EQ(result.text, "www.panel.example");
@@ -97,14 +102,14 @@ TEST(DnsName, pointerAfterLabels) {
 }
 
 TEST(DnsName, pointerToRoot) {
-    const auto result = decode(Bytes{0} + pointer(0), 1);
+    const auto result = decode(Bytes{0} + at(0), 1);
     EXPECT_TRUE(result.accepted);
     EXPECT_EQ(result.text, "");
     EXPECT_EQ(result.position, 3u);
 }
 
 TEST(DnsName, pointerToPointer) {
-    const auto result = decode(name("x") + pointer(0) + pointer(3) + label("y") + pointer(5), 7);
+    const auto result = decode(name("x") + at(0) + at(3) + label("y") + at(5), 7);
     EXPECT_TRUE(result.accepted);
     EXPECT_EQ(result.text, "y.x");
     EXPECT_EQ(result.position, 11u);
@@ -138,12 +143,20 @@ TEST(DnsName, capacity) {
 }
 
 TEST(DnsName, refusedPointers) {
-    EXPECT_FALSE(decode(pointer(0)).accepted) << "to itself";
-    EXPECT_FALSE(decode(pointer(2) + name("a")).accepted) << "forward";
-    EXPECT_FALSE(decode(pointer(4000)).accepted) << "outside";
+    EXPECT_FALSE(decode(at(0)).accepted) << "to itself";
+    EXPECT_FALSE(decode(at(2) + name("a")).accepted) << "forward";
+    EXPECT_FALSE(decode(at(4000)).accepted) << "outside";
     EXPECT_FALSE(decode(label("a") + Bytes{0xC0}).accepted) << "half";
-    EXPECT_FALSE(decode(label("a") + pointer(0)).accepted) << "a loop with labels ends at the capacity";
-    EXPECT_FALSE(decode(pointer(2) + pointer(0), 2).accepted) << "two that point at each other";
+    EXPECT_FALSE(decode(label("a") + at(0)).accepted) << "a loop with labels ends at the capacity";
+    EXPECT_FALSE(decode(at(2) + at(0), 2).accepted) << "two that point at each other";
+}
+
+TEST(DnsName, noNameBeginsInTheHeader) {
+    EXPECT_EQ(decode(name("x") + at(0), 3).text, "x");
+    for (unsigned int target = 0; target < kQuestionName; ++target) {
+        EXPECT_FALSE(decode(name("x") + pointer(target), 3).accepted) << target;
+        EXPECT_FALSE(decode(name("x") + label("y") + pointer(target), 3).accepted) << target;
+    }
 }
 
 TEST(DnsName, refusedCuts) {
@@ -157,7 +170,7 @@ TEST(DnsName, refusedCuts) {
 TEST(DnsName, longChainsOfPointersAreRefused) {
     Bytes chain = name("x");
     for (unsigned int i = 0; i < 8000; ++i) {
-        chain = std::move(chain) + pointer(i == 0 ? 0 : 3 + (i - 1) * 2);
+        chain = std::move(chain) + at(i == 0 ? 0 : 3 + (i - 1) * 2);
     }
     EXPECT_TRUE(decode(chain, 3 + 2 * 254).accepted);
     EXPECT_FALSE(decode(chain, 3 + 2 * 255).accepted);
@@ -190,6 +203,65 @@ TEST(DnsReply, sectionsInOrder) {
     ASSERT_EQ(parsed.reply->additionals.count, 1u);
     EXPECT_EQ(dotted(parsed.reply->additionals.records[0].address), "10.9.8.7");
     EXPECT_STREQ(parsed.lastName.data(), "ns.b");
+}
+
+// What the name shown is, after an answer with a name of its own and this record in each section.
+std::array<std::string, 3> shownAfter(unsigned int type, const Bytes &data) {
+    std::array<std::string, 3> shown;
+    const std::array<Counts, 3> counts = {Counts{1, 0, 0}, Counts{0, 1, 0}, Counts{0, 0, 1}};
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        const auto parsed = parse(reply(counts[i], record(name("own.er"), type, data)));
+        shown[i] = parsed.accepted ? parsed.lastName.data() : "refused";
+    }
+    return shown;
+}
+
+TEST(DnsReply, dataOfAnyTypeIsDecodedAsAName) {
+    using Shown = std::array<std::string, 3>;
+    for (const unsigned int type : {0u, 2u, 5u, 6u, 12u, 15u, 16u, 28u, 39u, 41u, 46u, 999u, 65535u}) {
+        EXPECT_EQ(shownAfter(type, name("da.ta")), (Shown{"da.ta", "da.ta", "da.ta"})) << type;
+        EXPECT_EQ(shownAfter(type, {0}), (Shown{"", "", ""})) << type;
+        EXPECT_EQ(shownAfter(type, label("more") + kQuestionOwner),
+                  (Shown{"more.a.b", "more.a.b", "more.a.b"}));
+        // The data's length does not end the name, the reply does.
+        EXPECT_EQ(shownAfter(type, label("da") + Bytes{2, 't'}),
+                  type == 2 || type == 5 || type == 12 || type == 39
+                      ? (Shown{"refused", "refused", "refused"})
+                      : (Shown{"own.er", "own.er", "own.er"}));
+    }
+    EXPECT_EQ(shownAfter(1, {2, 'x', 'y', 0}), (Shown{"own.er", "xy", "own.er"}));
+    EXPECT_EQ(shownAfter(1, {0, 0, 0, 0}), (Shown{"own.er", "", "own.er"}));
+    EXPECT_EQ(shownAfter(1, {200, 0, 0, 1}), (Shown{"own.er", "own.er", "own.er"}));
+    EXPECT_EQ(shownAfter(1, {1, 'x', 0}), (Shown{"refused", "x", "refused"})) << "a short address";
+    EXPECT_EQ(shownAfter(1, {}), (Shown{"refused", "own.er", "refused"}));
+}
+
+TEST(DnsReply, aNameGoesOnBehindItsData) {
+    // Empty data: what is decoded is the next record's owner, and the walk goes on there.
+    const auto parsed =
+        parse(reply({2, 0, 0}, record(name("own.er"), 999, {}) + record(name("next"), 1, {10, 0, 0, 1})));
+    ASSERT_TRUE(parsed.accepted);
+    EXPECT_STREQ(parsed.reply->answers.records[0].name.data(), "next");
+    EXPECT_EQ(dotted(parsed.reply->answers.records[1].address), "10.0.0.1");
+    EXPECT_TRUE(parse(reply({1, 0, 0}, record(name("own.er"), 5, {}) + name("be.hind"))).accepted);
+    EXPECT_FALSE(parse(reply({1, 0, 0}, record(name("own.er"), 5, {}))).accepted);
+}
+
+TEST(DnsReply, dataThatPointsIntoTheHeader) {
+    for (unsigned int target = 0; target < kQuestionName; ++target) {
+        EXPECT_EQ(shownAfter(16, pointer(target))[0], "own.er");
+        EXPECT_EQ(shownAfter(5, pointer(target))[0], "refused");
+        EXPECT_FALSE(parse(reply({1, 0, 0}, record(pointer(target), 1, Bytes(4)))).accepted);
+    }
+}
+
+TEST(DnsReply, namesBehindTheTwentiethDoNotCount) {
+    const Bytes twenty = repeated(addressRecord(1), 20);
+    const auto parsed =
+        parse(reply({22, 0, 0}, twenty + record(name("late"), 16, name("later")) +
+                                    record(kQuestionOwner, 5, pointer(3000)))); // not decoded, so no matter
+    ASSERT_TRUE(parsed.accepted);
+    EXPECT_STREQ(parsed.lastName.data(), "a.b");
 }
 
 TEST(DnsReply, otherTypesAreSkippedByTheirLength) {
@@ -233,6 +305,9 @@ TEST(DnsReply, addressData) {
         EXPECT_FALSE(parse(reply({1, 0, 0}, record(kQuestionOwner, 1, Bytes(size, 7)))).accepted) << size;
         EXPECT_FALSE(
             parse(reply({0, 0, 1}, record(kQuestionOwner, 1, Bytes(size, 7)) + Bytes(20, 0))).accepted);
+        EXPECT_TRUE(parse(reply({0, 1, 0}, record(kQuestionOwner, 1, Bytes(size, 7)))).accepted) << size;
+        const Bytes twenty = repeated(addressRecord(1), 20);
+        EXPECT_TRUE(parse(reply({0, 21, 0}, twenty + record(kQuestionOwner, 1, Bytes(size, 7)))).accepted);
     }
 }
 
@@ -246,7 +321,6 @@ TEST(DnsReply, moreRecordsThanAreKept) {
     EXPECT_EQ(parsed.reply->answers.count, 20u);
     EXPECT_EQ(dotted(parsed.reply->answers.records[19].address), "10.0.0.20");
     EXPECT_EQ(parsed.reply->authorities.count, 20u);
-    EXPECT_EQ(dotted(parsed.reply->authorities.records[0].address), "10.0.0.26");
     EXPECT_EQ(parsed.reply->additionals.count, 15u);
     EXPECT_EQ(dotted(parsed.reply->additionals.records[0].address), "10.0.0.46");
 }

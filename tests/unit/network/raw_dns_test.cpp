@@ -218,10 +218,10 @@ TEST_F(RawDns, aliasThenAddress) {
 }
 
 TEST_F(RawDns, everyNameShownIsTheOneDecodedLast) {
-    replies = {reply({1, 2, 2}, record(name("own.er"), 1, {10, 1, 2, 3}) +
-                                    record(name("e"), 2, name("ns.e")) + record(name("e"), 28, Bytes(16)) +
-                                    record(name("ns.e"), 1, {10, 9, 9, 9}) +
-                                    record(name("last"), 28, Bytes(16)))};
+    replies = {
+        reply({1, 2, 2}, record(name("own.er"), 1, {10, 1, 2, 3}) + record(name("e"), 2, name("ns.e")) +
+                             record(name("e"), 28, Bytes(16, 0xFF)) + record(name("ns.e"), 1, {10, 9, 9, 9}) +
+                             record(name("last"), 28, Bytes(16, 0xFF)))};
     ask();
     EXPECT_STREQ(output.data(), "10.1.2.3");
     EXPECT_EQ(
@@ -230,6 +230,26 @@ TEST_F(RawDns, everyNameShownIsTheOneDecodedLast) {
                {"answer Records: [1]", "name: [last] ", "found ipv4 address:[10.1.2.3] [10.1.2.3]",
                 "authorities records:[2]", "Name : last ", "has nameserver : ns.e", "Name : last ",
                 "additional Records: [2]", "Name : last ", "has IPv4 address : 10.9.9.9", "Name : last "})));
+}
+
+// A server's own data, of a type that holds no name, is decoded like one, and shown when it is the last.
+TEST_F(RawDns, dataOfAnyTypeMayBeTheNameShown) {
+    const Bytes answer = record(name("own.er"), 1, {10, 1, 2, 3});
+    const auto shown = [this](const Counts &counts, const Bytes &records) {
+        SetUp();
+        replies = {reply(counts, records)};
+        ask();
+        EXPECT_STREQ(output.data(), "10.1.2.3");
+        return platform().log.at(7).text;
+    };
+    EXPECT_EQ(shown({1, 0, 0}, answer), "name: [own.er] ");
+    EXPECT_EQ(shown({1, 1, 0}, answer + record(name("e"), 16, name("te.xt"))), "name: [te.xt] ");
+    EXPECT_EQ(shown({1, 1, 0}, answer + record(name("e"), 16, label("cut"))), "name: [e] ");
+    EXPECT_EQ(shown({1, 1, 0}, answer + record(name("e"), 1, {2, 'a', 'b', 0})), "name: [ab] ");
+    EXPECT_EQ(shown({1, 1, 0}, answer + record(name("e"), 1, {1, 'a'})), "name: [e] ") << "short";
+    EXPECT_EQ(shown({1, 0, 1}, answer + record(name("e"), 1, {2, 'a', 'b', 0})), "name: [e] ");
+    EXPECT_EQ(shown({1, 0, 1}, answer + record({0}, 41, {})), "name: [] ") << "nothing behind it";
+    EXPECT_EQ(shown({1, 0, 1}, answer + record(name("e"), 41, {}) + name("be.hind")), "name: [be.hind] ");
 }
 
 TEST_F(RawDns, lastAddressWins) {

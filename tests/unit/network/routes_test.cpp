@@ -20,6 +20,7 @@ namespace {
 
 std::vector<rtentry> requests;
 std::vector<std::string> devices;
+int leftBehind = 0; // errno before an ioctl() that succeeds
 
 class Routes : public ozu::test::InjectedTest {
   protected:
@@ -27,6 +28,7 @@ class Routes : public ozu::test::InjectedTest {
         InjectedTest::SetUp();
         requests.clear();
         devices.clear();
+        leftBehind = 0;
     }
 };
 
@@ -92,6 +94,7 @@ int __wrap_ioctl(int fd, unsigned long request, void *argument) {
     const char *name = request == SIOCADDRT   ? "ioctl(SIOCADDRT)"
                        : request == SIOCDELRT ? "ioctl(SIOCDELRT)"
                                               : "ioctl(other)";
+    errno = leftBehind;
     return injected().enter("ioctl", name) ? -1 : 0;
 }
 
@@ -160,6 +163,23 @@ TEST_F(Routes, everyCourseOfFourAttempts) {
         ASSERT_EQ(add(), result) << course;
         ASSERT_EQ(platform().journal, expected) << course;
     }
+}
+
+// A caller's or a tool's ioctl() may leave no reason behind.
+TEST_F(Routes, refusalWithoutAReasonIsAFailure) {
+    injected().fail("ioctl", 0);
+    EXPECT_EQ(add(), -1);
+    const auto debug = shortLine(10000, text(0, "SIOCADDRT"));
+    const auto failure = extended(70000, text(0, "SIOCADDRT"), "checkRouteAndAdd");
+    EXPECT_THAT(platform().log,
+                ElementsAre(kArguments, debug, failure, debug, failure, debug, failure, debug, failure));
+}
+
+TEST_F(Routes, errnoOfBeforeIsNoConfirmation) {
+    leftBehind = EEXIST;
+    EXPECT_EQ(add(), 0);
+    EXPECT_EQ(injected().count("ioctl"), 4);
+    EXPECT_THAT(platform().log, ElementsAre(kArguments));
 }
 
 TEST_F(Routes, confirmationAtTheLastAttemptIsTooLate) {
