@@ -2,8 +2,10 @@
  * Co-processor and radio requests.
  *
  * A process never touches the NXP co-processor or the CC1352 radio itself: it publishes requests on the
- * message bus, and answers arrive in the shared state. Each call makes its own record; it blocks and may run
- * concurrently as ozumqttc_messagePublish() does.
+ * message bus. A result of 0 says that the request was published, not that somebody acted on it. Answers,
+ * where there are any, are the co-processor process's doing: it writes them into the shared state, some time
+ * later. Each call makes its own record; it blocks and may run concurrently as ozumqttc_messagePublish()
+ * does.
  */
 #ifndef UTILS_OZU_COPROCESSOR_H
 #define UTILS_OZU_COPROCESSOR_H
@@ -18,7 +20,7 @@ OZU_BEGIN_DECLS
  * is 17, byte 1 the command, bytes 2 to 4 are zero, then comes the block.
  *
  * @param data     request block; may be null when length is 0
- * @param length   bytes of data
+ * @param length   bytes of data; 2,147,483,642 and more cannot be allocated
  * @param command  command of the request, low byte; the requests below use 4
  * @return 0; 2 when the record cannot be allocated (logs at 30000); otherwise the status of the publish call
  *         (logs at 70000)
@@ -27,7 +29,7 @@ OZU_API int ozuutils_SendDataToNXP(const uint8_t *data, unsigned int length,
                                    unsigned int command) OZU_NOEXCEPT;
 
 /**
- * Asks the co-processor for the panel's serial number (request 0), which arrives in the shared state.
+ * Asks the co-processor for the panel's serial number (request 0), for the shared state.
  * @return as ozuutils_SendDataToNXP()
  */
 OZU_API int ozuutils_updateCPserialNumberInShmem(void) OZU_NOEXCEPT;
@@ -40,13 +42,14 @@ OZU_API int ozuutils_updateCPserialNumberInShmem(void) OZU_NOEXCEPT;
 OZU_API int ozuutils_updateNxpUartProtocol(unsigned int protocol) OZU_NOEXCEPT;
 
 /**
- * Asks the co-processor for the manufacturing values (request 9), which arrive in the shared state.
+ * Asks the co-processor for the manufacturing values (request 9), for the shared state.
  * @return as ozuutils_SendDataToNXP()
  */
 OZU_API int ozuutils_updateNxpManufactureParamsInShmem(void) OZU_NOEXCEPT;
 
 /**
- * Asks the co-processor for the state of the panel's tamper switch (request 10), which arrives on the bus.
+ * Asks the co-processor for the state of the panel's tamper switch (request 10). The state arrives neither
+ * here nor in a field of PanelSharedState: where it goes is the co-processor process's decision.
  * @return as ozuutils_SendDataToNXP(); not the state
  */
 OZU_API int ozuutils_GetNxpTamperState(void) OZU_NOEXCEPT;
@@ -55,17 +58,17 @@ OZU_API int ozuutils_GetNxpTamperState(void) OZU_NOEXCEPT;
  * Tells the co-processor the housing version that the shared state holds in cpPlasticVersion (request 13;
  * logs at 40000).
  * @return as ozuutils_SendDataToNXP(); 1 for a version other than 1 to 3 (logs at 80000; nothing is sent); 2
- * also when the shared state is missing
+ *         also when the shared state is missing (logs nothing)
  */
 OZU_API int ozuutils_setNxpPlasticVersion(void) OZU_NOEXCEPT;
 
 /**
  * Sets an output of the CC1352 radio through "Process/RF_MANAGER" (class 35, command 10). Logs at 30000, a
- * failed publish at 70000.
+ * failed publish at 70000 instead.
  *
  * @param sender  label of the calling process
- * @param gpio    GPIO number, low byte
- * @param level   level, low byte: 0 low, anything else high
+ * @param gpio    GPIO number; its low byte is sent, the number as given is logged
+ * @param level   level; its low byte is sent and logged: 0 low, anything else high, so 256 is low
  */
 OZU_API void controlCC1352Gpio(const char *sender, unsigned int gpio, unsigned int level) OZU_NOEXCEPT;
 

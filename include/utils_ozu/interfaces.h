@@ -23,7 +23,7 @@ OZU_BEGIN_DECLS
  *         8 when the kernel refused a question (logs at 70000), e.g. for an unknown interface or one without
  *         an address. After a failed broadcast question addr keeps the address.
  *
- * May run concurrently with other functions; the addresses it logs go through inet_ntoa()'s buffer.
+ * May run concurrently; what it logs goes through inet_ntoa()'s buffer, of which every thread has its own.
  */
 OZU_API int ozuutils_gethostIPv4byIfname(struct sockaddr_in *addr, struct sockaddr_in *bcast,
                                          const char *ifname) OZU_NOEXCEPT;
@@ -32,33 +32,37 @@ OZU_API int ozuutils_gethostIPv4byIfname(struct sockaddr_in *addr, struct sockad
  * Reads the IPv4 address of a network interface as dotted text.
  *
  * @param ifname  name of the interface; only the first 15 characters count
- * @param ipText  at least 16 bytes; on success all 16 are written, of which the text may be a part. Untouched
- *                on failure.
- * @return 0 on success;
+ * @param ipText  at least 16 bytes; on success receives the terminated text and, behind it, whatever fills
+ *                the 16 bytes up. Untouched on failure.
+ * @return 0 on success (nothing logged);
  *         -1 for a null argument (nothing logged), and when no socket could be opened or the kernel refused
  *         the question (logs at 50000).
  *
- * May run concurrently with other functions; the text goes through inet_ntoa()'s buffer.
+ * May run concurrently; the text goes through inet_ntoa()'s buffer, of which every thread has its own.
  */
 OZU_API int get_device_ip(const char *ifname, char *ipText) OZU_NOEXCEPT;
 
 /**
- * Tells whether a text is a dotted IPv4 literal that may be a host on the panel's networks: four numbers, the
- * third from 1 to 255, the others from 0 to 255. So 10.0.1.0 is accepted, 10.0.0.1 is not.
+ * Tells whether a text begins like a dotted IPv4 literal that may be a host on the panel's networks: four
+ * numbers, the third from 1 to 255, the others from 0 to 255. So 10.0.1.0 is accepted, 10.0.0.1 is not. What
+ * follows the fourth number is ignored as long as it is digits and dots: "1.2.3.4.5" is accepted as 1.2.3.4.
+ * Leading zeros do not matter; the numbers are decimal.
  *
  * The four numbers are stored when all four pointers are given, also when their range is refused; of a text
- * with fewer numbers those found. With a null pointer among the four nothing is stored.
+ * with fewer numbers those found. Nothing is stored with a null pointer among the four, nor for a text with
+ * anything but digits and dots.
  *
  * @param s        the text; not null
  * @param a,b,c,d  receive the numbers, first to last; may be null
- * @return 1 when accepted;
- *         0 for a text with anything but digits and dots (logs at 10000), with fewer than four numbers, or
- *         with a number out of range (both log at 70000)
+ * @return 1 when accepted (nothing logged);
+ *         0 for a text with anything but digits and dots (logs at 10000), with fewer than four numbers, the
+ *         empty text included, or with a number out of range (both log at 70000)
  */
 OZU_API int is_valid_ip(const char *s, int *a, int *b, int *c, int *d) OZU_NOEXCEPT;
 
 /**
- * Tells whether inet_pton() takes a text for an IPv4 address: any four numbers up to 255, no leading zeros.
+ * Tells whether inet_pton() takes a text for an IPv4 address: exactly four numbers from 0 to 255, without
+ * leading zeros.
  *
  * @param cp  the text; not null
  * @return 1 or 0; logs nothing
@@ -70,6 +74,8 @@ OZU_API int isValidIpAddress(const char *cp) OZU_NOEXCEPT;
  *
  * The host starts after the first "@", else after the first "://", else at the beginning; it ends before the
  * first ":" after that, else before the first "/", else with the text. So "host/a:b" gives "host/a".
+ *
+ * An "@" or ":" counts wherever it stands, in a path or a query, too.
  *
  * @param url       the URL; not changed
  * @param host      receives the host, cut to hostSize - 1 characters and terminated

@@ -2,8 +2,9 @@
  * Names of device types and radio messages.
  *
  * Every name is constant text in static storage: never null, never to be freed, letter for letter the
- * vocabulary of the panel's logs. A code without a name gives "UNKNOWN". The look-ups take a few
- * instructions, log nothing, and may run concurrently.
+ * vocabulary of the panel's logs. A code without a name gives "UNKNOWN". The lookups log nothing and may run
+ * concurrently. They take a few instructions; only getDeviceTypeName() and getDeviceTypeEnum() may ask the
+ * platform for the product as well, which takes as long as the platform takes.
  */
 #ifndef UTILS_OZU_NAMES_H
 #define UTILS_OZU_NAMES_H

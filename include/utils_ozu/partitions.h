@@ -21,16 +21,16 @@ OZU_BEGIN_DECLS
  *
  * @param cmd        a sec_cmd value; one above MAX_SEC_CMD is written as "ERR ENUM" (logs at 80000)
  * @param partition  a sec_partition value; one above MAX_PARTITION_ID likewise (logs at 80000)
- * @param media      text that says where the command came from
+ * @param media      text that says where the command came from; not null
  * @return what the event log returned
  */
 OZU_API int writeSecurityCmdToSystemLog(unsigned int cmd, unsigned int partition,
                                         const char *media) OZU_NOEXCEPT;
 
 /**
- * Writes a security event to the system event log: "SECURITY EVENT: Type [ %s ] Partition [ %s ] Media [ %s
- * ]", cut to 199 characters. A panic event (12) in the panic partition (7) goes to
- * limited_log_system_event(8, 6), everything else to LOG_system_event(1).
+ * Writes a security event to the system event log, cut to 199 characters:
+ * "SECURITY EVENT: Type [ %s ] Partition [ %s ] Media [ %s ]". A panic event (12) in the panic partition (7)
+ * goes to limited_log_system_event(8, 6), everything else to LOG_system_event(1).
  *
  * Parameters and result as writeSecurityCmdToSystemLog().
  */
@@ -40,19 +40,21 @@ OZU_API int writeSecurityEventToSystemLog(unsigned int cmd, unsigned int partiti
 /**
  * Tells when a zone was last disarmed.
  *
- * @param zone  "main" (the latest of partitions 0, 1 and 2, not before 0), "perimeter" or "safety"
- * @param time  receives UTC seconds; untouched on failure
- * @return 0; 4 for any other zone (logs at 50000), and when the shared state is missing
+ * @param zone  "main" (the latest of partitions 0, 1 and 2), "perimeter" (3) or "safety" (6); not null
+ * @param time  receives UTC seconds; untouched on failure. The times are stored signed: one below 0 counts as
+ *              0 for "main"; for the other two its 32 bits come unsigned, -1 as 4294967295.
+ * @return 0; 4 for any other zone, "panic" included (logs at 50000), and when the shared state is missing
+ *         (logs nothing)
  */
 OZU_API int ozuutils_getDisarmTimestamp(const char *zone, uint32_t *time) OZU_NOEXCEPT;
 
 /**
  * Translates a zone and an arm type into a partition.
  *
- * @param zone       "main", "perimeter", "safety" or "panic"
+ * @param zone       "main", "perimeter", "safety" or "panic"; not null
  * @param armType    "full", "partial1" or "partial2" for "main", "full" for "perimeter", and for both
- *                   "FIND_ARM_TYPE": the first partition of the zone that is not disarmed. Not looked at for
- *                   "safety" and "panic", where it may be null.
+ *                   "FIND_ARM_TYPE": the first partition of the zone whose state is not 1, disarmed. Not
+ *                   looked at for "safety" and "panic", where it may be null.
  * @param partition  receives the sec_partition value; untouched on failure
  * @return 0; 4 when the words do not translate (logs at 70000); 4 without a line when FIND_ARM_TYPE finds
  *         everything disarmed or the shared state is missing
@@ -72,7 +74,8 @@ OZU_API int ozuutils_getLumPartition(unsigned int partition, uint32_t *zone, uin
 /**
  * Translates an alarm word into its number.
  *
- * @param word       "flood" 1, "smoke" 2, "gas" 3, "intrusion" 4, "panic" 5, "duress" 6 or "shock" 7
+ * @param word       "flood" 1, "smoke" 2, "gas" 3, "intrusion" 4, "panic" 5, "duress" 6 or "shock" 7; not
+ *                   null
  * @param alarmType  receives the number; untouched on failure
  * @return 0; 4 for any other word, "none" included (logs at 70000)
  */
@@ -81,14 +84,19 @@ OZU_API int ozuutils_getLumAlarmType(const char *word, uint32_t *alarmType) OZU_
 /**
  * Writes the opening or closing of a connected IPv4 socket to the system event log (category 14):
  * "SOCKET %s: Server [ %s ] Port [ %d ] Name [ %s ]", cut to 199 characters. The port is the 16-bit number in
- * network byte order, unconverted: port 80 is written as 20480. The peer's name is asked of the resolver with
- * the whole socket address; "NONAME" stands for no answer.
+ * network byte order, unconverted: port 80 is written as 20480. A socket that is not connected, or none at
+ * all, is written as server 0.0.0.0 with port 0.
  *
- * @param socket  connected socket; stays open
+ * The name is not that of the server. The resolver is asked with the whole socket address and takes its first
+ * four bytes, the family and the port, for an address: for port 80 the name of 2.0.0.80 is written, for port
+ * 443 that of 2.0.1.187. "NONAME" stands for no answer, which is the usual one.
+ *
+ * @param socket  connected IPv4 socket; stays open
  * @param opened  0 closing, anything else opening
  * @return 0 always
  *
- * May block while the resolver answers. Not to be called concurrently with gethostbyaddr() or inet_ntoa().
+ * Blocks while the system resolver answers: about 10 seconds for every server of /etc/resolv.conf that is
+ * silent. Not to be called concurrently with itself or gethostbyaddr().
  */
 OZU_API int ozuutils_sysLogSocketPrinter(int socket, int opened) OZU_NOEXCEPT;
 
@@ -96,9 +104,9 @@ OZU_API int ozuutils_sysLogSocketPrinter(int socket, int opened) OZU_NOEXCEPT;
  * Writes one HTTP(S) request to the system event log (category 14):
  * "HTTP: Action [ %s ] Server [ %s ] Iface [ %s ] Result [ %s ]", cut to 229 characters.
  *
- * @param action  what was asked for
- * @param server  whom
- * @param iface   network interface, not null; empty is written as "<auto>"
+ * @param action  what was asked for; not null
+ * @param server  who was asked; not null
+ * @param iface   network interface; not null; empty is written as "<auto>"
  * @param result  above 99 an HTTP status, written "HTTP Status Code (%d)"; otherwise a code of the transfer
  *                library, written "CURL (%d)"
  * @return what the event log returned

@@ -23,35 +23,43 @@ OZU_BEGIN_DECLS
  * @param dnsServerLen  anything but 0
  * @param ipOut         receives the dotted address, filled up with zeros to ipOutSize bytes. Untouched when
  *                      nothing was found: empty it first and see whether it still is empty.
- * @param ipOutSize     capacity of ipOut in bytes; 16 hold any address. A smaller buffer is filled without a
- *                      terminator.
+ * @param ipOutSize     capacity of ipOut in bytes; 16 hold any address. A smaller buffer gets the beginning
+ *                      of the address, without a terminator when it is full; with 0 nothing is written and
+ *                      the addresses are only logged.
  *
- * Logs the question and every record of the reply at 20000. Logs at 70000 null or zero arguments, a host name
- * that is too long, the failure of a system call - a time-out is one - and a reply that is cut short, points
- * outside itself or holds a name of more than 255 bytes; such a reply counts as a whole for nothing.
+ * Logs the question and every record that counts at 20000. The name in these lines is the same for all
+ * records of a reply: the one decoded last, which may be bytes of a record that holds no name. Only addresses
+ * and aliases are each record's own.
  *
- * Blocks for 20 seconds on a server that does not answer, to which the kernel may add 1.5 seconds; a signal
- * handler that runs meanwhile ends the wait. Uses some 85 KB of stack. Not to be called concurrently with
- * itself or nslookup_ozu().
+ * Logs at 70000 null or zero arguments, a host name that is too long, the failure of a system call (a timeout
+ * is one), and a reply that is malformed: cut short, with a name of more than 255 bytes, or with a pointer
+ * that leads forwards, outside or into the header. A malformed reply counts for nothing as a whole.
+ *
+ * Blocks for 20 seconds on a server that does not answer, to which the kernel's coarse timers add up to 2.1
+ * seconds. A signal handler that runs meanwhile ends the wait as a failure. Uses some 85 KB of stack. Not to
+ * be called concurrently with itself or nslookup_ozu().
  */
 OZU_API void NgetHostByName(const char *host, int queryType, const char *dnsServer, size_t dnsServerLen,
                             char *ipOut, size_t ipOutSize) OZU_NOEXCEPT;
 
 /**
  * Resolves a host through a primary and a secondary DNS server, and through the system resolver when both
- * give nothing. Empty ipOut before the call: a text in it counts as an answer that has been found.
+ * give nothing. Empty ipOut before the call: while it holds a text, neither the secondary server nor the
+ * system resolver is asked, and the result is 0. Of several addresses in an answer the last one stays.
  *
  * @param host       host name
  * @param dns1       the primary server's address, dotted; empty when there is none
  * @param dns2       the secondary server's address, likewise
  * @param ipOut      receives the dotted address
- * @param ipOutSize  capacity of ipOut in bytes, not 0; 16 hold any address
- * @return 0 when ipOut holds a text;
- *         -1 for a null argument or a size of 0, and when the system resolver finds nothing (both log at
- * 70000). The queries log as NgetHostByName() does.
+ * @param ipOutSize  capacity of ipOut in bytes, not 0; 16 hold any address. A smaller buffer gets the
+ *                   beginning of the address, from the system resolver with a terminator, from a server as
+ *                   NgetHostByName() writes it.
+ * @return 0 when ipOut is not empty afterwards;
+ *         -1 when it is; for a null argument or a size of 0, and when the system resolver finds nothing (both
+ *         log at 70000). The queries log as NgetHostByName() does.
  *
- * Blocks for at most 20 seconds per server, and then as long as the system resolver is configured to wait.
- * Not to be called concurrently with itself, NgetHostByName() or other users of gethostbyname().
+ * Blocks as long as NgetHostByName() per server, and then as long as the system resolver is configured to
+ * wait. Not to be called concurrently with itself, NgetHostByName() or other users of gethostbyname().
  */
 OZU_API int nslookup_ozu(const char *host, const char *dns1, const char *dns2, char *ipOut,
                          size_t ipOutSize) OZU_NOEXCEPT;

@@ -3,11 +3,20 @@
  * panel's shared record.
  *
  * Each call fetches the record once and reads it without a lock: an answer is a momentary view, and two calls
- * may see different ones. Without a shared record (the process is not initialised), and for a device index
- * below 0 or from MAX_DEVICE_INDEX on, every query answers 0, a search -1, and no other memory is touched.
- * All of them may run concurrently.
+ * may see different ones. While the platform has no record, every query answers 0 and a search -1; so they do
+ * for a device index below 0 or from MAX_DEVICE_INDEX on, and no other memory is touched. The reference
+ * platform maps the record on the first call, so that queries work before ozuutils_processInit(), too. All of
+ * them may run concurrently, and log nothing unless said otherwise.
  *
- * A device index is the device's place in PanelSharedState.devices (ozudb.h), 1 to 205 for enrolled devices.
+ * A device index is the device's place in PanelSharedState.devices (ozudb.h), 1 to 205 for enrolled devices;
+ * index 0 is read like any other, but holds no device.
+ *
+ * A partition's state is 0 in alarm, 1 disarmed, 2 to 4 armed. A state above 4 is none of them: not in alarm,
+ * not armed and not disarmed.
+ *
+ * Times are signed 32-bit seconds. A bypass stored to end in 2038-01-19T03:14:08Z or later counts as run out
+ * at once. From that moment on the clock is no good: a bypass stored to end before never runs out, and no
+ * siren sounds.
  */
 #ifndef UTILS_OZU_STATE_H
 #define UTILS_OZU_STATE_H
@@ -54,8 +63,8 @@ OZU_API int IsPanelInAlarm(void) OZU_NOEXCEPT;
 
 /**
  * Tells whether any of the 8 partitions is in alarm or armed again after one.
- * @return of the first such partition: its armAfterAlarm value, 1 to 255, when that is set; 1 when it is in
- *         alarm. 0 when there is none.
+ * @return of the first such partition: its armAfterAlarm value, 1 to 255, when that is set, otherwise 1. 0
+ *         when there is none.
  */
 OZU_API int IsPanelInAlarmOrArmAfterAlarm(void) OZU_NOEXCEPT;
 
@@ -79,15 +88,16 @@ OZU_API int IsPanelInAlarmOrArmAfterAlarmExceptAnnexPanic(void) OZU_NOEXCEPT;
 OZU_API int IsPanelInDisarmNotEmergemcyPartitions(void) OZU_NOEXCEPT;
 
 /**
- * Tells how the panel is armed. A partition in alarm counts as armed; where DAY, NIGHT and FULL are armed
- * together, DAY outranks NIGHT and NIGHT outranks FULL.
+ * Tells how the panel is armed. A partition in alarm counts as armed, one with a state above 4 does not;
+ * where DAY, NIGHT and FULL are armed together, DAY outranks NIGHT and NIGHT outranks FULL.
  * @return the arm type; PANEL_ARM_FULL (0) without a shared record
  */
 OZU_API PanelArmType getCurArmType(void) OZU_NOEXCEPT;
 
 /**
  * Tells whether any of the 8 partitions was armed by force.
- * @return 2 when one was with the stronger kind, otherwise 1 when one was, otherwise 0
+ * @return 2 when one was with the stronger kind (forcedArm 2), otherwise 1 when one was (forcedArm 1),
+ *         otherwise 0; other values of forcedArm do not count
  */
 OZU_API int getCurArmForced(void) OZU_NOEXCEPT;
 
@@ -135,14 +145,18 @@ OZU_API int IsCameraLidClosed(int deviceIndex) OZU_NOEXCEPT;
  * Tells whether a device is bypassed, and ends a timed bypass that has run out: the database clears it and
  * the messenger reports it to the panel's other processes.
  *
- * A tag reader has its own flag; an RF input is bypassed while it is not enabled. A detector has the flag of
- * its zone's first input, a magnet contact one for each input, and an input that is not in use counts as
- * bypassed. The bypass of input 1 does not run out here.
+ * A tag reader has its own flag; an RF input is bypassed while its enabled byte is 0. A detector has the flag
+ * of its zone's first input, a magnet contact one for each input, and a magnet contact's input that is not in
+ * use counts as bypassed. The bypass of input 1 does not run out here.
+ *
+ * Any other input than 0 and 1 means the second input of a magnet contact, whether in use or not, and the
+ * first of other detectors; there the bypass does run out, and it is the zone's first input that the database
+ * clears.
  *
  * @param deviceIndex  device index
- * @param input        0 for the first input, 1 for the second
- * @return 0 when it is not bypassed (any more); otherwise the stored flag, 1 to 255; 0 for a device that is
- *         none of the three kinds
+ * @param input        0 for the first input, 1 for the second; tag readers and RF inputs have only one
+ * @return 0 when it is not bypassed (any more), and for a device that is none of the three kinds. Otherwise 1
+ *         for an RF input and for an input that is not in use, and the stored flag, 1 to 255, for all others.
  *
  * Blocks while the platform stores the end of a bypass.
  */
@@ -157,7 +171,7 @@ OZU_API int ozuutils_isZoneBypassed(int deviceIndex, int input) OZU_NOEXCEPT;
 OZU_API int ozuutils_isDeviceExistsAndActive(uint32_t rfId, int32_t deviceType) OZU_NOEXCEPT;
 
 /**
- * Tells whether an active Danalock is enrolled, at the indexes 164 to 196 that door locks get.
+ * Tells whether an active Danalock is enrolled at one of the indexes 164 to 196 that door locks get.
  * @return 1 or 0
  */
 OZU_API int isDanalockExistAndActived(void) OZU_NOEXCEPT;
@@ -172,9 +186,10 @@ OZU_API int ozuutils_isSafetyEventInProgress(void) OZU_NOEXCEPT;
 
 /**
  * Tells how long the safety siren still sounds: SAFETY_SIREN_PERIOD after the newest event started, ended or
- * not. An event of the current second or of the future does not count. Logs at 40000 every event that is
- * newer than those in the slots before it.
- * @return seconds, 0 to 179; 0 when no siren sounds
+ * not. An event of the current second or of the future does not count, nor does one that is
+ * SAFETY_SIREN_PERIOD old or older. Of the events that count, logs at 40000 the one in the lowest slot, and
+ * every one that started later than all those logged before it.
+ * @return seconds, 1 to 179; 0 when no siren sounds
  */
 OZU_API unsigned char ozuutils_isSafetySirenInProgress(void) OZU_NOEXCEPT;
 

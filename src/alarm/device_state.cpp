@@ -74,7 +74,7 @@ int zoneBypassed(const PanelZone &zone, const Detector &detector, int input) noe
         return 1;
     }
     const PanelBypass &bypass = zone.bypass[magnet && input != kFirstInput ? 1 : 0];
-    const std::uint8_t bypassed = ozu::readOnce(bypass.bypassed);
+    const std::uint8_t bypassed = ozu::readFirst(bypass.bypassed);
     if (bypassed != 0 && input != kSecondInput && hasRunOut(bypass)) {
         endBypass(detector);
         return 0;

@@ -10,6 +10,7 @@ behaviours, each on port 53 of its address:
   silent         receives and says nothing
   refuse         the error REFUSED
   unknown        the error NXDOMAIN
+  only:END       honest for names that end like this, the error NXDOMAIN for all others
   wrong-id       honest under another identifier
   elsewhere      honest from another port
   truncated      nothing but the mark that the answer is too long; honest over TCP
@@ -87,6 +88,8 @@ class Server:
             return case.build(query) if case else error(query, RCODE.NXDOMAIN)
         if self.behaviour in ("refuse", "unknown"):
             return error(query, RCODE.REFUSED if self.behaviour == "refuse" else RCODE.NXDOMAIN)
+        if self.behaviour == "only" and not dns_replies.asked_host(query).endswith(self.argument):
+            return error(query, RCODE.NXDOMAIN)
         if self.behaviour == "wrong-id":
             return bytes([query[0] ^ 0xFF, query[1]]) + honest(query)[2:]
         if self.behaviour == "truncated":

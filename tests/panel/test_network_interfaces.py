@@ -102,6 +102,13 @@ def courses():
             "existing": start_probe(box, "add", "10.1.0.0", "192.168.7.1", "255.255.0.0", "eth0", 5, UP | GATEWAY),
             "new": start_probe(box, "add", "10.2.0.0", "192.168.7.1", "255.255.0.0", "eth0", 5, UP | GATEWAY),
             "no-gateway": start_probe(box, "add", "10.4.0.0", "-", "255.255.0.0", "eth0", 0, UP),
+            "metric-0": start_probe(box, "add", "10.40.0.0", "192.168.7.1", "255.255.0.0", "eth0", 0, UP | GATEWAY),
+            "metric-32766": start_probe(box, "add", "10.41.0.0", "192.168.7.1", "255.255.0.0", "eth0", 32766,
+                                        UP | GATEWAY),
+            "metric-32767": start_probe(box, "add", "10.42.0.0", "192.168.7.1", "255.255.0.0", "eth0", 32767,
+                                        UP | GATEWAY),
+            "metric-negative": start_probe(box, "add", "10.43.0.0", "192.168.7.1", "255.255.0.0", "eth0", -1,
+                                           UP | GATEWAY),
             "default": start_probe(box, "add", "0.0.0.0", "192.168.7.1", "0.0.0.0", "eth0", 0, UP | GATEWAY),
         }
         for name, (gateway, device, _) in REFUSED.items():
@@ -145,6 +152,16 @@ def test_route_without_gateway_and_default_route(courses):
     assert "10.4.0.0/16 dev eth0 scope link " in courses["routes"]
     assert courses["default"]["result"] == 0
     assert "default via 192.168.7.1 dev eth0 " in courses["routes"]
+
+
+def test_metrics(courses):
+    """0 to 32766 come out as given; others come out as something else."""
+    for name in ("metric-0", "metric-32766", "metric-32767", "metric-negative"):
+        assert courses[name]["result"] == 0
+    assert "10.40.0.0/16 via 192.168.7.1 dev eth0 " in courses["routes"]
+    assert "10.41.0.0/16 via 192.168.7.1 dev eth0 metric 32766 " in courses["routes"]
+    assert "10.42.0.0/16 via 192.168.7.1 dev eth0 metric 32767 " not in courses["routes"]
+    assert "10.43.0.0/16 via 192.168.7.1 dev eth0 " in courses["routes"], "-1 is as good as no metric"
 
 
 @pytest.mark.parametrize("name", REFUSED)
@@ -211,6 +228,14 @@ def test_gateway_in_another_table_does_not_count(wired):
     assert probe(wired, "gateway", "eth0")["result"] == -1
     ip(wired, "route", "add", "default", "via", "192.168.7.254", "dev", "eth0")
     assert probe(wired, "gateway", "eth0")["gateway"] == "192.168.7.254"
+
+
+def test_gateways_of_a_multipath_route_do_not_count(wired):
+    ip(wired, "addr", "add", "192.168.8.20/24", "dev", "eth1")
+    ip(wired, "route", "add", "default", "nexthop", "via", "192.168.7.1", "dev", "eth0",
+       "nexthop", "via", "192.168.8.1", "dev", "eth1")
+    nobody = probe(wired, "gateway", "eth0")
+    assert (nobody["result"], nobody["gateway"], nobody["log"]) == (-1, None, [])
 
 
 def test_more_routes_than_the_buffer_holds(wired):

@@ -111,6 +111,14 @@ def test_system_resolver_is_the_last_resort(box):
     assert lines(answer, 70000, "nslookup_ozu") == ["gethostbyname"]
 
 
+def test_signal_handler_ends_the_wait(box):
+    with dns_servers(box, a1="silent"):
+        answer = probe(box, "raw", "x.test", address("a1"), env={"PROBE_DISTURBED": "300"})
+    assert answer["address"] is None
+    assert answer["seconds"] < 5
+    assert lines(answer, 70000) == [f"recvfrom failed [{os.strerror(4)}]"]
+
+
 def test_silence_lasts_twenty_seconds(box):
     """In real time, all at once: the receive time-out of a socket follows no other clock."""
     with dns_servers(box, a1="silent", a2="honest", a3="slow:19") as servers:

@@ -1,5 +1,9 @@
 """The asynchronous resolver with real c-ares, against servers of every kind."""
 
+import json
+import os
+import re
+
 import pytest
 
 from box import PanelBox
@@ -206,6 +210,52 @@ def test_hosts_file_and_order_of_the_system(box):
         (box.etc / "nsswitch.conf").write_text("hosts: files\n")
         assert probe(box, "ares", "x.test", "-", A1, "-")["result"] == -1
         assert servers.queries() == []
+
+
+def test_dotted_address_needs_no_server_and_is_reported_all_the_same(box):
+    with dns_servers(box, a1="honest", a2="honest") as servers:
+        answer = probe(box, "ares", "10.77.0.5", "-", A1, A2)
+        assert (answer["result"], answer["address"]) == (0, "10.77.0.5")
+        assert servers.queries() == []
+    assert lines(answer, 60000) == ["NETWORK: fail to retrieve host ip url[10.77.0.5]"]
+    assert [text for text in lines(answer, 50000) if "dns server failed" in text] == [
+        first(1), second(1), first(2), second(2), first(3), second(3)]
+
+
+def test_search_domains_cost_events(box):
+    """Every name tried takes an event of an attempt: as many can be found as there are servers."""
+    with dns_servers(box, a1="only:.one", a2="only:.two", a3="only:.three", a4="only:bare") as servers:
+
+        def found(name, server, other="-"):
+            answer = probe(box, "ares", name, "-", address(server), other, env={"LOCALDOMAIN": "one two three"})
+            return answer["result"] == 0, [q["name"] for q in servers.queries() if q["name"].startswith(name)]
+
+        assert found("first", "a1") == (True, ["first.one"])
+        assert found("second", "a2")[0] is False, "the answer comes, but nobody waits for it"
+        assert found("second-again", "a2", address("a2")) == (True, ["second-again.one", "second-again.two"])
+        assert found("third", "a3", address("a3"))[0] is False
+        assert found("bare", "a4")[0] is False
+        assert found("bare.", "a4")[0] is True
+
+
+def test_signal_handler_ends_every_wait(box):
+    with dns_servers(box, a1="silent"):
+        answer = probe(box, "ares", "x.test", "-", A1, "-", env={"PROBE_DISTURBED": "300"})
+    assert answer["result"] == -1
+    assert answer["seconds"] < 4
+    assert lines(answer, 70000, "Wait_Ares") == ["poll error"] * 3
+
+
+def test_binding_needs_no_right_on_newer_kernels(box):
+    """From Linux 5.7 on every process may bind to a device; before, the queries left unbound."""
+    release = tuple(map(int, re.match(r"(\d+)\.(\d+)", os.uname().release).groups()))
+    cable(box)
+    with dns_servers(box, a1="honest"):
+        plain = ["setpriv", "--bounding-set=-all", "--inh-caps=-all"]
+        command = box.program("network_probe", "ares", "x.test", "eth0", A1, "-")
+        done = box.run([*plain, *command], check=True, timeout=60)
+        answer = json.loads(done.stdout)
+    assert answer["result"] == (-1 if release >= (5, 7) else 0), "the loopback address is not to be reached through eth0"
 
 
 def test_look_ups_side_by_side(box):

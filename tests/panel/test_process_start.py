@@ -24,6 +24,13 @@ def test_start_use_end(box, start):
     assert "TEST_PROCESS closed its connection" not in (box.control / "broker.log").read_text()
 
 
+def test_queries_work_before_the_start(box, start):
+    """The reference platform maps the record when it is first asked for."""
+    process = start(box)
+    assert process.ask("armtype") == 5, "a new record is disarmed; without a record the answer is 0"
+    assert process.end() == 0
+
+
 def test_second_start_only_warns(box, start):
     process = start(box)
     assert process.ask("init") == 0

@@ -14,10 +14,12 @@
 #include "resource_count.h"
 
 #include <arpa/inet.h>
+#include <sys/time.h>
 
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -274,6 +276,17 @@ int ozulog_printf_mqtt_transmission(int level, const char *format, ...) {
 
 } // extern "C"
 
+// Has a signal handler run after so many milliseconds and over and over, one that restarts what it can.
+static void disturb(int milliseconds) {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGALRM, &action, nullptr);
+    const timeval every = {milliseconds / 1000, milliseconds % 1000 * 1000};
+    const itimerval timer = {every, every};
+    setitimer(ITIMER_REAL, &timer, nullptr);
+}
+
 int main(int argc, char **argv) {
     Arguments arguments(argv + 1, argv + argc);
     if (arguments.empty()) {
@@ -292,6 +305,9 @@ int main(int argc, char **argv) {
     if (found == kCommands.end()) {
         std::cerr << "network_probe: no command '" << command << "'\n";
         return 2;
+    }
+    if (const char *every = std::getenv("PROBE_DISTURBED")) {
+        disturb(std::atoi(every));
     }
     // Loading and starting may take a while (emulation); who acts on the call's own time waits for this file.
     if (const char *mark = std::getenv("PROBE_STARTS")) {

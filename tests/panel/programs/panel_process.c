@@ -22,6 +22,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utils_ozu/process.h>
+#include <utils_ozu/state.h>
 
 static void on_message(const OzuMqttMessage *message, void *user) {
     const unsigned char *bytes = message->payload;
@@ -79,6 +80,8 @@ int main(int argc, char **argv) {
         int words = sscanf(line, "%31s %127s %u %u", verb, topic, &number, &pause_ms);
         if (words >= 1 && strcmp(verb, "init") == 0) {
             printf("init %d\n", ozuutils_processInit(argv[1], &bus));
+        } else if (words == 1 && strcmp(verb, "armtype") == 0) {
+            printf("armtype %d\n", (int)getCurArmType());
         } else if (words == 2 && strcmp(verb, "subscribe") == 0) {
             printf("subscribe %d\n", ozumqttc_topicSubscribe(topic));
         } else if (words == 3 && strcmp(verb, "publish") == 0) {

@@ -118,6 +118,13 @@ TEST_F(Keyfobs, recordZeroAndOtherBytesDoNotCount) {
     EXPECT_EQ(platform().log.at(0).format, "Can't find any corresponding KeyFob for the user %d");
 }
 
+TEST_F(Keyfobs, userZeroHasWhatIsNotAssigned) {
+    keyfob(1).userId = 7;
+    keyfob(2).userId = 8;
+    EXPECT_EQ(getSY9IdFromUser(0), 3);
+    EXPECT_EQ(getSY9IdFromUser(256), 3);
+}
+
 TEST_F(Keyfobs, userIsComparedAsAByte) {
     keyfob(3).userId = 255;
     EXPECT_EQ(getSY9IdFromUser(UINT_MAX), 3);

@@ -13,6 +13,7 @@
 #include <cstring>
 #include <iomanip>
 #include <optional>
+#include <set>
 
 using ozu::test::extended;
 using ozu::test::platform;
@@ -22,6 +23,7 @@ using testing::IsEmpty;
 namespace {
 
 using Address = std::array<std::uint8_t, 6>;
+using Bytes = std::vector<std::uint8_t>;
 constexpr int kSocket = 1000;
 constexpr std::size_t kRoom = 32; // interfaces that fit the list, on every machine
 const std::string kList = "SIOCGIFCONF " + std::to_string(kRoom * sizeof(ifreq));
@@ -210,6 +212,21 @@ TEST_F(Identity, leadingZeroBecomesOne) {
     EXPECT_EQ(identity(1), "50011012");
     address = {0, 0, 0, 5, 11, 12};
     EXPECT_EQ(identity(0), "00050b0c") << "a hexadecimal zero stays";
+}
+
+// Panels whose addresses differ in what the forms leave out have the same identity.
+TEST_F(Identity, isNotEveryPanelsOwn) {
+    kernel.interfaces = {{"eth0"}};
+    std::set<std::string> decimal;
+    std::set<std::string> hexadecimal;
+    for (const std::uint8_t third : Bytes{5, 15, 105, 115, 205, 215}) {
+        kernel.interfaces[0].address = {0, 0, third, third, 7, 8};
+        decimal.insert(identity(1));
+        kernel.interfaces[0].address = {third, third, 1, 2, 3, 4};
+        hexadecimal.insert(identity(0));
+    }
+    EXPECT_THAT(decimal, ElementsAre("15007008"));
+    EXPECT_THAT(hexadecimal, ElementsAre("01020304"));
 }
 
 TEST_F(Identity, noSocket) {

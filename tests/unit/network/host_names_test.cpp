@@ -67,6 +67,13 @@ TEST_F(HostNames, addressIsWrittenBackInItsShortestForm) {
     EXPECT_THAT(platform().calls(), testing::IsEmpty());
 }
 
+TEST_F(HostNames, whatFollowsTheFourthNumberIsDropped) {
+    for (const char *text : {"1.2.3.4.5", "1.2.3.4.", "1.2.3.4...", "01.2.3.4.999999999999"}) {
+        EXPECT_EQ(resolve(text), 0);
+        EXPECT_STREQ(output.data(), "1.2.3.4") << text;
+    }
+}
+
 TEST_F(HostNames, longestAddressFits) {
     EXPECT_EQ(resolve("255.255.255.255"), 0);
     EXPECT_EQ(all(), std::string("255.255.255.255") + '\0' + "##");

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstring>
 #include <optional>
+#include <thread>
 
 using ozu::test::extended;
 using ozu::test::injected;
@@ -213,4 +214,14 @@ TEST_F(Interfaces, deviceAddressOfUnknownInterface) {
     EXPECT_EQ(text[15], '#');
     EXPECT_THAT(platform().log, ElementsAre(extended(50000, noSuchDevice("ioctl [", "]"), "get_device_ip")));
     EXPECT_EQ(platform().journal.back(), "close()");
+}
+
+// Why the functions that write addresses as text may run concurrently.
+TEST_F(Interfaces, everyThreadHasItsOwnTextOfAnAddress) {
+    const char *mine = inet_ntoa({inet_addr("10.1.2.3")});
+    const char *theirs = nullptr;
+    std::thread other([&theirs] { theirs = inet_ntoa({inet_addr("10.9.8.7")}); });
+    other.join();
+    EXPECT_NE(mine, theirs);
+    EXPECT_STREQ(mine, "10.1.2.3");
 }

@@ -244,6 +244,20 @@ TEST_F(Routes, gatewayNeedsItsFlag) {
     EXPECT_EQ(memcmp(&requests[1].rt_gateway, &none, sizeof none), 0);
 }
 
+TEST_F(Routes, textThatIsNoAddressIsAllOnes) {
+    injected().fail("ioctl", EEXIST);
+    for (const char *text : {"", "nonsense", "256.0.0.0", "10.2.0.0x", "10.2.0.0.1", "255.255.255.255"}) {
+        requests.clear();
+        EXPECT_EQ(checkRouteAndAdd(text, text, text, nullptr, 0, RTF_UP | RTF_GATEWAY), 0);
+        ASSERT_EQ(requests.size(), 1u);
+        EXPECT_EQ(dotted(requests[0].rt_dst), "255.255.255.255") << text;
+        EXPECT_EQ(dotted(requests[0].rt_gateway), "255.255.255.255") << text;
+        EXPECT_EQ(dotted(requests[0].rt_genmask), "255.255.255.255") << text;
+        EXPECT_EQ(requests[0].rt_metric, 1);
+        EXPECT_EQ(devices.back(), "null");
+    }
+}
+
 TEST_F(Routes, flagsAndMetricTakeSixteenBits) {
     injected().fail("ioctl", EEXIST);
     add(0x12345, 65535);
