@@ -30,8 +30,16 @@ Install them once as root:  apt-get update && apt-get install ${missing[*]}"
 
 # configure_and_build PRESET [TARGET...]
 configure_and_build() {
-    local preset=$1
+    local preset=$1 target
     shift
+    if [ ! -w build ]; then
+        for target in "${@:-.}"; do
+            [ -e "build/$preset/bin/$target" ] || die "$PWD is read-only and holds no build of the preset $preset.
+Copy it to a folder of your own and run it there."
+        done
+        say "Using the build that is there ($PWD is read-only)"
+        return
+    fi
     say "Building ($preset)"
     cmake --preset "$preset" >"build/$preset.configure.log" 2>&1 || {
         tail -n 30 "build/$preset.configure.log" >&2
@@ -52,4 +60,5 @@ unit_tests() {
 # panel_tests RESULT [FILE...]: panel tests, as many at a time as there are processors; outcomes into RESULT.
 panel_tests() { /usr/bin/python3 -m pytest -q -n "$(nproc)" --dist loadfile --junit-xml="$1" "${@:2}"; }
 
-mkdir -p build
+mkdir -p build 2>/dev/null || [ -d build ] || die "$PWD is read-only and holds no build.
+Copy it to a folder of your own and run it there."

@@ -72,6 +72,11 @@ def wait_until(condition, timeout=10.0, what="the condition"):
         time.sleep(0.01)
 
 
+def set_variables(env):
+    """The options of panel-box that set variables in the box; nothing else of this process's reaches it."""
+    return [word for name, value in (env or {}).items() for word in ("--setenv", f"{name}={value}")]
+
+
 @dataclass
 class Message:
     """One message of the bus. `properties` are its MQTT 5 user properties."""
@@ -87,7 +92,7 @@ class Message:
 
 
 class BoxProcess(subprocess.Popen):
-    """A process in a box. Signals reach the process itself, not the program that entered the box for it."""
+    """A process in a box. Signals reach the process itself; what entered the box for it hands them on."""
 
     @property
     def inner_pid(self):
@@ -98,18 +103,6 @@ class BoxProcess(subprocess.Popen):
                                   what="the process in the box")[0])
         except (TypeError, FileNotFoundError):
             return None
-
-    def send_signal(self, number):
-        if self.poll() is None:
-            inner = self.inner_pid
-            if inner is not None:
-                os.kill(inner, number)
-
-    def terminate(self):
-        self.send_signal(signal.SIGTERM)
-
-    def kill(self):
-        self.send_signal(signal.SIGKILL)
 
 
 class Capture:
@@ -229,10 +222,11 @@ class PanelBox:
     binds    further folders that are writable in the box: PATH or PATH:AS; ro_binds: readable
     env      variables of all programs started in the box
     user     user and group number to run the box under, when the test runs as root
+    folder   where the caller stands; the box has it, too
     """
 
     def __init__(self, state=None, *, cmdline=None, broker=True, reboot="end", binds=(), ro_binds=(), env=None,
-                 user=None):
+                 user=None, folder=None):
         # Named as panel-box names its own, so that `panel-box sweep` knows it when this process is gone.
         self._temporary = None if state else tempfile.mkdtemp(prefix=f"panel-box.{os.getpid()}.")
         self.state = pathlib.Path(state or self._temporary)
@@ -247,7 +241,8 @@ class PanelBox:
                 self._options += ["--bind", str(bind)]
         for bind in ro_binds:
             self._options += ["--ro-bind", str(bind)]
-        self._env = dict(env or {})
+        self._options += set_variables(env)
+        self._folder = folder
         self._as_user = []
         if user is not None:
             self._as_user = as_user(user)
@@ -271,7 +266,7 @@ class PanelBox:
         self._log = tempfile.TemporaryFile()
         self._keeper = subprocess.Popen([*self._as_user, PANEL_BOX, "run", *self._options, "--", "cat"],
                                         stdin=subprocess.PIPE, stdout=self._log, stderr=self._log,
-                                        env={**os.environ, **self._env}, start_new_session=True)
+                                        cwd=self._folder, start_new_session=True)
         try:
             wait_until(lambda: (self.control / "ready").exists() or self._keeper.poll() is not None, LONGEST_BOOT,
                        "the box's boot")
@@ -345,8 +340,8 @@ class PanelBox:
         """The command line of a program of the build under test."""
         return [*emulator(), str(build_dir() / "bin" / name), *map(str, arguments)]
 
-    def _enter(self, command):
-        return [*self._as_user, str(PANEL_BOX), "exec", str(self.state), "--", *map(str, command)]
+    def _enter(self, command, env=None):
+        return [*self._as_user, str(PANEL_BOX), "exec", *set_variables(env), str(self.state), "--", *map(str, command)]
 
     def run(self, command, *, timeout=30, check=False, env=None, text=True, **options):
         """Runs a program in the box to its end: a CompletedProcess with stdout and stderr as text."""
@@ -354,15 +349,16 @@ class PanelBox:
             options["capture_output"] = True
         if "input" not in options:
             options.setdefault("stdin", subprocess.DEVNULL)
-        done = subprocess.run(self._enter(command), timeout=timeout, text=text,
-                              env={**os.environ, **self._env, **(env or {})}, **options)
+        options.setdefault("cwd", self._folder)
+        done = subprocess.run(self._enter(command, env), timeout=timeout, text=text, **options)
         if check and done.returncode != 0:
             raise AssertionError(f"{command} gave {done.returncode}\n{done.stdout}\n{done.stderr}")
         return done
 
     def popen(self, command, *, env=None, **options):
         """Starts a program in the box: a BoxProcess."""
-        return BoxProcess(self._enter(command), env={**os.environ, **self._env, **(env or {})}, **options)
+        options.setdefault("cwd", self._folder)
+        return BoxProcess(self._enter(command, env), **options)
 
     # --- the bus ---
 

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <vector>
 
 namespace ozuctl {
 
@@ -25,6 +26,8 @@ constexpr Verb kVerbs[] = {
     {"run", "Boot a box, run a command in it, end the box"},
     {"exec", "Run a command in a box that 'start' booted"},
     {"status", "Tell whether a box runs, how often it booted, its reboots"},
+    {"list", "The boxes that run, and what killed ones left behind"},
+    {"sweep", "Remove what killed boxes left behind"},
     {"stop", "End a box that 'start' booted"},
     {"check", "Say whether boxes are possible on this machine"},
 };
@@ -45,16 +48,31 @@ std::string boxScript() {
 } // namespace
 
 void becomeBoxIfAsked(char **arguments) {
+    bool json = false;
+    for (; arguments[0] != nullptr && arguments[0][0] == '-'; ++arguments) {
+        if (strcmp(arguments[0], "--json") == 0) {
+            json = true;
+        } else if (strcmp(arguments[0], "--yes") != 0) {
+            return;
+        }
+    }
     if (arguments[0] == nullptr || strcmp(arguments[0], "box") != 0 || arguments[1] == nullptr ||
         std::ranges::none_of(kVerbs,
                              [&](const Verb &verb) { return strcmp(arguments[1], verb.name) == 0; })) {
         return;
     }
     const std::string script = boxScript();
+    std::vector<char *> words = {const_cast<char *>(script.c_str()), arguments[1]};
+    if (json && (strcmp(arguments[1], "status") == 0 || strcmp(arguments[1], "list") == 0)) {
+        words.push_back(const_cast<char *>("--json"));
+    }
+    for (arguments += 2; *arguments != nullptr; ++arguments) {
+        words.push_back(*arguments);
+    }
+    words.push_back(nullptr);
     // Programs that were built or installed together are found in the box.
     setenv("PANEL_BOX_PATH", ownFolder().c_str(), 1);
-    arguments[0] = const_cast<char *>(script.c_str());
-    execv(script.c_str(), arguments);
+    execv(script.c_str(), words.data());
     throw CommandError(kUnreachable, "cannot run " + script + ": " + strerror(errno));
 }
 
