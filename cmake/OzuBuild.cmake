@@ -1,6 +1,7 @@
 # Language level, warnings, hardening and linker flags, shared by every target of the project.
 
 include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
 include(CheckPIESupported)
 check_pie_supported()
 
@@ -14,7 +15,7 @@ set(CMAKE_C_VISIBILITY_PRESET hidden)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-# Everything runs from the build tree by its own path; an installed file carries none.
+# Everything runs from the build tree by its own path; OzuInstall says what installed files carry.
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
@@ -49,7 +50,7 @@ endfunction()
 # ozu_flags: what every target of ours compiles and links with.
 add_library(ozu_flags INTERFACE)
 target_compile_options(ozu_flags INTERFACE
-    -Wall -Wextra -Wpedantic -Werror
+    -Wall -Wextra -Wpedantic $<$<BOOL:${OZU_WARNINGS_ARE_ERRORS}>:-Werror>
     -Wshadow -Wconversion -Wsign-conversion -Wcast-align -Wcast-qual -Wpointer-arith
     -Wformat=2 -Werror=format-security -Wundef -Wvla
     $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast;-Wnon-virtual-dtor;-Woverloaded-virtual;-Wextra-semi>
@@ -75,9 +76,16 @@ else()
     if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64|i.86")
         _ozu_add_if_supported(ozu_flags "-fcf-protection=full")
     endif()
-    # Fortify works on optimised code only, and a distribution's compiler may bring its own default.
+    # Fortify works on optimised code only, and a distribution's compiler may bring its own default. Level 3 needs a
+    # compiler that knows the sizes of what is allocated at run time.
+    check_cxx_source_compiles("int main(int n, char **a) { return n == 7 && __builtin_dynamic_object_size(a[0], 0) == 7U; }"
+        OZU_HAS_DYNAMIC_OBJECT_SIZE)
+    set(fortify 2)
+    if(OZU_HAS_DYNAMIC_OBJECT_SIZE)
+        set(fortify 3)
+    endif()
     target_compile_options(ozu_flags INTERFACE
-        $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>)
+        $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=${fortify}>)
     target_compile_definitions(ozu_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:_GLIBCXX_ASSERTIONS>)
 endif()
 if(OZU_COVERAGE)
@@ -85,11 +93,14 @@ if(OZU_COVERAGE)
     target_link_options(ozu_flags INTERFACE --coverage)
 endif()
 
+# Programs and libraries alike.
+target_link_options(ozu_flags INTERFACE
+    -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,separate-code)
+
 # ozu_shared_flags: for our shared objects, on top of ozu_flags.
 add_library(ozu_shared_flags INTERFACE)
 target_link_libraries(ozu_shared_flags INTERFACE ozu_flags)
-target_link_options(ozu_shared_flags INTERFACE
-    -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,separate-code -Wl,--as-needed)
+target_link_options(ozu_shared_flags INTERFACE -Wl,--as-needed)
 if(NOT OZU_SANITIZE) # a sanitizer's run time comes with the program
     target_link_options(ozu_shared_flags INTERFACE -Wl,-z,defs)
 endif()

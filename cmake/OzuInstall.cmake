@@ -16,7 +16,23 @@ endif()
 set(OZU_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/ozu")
 set(OZU_INSTALL_PLATFORM_INCLUDEDIR "${CMAKE_INSTALL_INCLUDEDIR}/ozu_platform")
 
-set(_ozu_targets utils_ozu ozu_platform_libraries)
+# Installed files find each other wherever the prefix is, and need nothing else: the same in the build tree, so that
+# installing changes no file. (What CMake rewrites while it installs has an entry that ends in ":" before, which is
+# the current folder.)
+file(RELATIVE_PATH _ozu_to_libraries "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+foreach(_ozu_target utils_ozu ozu_platform ozuctl)
+    if(TARGET ${_ozu_target})
+        set_target_properties(${_ozu_target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN")
+    endif()
+endforeach()
+if(TARGET ozuctl)
+    set(_ozu_tool_paths "$ORIGIN/${_ozu_to_libraries}")
+    if(NOT _ozu_to_libraries STREQUAL "../lib")
+        list(APPEND _ozu_tool_paths "$ORIGIN/../lib") # where the build tree has them
+    endif()
+    set_target_properties(ozuctl PROPERTIES INSTALL_RPATH "${_ozu_tool_paths}")
+endif()
+
 target_include_directories(utils_ozu INTERFACE $<INSTALL_INTERFACE:${OZU_INSTALL_PLATFORM_INCLUDEDIR}>)
 install(TARGETS utils_ozu EXPORT ozu
     LIBRARY COMPONENT runtime NAMELINK_COMPONENT dev)
@@ -40,9 +56,11 @@ endif()
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/platform/include/"
     DESTINATION "${OZU_INSTALL_PLATFORM_INCLUDEDIR}" COMPONENT dev FILES_MATCHING PATTERN "*.h")
 
-# CMake package: find_package(ozu), targets ozu::utils_ozu and ozu::platform.
+# CMake package: find_package(ozu) against what is installed and against the build tree (ozu_DIR is
+# BUILD/package), targets ozu::utils_ozu and ozu::platform.
 install(EXPORT ozu NAMESPACE ozu:: FILE ozuTargets.cmake
     DESTINATION "${OZU_INSTALL_CMAKEDIR}" COMPONENT dev)
+export(EXPORT ozu NAMESPACE ozu:: FILE "${PROJECT_BINARY_DIR}/package/ozuTargets.cmake")
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/ozuConfig.cmake.in"
     "${PROJECT_BINARY_DIR}/package/ozuConfig.cmake"
     INSTALL_DESTINATION "${OZU_INSTALL_CMAKEDIR}"

@@ -82,10 +82,14 @@ def test_nothing_installed_names_the_build(root):
             assert str(ROOT).encode() not in path.read_bytes(), path
 
 
-def test_installed_files_carry_no_search_path(root, libraries):
-    for path in [*libraries.glob("*.so.0"), *root.glob("usr/bin/*")]:
-        dynamic = run("readelf", "-dW", path)
-        assert "(RPATH)" not in dynamic and "(RUNPATH)" not in dynamic, path
+def test_tool_finds_its_library_under_any_prefix(tmp_path):
+    for component in ("runtime", "platform", "tools"):
+        run("cmake", "--install", BUILD, "--component", component, "--prefix", tmp_path / "any where")
+    environment = {name: value for name, value in os.environ.items() if name != "LD_LIBRARY_PATH"}
+    moved = tmp_path / "moved"
+    (tmp_path / "any where").rename(moved)
+    assert run(moved / "bin/ozuctl", "names", "device", "38", cwd="/", env=environment)
+    assert str(moved) in run("ldd", moved / "bin/ozuctl", env=environment)
 
 
 def test_pkg_config_from_where_it_stands(root, libraries, sources, tmp_path):
@@ -155,6 +159,16 @@ def test_cmake_package(root, libraries, sources, tmp_path):
     run("cmake", "--build", tmp_path / "build")
     run_consumers(tmp_path / "build", libraries)
     run_examples(sources[2:], tmp_path / "build", root, libraries)
+
+
+def test_cmake_package_of_the_build_tree(tmp_path):
+    """Before anything is installed, from a project elsewhere."""
+    shutil.copytree(CONSUMER, tmp_path / "project")
+    run("cmake", "-S", tmp_path / "project", "-B", tmp_path / "build", f"-Dozu_DIR={BUILD / 'package'}",
+        f"-DCONSUMER_SOURCES={CONSUMER / 'consumer_c.c'};{CONSUMER / 'consumer_cpp.cpp'}")
+    run("cmake", "--build", tmp_path / "build")
+    for name in ("consumer_c", "consumer_cpp"):
+        assert run(tmp_path / "build" / name) == PRINTED
 
 
 def test_components_are_disjoint_and_complete(root, tmp_path):

@@ -162,7 +162,7 @@ void addSet(CLI::App &state, Context &context) {
         "set",
         "Change fields. Values: numbers; names of device types (W3) and partition states (ARMED_2); times\n"
         "as 2026-03-01T12:00:00Z, now, now+30; never (an expiry)");
-    command->add_option("FIELD=VALUE", options->paths)->required();
+    command->add_option("CHANGE", options->paths, "FIELD=VALUE")->required();
     command->callback([options, &context] { context.command = [options] { return set(*options); }; });
 }
 
