@@ -7,6 +7,7 @@ import sqlite3
 import pytest
 
 import ozuctl
+from network_box import dns_servers
 from ozuctl import ask, run
 
 COMMANDS = """SEC_CMD_ARM_PARTITION SEC_CMD_ARM_PARTITION_IMMEDIATE SEC_CMD_FORCE_ARM_PARTITION
@@ -68,6 +69,19 @@ def test_socket(box):
     assert [category for category, _, _ in found] == [14, 14]
     for (_, _, text), word in zip(found, ("OPEN", "CLOSE")):
         assert text.startswith(f"SOCKET {word}: Server [ 127.0.0.1 ] Port [ {port} ] Name [ ")
+
+
+def test_socket_asks_for_the_name_of_another_address(box):
+    """Family and port are taken for an address, in the order in which they lie in memory."""
+    port = 1883
+    (box.etc / "resolv.conf").write_text("nameserver 127.0.1.1\n")
+    (box.etc / "nsswitch.conf").unlink(missing_ok=True)
+    (box.etc / "nsswitch.conf").write_text("hosts: files dns\n")
+    with dns_servers(box, a1="unknown") as servers:
+        run(box, "events", "add", "socket", "127.0.0.1", port)
+        asked = {query["name"] for query in servers.queries()}
+    assert f"{port % 256}.{port // 256}.0.2.in-addr.arpa" in asked
+    assert all(text.endswith("Name [ NONAME ]") for _, _, text in lines(box))
 
 
 def test_http(box):

@@ -36,6 +36,19 @@ def test_first_interface_in_the_kernels_order_even_when_down(box):
     assert ask(box, "identity", "identity")["hexadecimal"] == "00010203"
 
 
+def test_interface_counts_from_its_address_on(box):
+    """Before DHCP there is no identity; another interface that gets its address first has its say."""
+    add_interface(box, "eth0", "02:00:00:01:02:03", 1)
+    add_interface(box, "wlan0", "02:00:00:04:05:06", 2)
+    for name in ("eth0", "wlan0"):
+        box.run(["ip", "addr", "flush", "dev", name], check=True)
+    run(box, "identity", status=4)
+    box.run(["ip", "addr", "add", "192.0.2.2/32", "dev", "wlan0"], check=True)
+    assert ask(box, "identity", "identity")["hexadecimal"] == "00040506"
+    box.run(["ip", "addr", "add", "192.0.2.1/32", "dev", "eth0"], check=True)
+    assert ask(box, "identity", "identity")["hexadecimal"] == "00010203"
+
+
 def test_many_interfaces(box):
     for number in range(1, 41):
         add_interface(box, f"eth{number}", f"02:00:00:00:00:{number:02x}", number, up=False)
@@ -54,6 +67,8 @@ def test_keyfob(box):
     run(box, "state", "set", "sy9Keyfobs[3].userId=42", "sy9Keyfobs[9].userId=42")
     assert ask(box, "keyfob", "keyfob", 42) == {"user": 42, "keyfob": 3}
     assert ask(box, "keyfob", "keyfob", 43, status=1) == {"user": 43, "keyfob": None}
+    # User 0 owns what is not assigned.
+    assert ask(box, "keyfob", "keyfob", 0) == {"user": 0, "keyfob": 1}
 
 
 def test_camera_profiles(box):

@@ -2,7 +2,7 @@
 
 import pytest
 
-from network_box import address, dns_servers, lines, probe
+from network_box import address, dns_servers, lines, probe, start_probe
 
 
 @pytest.fixture
@@ -70,3 +70,15 @@ def test_dns_file_on_a_full_disk(box):
         8, ["Error writing to [/data/permanent-dns.conf] file."])
     answer = probe(box, "dns-file")
     assert (answer["result"], answer["log"]) == (0, []), "nothing to write fits any disk"
+
+
+def test_silent_server_takes_ten_seconds_for_every_name_tried(names):
+    """The system resolver's defaults, in real time and side by side."""
+    (names.etc / "resolv.conf").write_text("nameserver 127.0.1.1\n")
+    with dns_servers(names, a1="silent"):
+        running = [start_probe(names, "host", "one.name.test."),
+                   start_probe(names, "host", "two.name.test", env={"LOCALDOMAIN": "domain.test"})]
+        one, two = (finish(120) for finish in running)
+    assert (one["result"], two["result"]) == (5, 5)
+    assert one["seconds"] > 9.5
+    assert two["seconds"] > 19.5

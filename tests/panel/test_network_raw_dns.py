@@ -115,7 +115,7 @@ def test_signal_handler_ends_the_wait(box):
     with dns_servers(box, a1="silent"):
         answer = probe(box, "raw", "x.test", address("a1"), env={"PROBE_DISTURBED": "300"})
     assert answer["address"] is None
-    assert answer["seconds"] < 5
+    assert answer["seconds"] < 15, "undisturbed it takes 20"
     assert lines(answer, 70000) == [f"recvfrom failed [{os.strerror(4)}]"]
 
 

@@ -242,7 +242,7 @@ def test_signal_handler_ends_every_wait(box):
     with dns_servers(box, a1="silent"):
         answer = probe(box, "ares", "x.test", "-", A1, "-", env={"PROBE_DISTURBED": "300"})
     assert answer["result"] == -1
-    assert answer["seconds"] < 4
+    assert answer["seconds"] < 9, "undisturbed it takes 11"
     assert lines(answer, 70000, "Wait_Ares") == ["poll error"] * 3
 
 

@@ -51,7 +51,8 @@ extern "C" int __wrap_access(const char *path, int mode) {
     return versionFile.readable ? 0 : -1;
 }
 
-extern "C" FILE *__wrap_fopen(const char *path, const char * /*mode*/) {
+extern "C" FILE *__wrap_fopen(const char *path, const char *mode) {
+    EXPECT_STREQ(mode, "re") << "closed in programs that the process starts";
     return openVersionFile(path);
 }
 

@@ -93,7 +93,7 @@ TEST_F(DnsFile, lastRecordComesFirst) {
     EXPECT_EQ(write_permanent_dns(), 0);
     EXPECT_EQ(written, kAllSix);
     ASSERT_EQ(opened.size(), 1u);
-    EXPECT_EQ(opened[0].rfind("/data/permanent-dns.conf w", 0), 0u);
+    EXPECT_EQ(opened[0], "/data/permanent-dns.conf we");
     EXPECT_THAT(platform().journal, ElementsAre("ozudb_getSharedMemory(0)"));
 }
 
