@@ -1,5 +1,6 @@
-"""The exported names: declared in the headers = in the map = in the list = in the shared object."""
+"""The exported names: declared in the headers = in the map = in the list = in the shared object = in the manual."""
 
+import importlib.util
 import re
 
 import pytest
@@ -72,18 +73,40 @@ def test_exports_are_code_and_have_the_version(library):  # noqa: F811
     assert not wrong
 
 
-def test_families_stand_in_the_same_order():
-    """A family's names are under the same heading in the map and in the list."""
-    def by_family(text, heading, strip):
-        family, found = None, {}
-        for line in text.splitlines():
-            line = line.strip()
-            if match := re.fullmatch(heading, line):
-                family = match.group(1)
-            elif family and (name := line.rstrip(strip)) and re.fullmatch(r"\w+", name):
-                found.setdefault(family, set()).add(name)
-        return found
+def script():
+    path = tree.ROOT / "scripts/exported_names.py"
+    loaded = importlib.util.spec_from_file_location("exported_names", path)
+    module = importlib.util.module_from_spec(loaded)
+    loaded.loader.exec_module(module)
+    return module
 
-    in_map = by_family((tree.ROOT / "src/utils_ozu.map").read_text().split("local:")[0], r"/\* (\w+) \*/", ";")
-    in_list = by_family((tree.ROOT / "tests/abi/exported_names.txt").read_text(), r"# (\w+)", "")
-    assert in_map == in_list
+
+def test_everything_written_from_the_headers_is_up_to_date():
+    stale = [path for path, text in script().outputs().items() if (tree.ROOT / path).read_text() != text]
+    assert stale == [], "run scripts/exported_names.py"
+
+
+def test_the_script_reads_headers_as_the_preprocessor_does():
+    """It does without a compiler; this holds it against one."""
+    names = [name for family in script().library_families().values() for name in family]
+    assert sorted(names) == sorted(declared())
+
+
+def test_a_new_name_goes_into_the_last_node_and_below_its_heading():
+    names = script()
+    old = "OZU_0 {\n  global:\n    /* a */\n    one;\n  local:\n    *;\n};\nOZU_1 {\n  global:\n} OZU_0;\n"
+    new = names.written_map(old, {"a": ["one", "two"], "b": ["three"]})
+    assert new == old.replace("OZU_1 {\n  global:\n", "OZU_1 {\n  global:\n    /* a */\n    two;\n    /* b */\n    three;\n")
+    page = "*utils_ozu/a\\_b.h* - things\n\told\n\n# NEXT\n"
+    assert names.written_page(page, {"a_b": ["x_y"]}, "utils_ozu/") == page.replace("\told\n", "\tx\\_y\n")
+    with pytest.raises(SystemExit):
+        names.written_page(page, {"c": ["z"]}, "utils_ozu/")
+
+
+def test_platform_exports_what_its_headers_declare(library):  # noqa: F811
+    platform = library.parent / "libozu_platform.so.0"
+    if not platform.exists():
+        pytest.skip("this build has another platform")
+    names = {line.split()[-1] for line in tree.run("nm", "-D", "--defined-only", platform).splitlines()}
+    declared_names = [name for family in script().platform_families().values() for name in family]
+    assert len(declared_names) > 15 and names == set(declared_names)
