@@ -92,8 +92,8 @@ def sources(module):
 class Build:
     """A configured and built folder: how a source is compiled, how a program is linked."""
 
-    def __init__(self, folder):
-        self.folder = folder
+    def __init__(self, folder, shared=SHARED):
+        self.folder, self.shared = folder, shared
         entries = json.loads((folder / "compile_commands.json").read_text())
         self.compile = {os.path.relpath(entry["file"], ROOT): shlex.split(entry["command"]) for entry in entries
                         if "utils_ozu_objects" in entry["command"]}
@@ -106,7 +106,8 @@ class Build:
         module = source.split("/")[1]
         names = sorted(path.name for path in (self.folder / "bin").glob("*_test"))
         own = [name for name in names if name == f"{module}_test" or name.startswith(f"{module}_")]
-        return [*own, *(name for name in names if name.startswith(SHARED))]
+        own.sort(key=lambda name: pathlib.Path(source).stem not in name)  # the source's own program finds most
+        return [*own, *(name for name in names if name.startswith(self.shared))]
 
     def link(self, program):
         if program not in self.links:
@@ -180,7 +181,10 @@ def judge(build, mutant):
             return "same"
         for program in build.programs(mutant.source):
             limit = max(10, 10 * build.times[program])
-            if not sandboxed(build.program(program, mutant.source, made, folder), folder, min(limit, LONGEST)):
+            linked = build.program(program, mutant.source, made, folder)
+            # What fails now and then on a busy machine has noticed nothing: the unchanged program passes beside it.
+            if (not any(sandboxed(linked, folder, min(limit, LONGEST)) for _ in range(2))
+                    and sandboxed(build.folder / "bin" / program, folder, min(limit, LONGEST))):
                 return f"killed by {program}"
         return "survived"
 
@@ -237,7 +241,8 @@ def main():
     parser.add_argument("--seed", type=int, default=1, help="chooses them (1)")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="side by side (number of processors)")
     parser.add_argument("--module", help="only this folder of src/")
-    parser.add_argument("--at", metavar="FILE:LINE", action="append", default=[], help="only mutants of this line")
+    parser.add_argument("--at", metavar="FILE:LINE", action="append", default=[], help="only mutants of this line, e.g. src/network/raw_dns.cpp:68")
+    parser.add_argument("--own", action="store_true", help="run the module's own programs only")
     parser.add_argument("--minutes", type=float, help="start no mutant after this time")
     parser.add_argument("--junit", help="write the outcome of each source to this file")
     parser.add_argument("--list", action="store_true", help="print the mutants and run none")
@@ -255,7 +260,7 @@ def main():
         sys.exit(f"mutants.py: {options.build} is not configured; run cmake --preset dev first")
     if not every or not shutil.which("bwrap"):
         sys.exit("mutants.py: bubblewrap is missing" if every else "mutants.py: no such place in src/")
-    build = Build(folder)
+    build = Build(folder, () if options.own else SHARED)
     every = [mutant for mutant in every if mutant.source in build.compile]
     prepare(build, every, options.jobs)
     kept = folder / "mutants.tsv"

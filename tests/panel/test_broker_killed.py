@@ -3,6 +3,8 @@
 import queue
 import time
 
+import pytest
+
 from box import wait_until
 from panel_process import SYSLOG_TOPIC, connections
 
@@ -42,6 +44,7 @@ def wait_for_silence(receivers, seen):
         time.sleep(0.02)
 
 
+@pytest.mark.long
 def test_nothing_acknowledged_is_lost(box, start):
     processes = {name: start(box, name) for name in EVERYBODY}
     assert [process.ask("init") for process in processes.values()] == [0] * len(EVERYBODY)

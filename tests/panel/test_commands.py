@@ -48,6 +48,7 @@ def test_without_the_marker_time_runs_out(box, body):
     assert time.monotonic() - started >= 1
 
 
+@pytest.mark.long
 @pytest.mark.skipif(bool(emulator()), reason="an emulated reader never waits for a flood, and waiting is what counts")
 def test_flood_is_bound_by_the_time(box):
     run(box, "exec", "--timeout", 1, "--until", "never", "--", "yes", status=124)

@@ -119,6 +119,7 @@ def test_signal_handler_ends_the_wait(box):
     assert lines(answer, 70000) == [f"recvfrom failed [{os.strerror(4)}]"]
 
 
+@pytest.mark.long
 def test_silence_lasts_twenty_seconds(box):
     """In real time, all at once: the receive time-out of a socket follows no other clock."""
     with dns_servers(box, a1="silent", a2="honest", a3="slow:19") as servers:

@@ -100,6 +100,7 @@ def test_truncated_answer_is_not_waited_for(box):
         assert [query["tcp"] for query in servers.queries()] == [False] * 3
 
 
+@pytest.mark.long
 def test_lying_identifier_is_not_believed(slow_answers):
     assert lines(slow_answers["lying"], 50000)[0] == first(1)
 
@@ -115,6 +116,7 @@ def test_unknown_name(box):
         "DNS server could not find the host, status [Domain name not found]")
 
 
+@pytest.mark.long
 def test_both_silent(slow_answers):
     answer = slow_answers["both-silent"]
     assert (answer["result"], answer["address"]) == (-1, "")
@@ -126,6 +128,7 @@ def test_both_silent(slow_answers):
     assert lines(answer)[-1] == "Could not resolve [both.test] "
 
 
+@pytest.mark.long
 def test_single_silent_server(slow_answers):
     answer = slow_answers["one-silent"]
     assert answer["result"] == -1
@@ -137,6 +140,7 @@ def test_single_silent_server(slow_answers):
     assert len(lines(twice, 60000)) == 2
 
 
+@pytest.mark.long
 def test_second_server_answers_for_a_silent_one(slow_answers):
     answer = slow_answers["second-alive"]
     assert (answer["result"], answer["address"]) == (0, "10.77.0.1")
@@ -146,6 +150,7 @@ def test_second_server_answers_for_a_silent_one(slow_answers):
     assert asked[:2] == [A1, A2]
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("delay", ["0.9", "1.1", "4.8"])
 def test_slow_server_within_the_time_out(slow_answers, delay):
     answer = slow_answers[f"slow-{delay}"]
@@ -153,12 +158,14 @@ def test_slow_server_within_the_time_out(slow_answers, delay):
     assert float(delay) <= answer["seconds"] < float(delay) + 2
 
 
+@pytest.mark.long
 def test_server_slower_than_every_time_out(slow_answers):
     answer = slow_answers["slow-5.3"]
     assert answer["seconds"] > 5.3
     assert answer["seconds"] < 26
 
 
+@pytest.mark.long
 def test_queries_leave_through_the_device(slow_answers):
     loop, cable_ = slow_answers["through-lo"], slow_answers["through-eth0"]
     assert (loop["result"], loop["address"]) == (0, "10.77.0.1")

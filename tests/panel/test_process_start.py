@@ -3,6 +3,8 @@
 import subprocess
 import time
 
+import pytest
+
 from box import ROOT, PanelBox, wait_until
 from panel_process import SYSLOG_TOPIC, connections
 
@@ -104,6 +106,7 @@ def test_broker_dies_and_returns(box, start):
                 process.message()
 
 
+@pytest.mark.long
 def test_two_processes_of_one_name(box, start):
     """The broker gives the name to whoever comes last; the two must not push each other out without end."""
     first, second = start(box), start(box)

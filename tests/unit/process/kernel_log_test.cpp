@@ -17,6 +17,7 @@ struct Kernel {
     long size = 0;
     int error = 0; // of reading and clearing
     int sizeError = 0;
+    long excess = 0; // what reading reports beyond the bytes it wrote
 };
 Kernel kernel;
 
@@ -67,7 +68,7 @@ extern "C" long __wrap_syscall(long number, ...) {
         const auto count = std::min(static_cast<std::size_t>(length), kernel.log.size());
         // The kernel hands out the newest messages.
         memcpy(buffer, kernel.log.data() + kernel.log.size() - count, count);
-        return static_cast<long>(count);
+        return static_cast<long>(count) + kernel.excess;
     }
     default:
         ADD_FAILURE() << "action " << action;
@@ -199,6 +200,15 @@ TEST_F(KernelLog, everyBufferSizeKeepsItsBounds) {
             size == 1 ? "SYSLOG_ACTION_READ_ALL: O bytes read"
                       : "Found in kernel ring buffer: [" + std::string(size == 2 ? "Z" : "ZZ") + "]";
         EXPECT_EQ(platform().log.back().text, expected) << size;
+    }
+}
+
+TEST_F(KernelLog, aLengthBeyondTheBufferStaysInsideIt) {
+    for (const long excess : {1L, 2L, 1000L}) {
+        kernel.log = std::string(60, '.') + "end";
+        kernel.excess = excess;
+        EXPECT_EQ(locate(64, "end"), 1) << excess; // which looks at the byte behind the buffer, too
+        EXPECT_STREQ(buffer_.data(), kernel.log.c_str()) << excess;
     }
 }
 
