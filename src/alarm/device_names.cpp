@@ -95,7 +95,12 @@ int codeOf(const char *name) noexcept {
     std::size_t end = kByName.size();
     while (first < end) {
         const std::size_t middle = (first + end) / 2;
-        const int order = std::strcmp(name, kNames.name(kByName[middle]));
+        const char *held = kNames.name(kByName[middle]);
+        // Most names differ at once, which is cheaper to see here.
+        int order = static_cast<unsigned char>(*name) - static_cast<unsigned char>(*held);
+        if (order == 0) {
+            order = std::strcmp(name, held);
+        }
         if (order == 0) {
             return kByName[middle];
         }

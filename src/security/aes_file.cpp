@@ -3,6 +3,7 @@
 #include <utils_ozu/crypto.h>
 
 #include <base/log.h>
+#include <base/uninitialized.h>
 #include <base/unique_file.h>
 #include <security/cipher.h>
 #include <security/secret.h>
@@ -23,22 +24,23 @@ void store(std::FILE *output, const unsigned char *bytes, int count) noexcept {
 
 // Passes the whole input through an initialised cipher.
 unsigned stream(EVP_CIPHER_CTX *context, std::FILE *input, std::FILE *output) noexcept {
-    ozu::SecretArray<unsigned char, kPieceSize + kBlockSize> piece;
-    ozu::SecretArray<unsigned char, kPieceSize + 3 * kBlockSize> produced;
+    OZU_UNINITIALIZED ozu::SecretBuffer<kPieceSize + kBlockSize> piece;
+    OZU_UNINITIALIZED ozu::SecretBuffer<kPieceSize + 3 * kBlockSize> produced;
     int count = 0;
     // Decryption holds one block back. Reading that much more at first makes all writes whole pages.
     std::size_t wanted = kPieceSize + (EVP_CIPHER_CTX_encrypting(context) != 0 ? 0 : kBlockSize);
     for (;; wanted = kPieceSize) {
-        const std::size_t got = std::fread(piece.data(), 1, wanted, input);
+        const std::size_t got = piece.read(input, wanted);
         if (got == 0) {
             break;
         }
-        if (EVP_CipherUpdate(context, produced.data(), &count, piece.data(), static_cast<int>(got)) != 1) {
+        if (EVP_CipherUpdate(context, produced.use(got + kBlockSize), &count, piece.data(),
+                             static_cast<int>(got)) != 1) {
             return kCipherFailed;
         }
         store(output, produced.data(), count);
     }
-    if (EVP_CipherFinal_ex(context, produced.data(), &count) != 1) {
+    if (EVP_CipherFinal_ex(context, produced.use(kBlockSize), &count) != 1) {
         return kCipherFailed;
     }
     store(output, produced.data(), count);

@@ -3,8 +3,10 @@
 
 #include <openssl/crypto.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 namespace ozu {
 
@@ -26,6 +28,33 @@ class SecretArray {
 
   private:
     Element elements_[Count]; // NOLINT(cppcoreguidelines-pro-type-member-init)
+};
+
+// A large buffer of which a call may use the beginning only: no more than that is touched and wiped.
+template <std::size_t Size>
+class SecretBuffer {
+  public:
+    SecretBuffer() noexcept {} // NOLINT(modernize-use-equals-default): clearing all of it costs time
+    ~SecretBuffer() { OPENSSL_cleanse(bytes_, used_); }
+    SecretBuffer(const SecretBuffer &) = delete;
+    SecretBuffer &operator=(const SecretBuffer &) = delete;
+
+    // So many bytes are about to be written.
+    [[nodiscard]] unsigned char *use(std::size_t count) noexcept {
+        used_ = std::max(used_, count);
+        return bytes_;
+    }
+    // Reads up to so many bytes of a file; the result is how many came.
+    [[nodiscard]] std::size_t read(std::FILE *file, std::size_t wanted) noexcept {
+        const std::size_t got = std::fread(bytes_, 1, wanted, file);
+        used_ = std::max(used_, got);
+        return got;
+    }
+    [[nodiscard]] const unsigned char *data() const noexcept { return bytes_; }
+
+  private:
+    std::size_t used_ = 0;
+    unsigned char bytes_[Size]; // NOLINT(cppcoreguidelines-pro-type-member-init)
 };
 
 // Joins the two shares of a constant of the build. The volatile read keeps the compiler from doing it first.

@@ -2,6 +2,7 @@
 
 #include <utils_ozu/crypto.h>
 
+#include <base/uninitialized.h>
 #include <base/unique_file.h>
 #include <security/cipher.h>
 #include <security/secret.h>
@@ -26,7 +27,7 @@ constexpr std::size_t kPageSize = 4096;
 constexpr int kDecipher = 0; // the direction, as the cipher takes it
 constexpr char kMark[] = {'O', 'Z', 'U'};
 
-using Piece = ozu::SecretArray<unsigned char, kPieceSize>;
+using Piece = ozu::SecretBuffer<kPieceSize>;
 
 const EVP_CIPHER *cipherFor(std::size_t keyLen) noexcept {
     switch (keyLen) {
@@ -56,14 +57,14 @@ class Region {
   public:
     Region(EVP_CIPHER_CTX *context, std::FILE *file, std::size_t chunkSize, long offset) noexcept
         : context_(context), file_(file), chunkSize_(chunkSize),
-          blocksSize_((chunkSize + kBlockSize - 1) & ~(kBlockSize - 1)),
+          blocksSize_((chunkSize + kBlockSize - 1) / kBlockSize * kBlockSize),
           position_(static_cast<unsigned long>(offset)) {}
 
     unsigned decrypt() noexcept {
-        const std::size_t wanted = chunkSize_ == blocksSize_ ? kPieceSize : kPieceSize / 32 * 24;
+        const std::size_t wanted = kPieceSize / blocksSize_ * chunkSize_;
         for (bool first = true;; first = false) {
-            const std::size_t got = std::fread(stored_.data(), 1, wanted, file_);
-            const std::size_t whole = chunksIn(got) * chunkSize_;
+            const std::size_t got = stored_.read(file_, wanted);
+            const std::size_t whole = got / chunkSize_ * chunkSize_;
             if (whole == 0) {
                 return kDone;
             }
@@ -84,39 +85,26 @@ class Region {
     }
 
   private:
-    // The whole chunks in so many bytes of a piece. A chunk has two, three or four times 8 bytes; the panel's
-    // processor has no instruction for a division.
-    [[nodiscard]] std::size_t chunksIn(std::size_t bytes) const noexcept {
-        const std::size_t units = bytes / 8;
-        switch (chunkSize_) {
-        case 16:
-            return units / 2;
-        case 32:
-            return units / 4;
-        default: // a third: exact for so small a number
-            return units * 43691 >> 17U;
-        }
-    }
-
     // Deciphers the first count bytes of the stored piece, whole chunks, into the plain one.
     bool decipher(std::size_t count) noexcept {
         int produced = 0;
         if (chunkSize_ == blocksSize_) {
-            return EVP_CipherUpdate(context_, plain_.data(), &produced, stored_.data(),
+            return EVP_CipherUpdate(context_, plain_.use(count), &produced, stored_.data(),
                                     static_cast<int>(count)) == 1;
         }
-        const std::size_t chunks = chunksIn(count);
+        const std::size_t chunks = count / chunkSize_;
+        unsigned char *plain = plain_.use(chunks * blocksSize_);
         for (std::size_t i = 0; i < chunks; ++i) {
-            unsigned char *blocks = plain_.data() + i * blocksSize_;
+            unsigned char *blocks = plain + i * blocksSize_;
             std::memcpy(blocks, stored_.data() + i * chunkSize_, chunkSize_);
             std::memset(blocks + chunkSize_, 0, blocksSize_ - chunkSize_);
         }
-        if (EVP_CipherUpdate(context_, plain_.data(), &produced, plain_.data(),
-                             static_cast<int>(chunks * blocksSize_)) != 1) {
+        if (EVP_CipherUpdate(context_, plain, &produced, plain, static_cast<int>(chunks * blocksSize_)) !=
+            1) {
             return false;
         }
         for (std::size_t i = 1; i < chunks; ++i) {
-            std::memmove(plain_.data() + i * chunkSize_, plain_.data() + i * blocksSize_, chunkSize_);
+            std::memmove(plain + i * chunkSize_, plain + i * blocksSize_, chunkSize_);
         }
         return true;
     }
@@ -141,16 +129,16 @@ class Region {
     // How many of the next count bytes may go in one write.
     [[nodiscard]] std::size_t runWithoutSplitChunk(std::size_t count) const noexcept {
         // Two of the chunk sizes are the block's own, powers of two that a page is a multiple of.
-        if (chunkSize_ == blocksSize_ && (position_ & (chunkSize_ - 1)) == 0) {
+        if (chunkSize_ == blocksSize_ && position_ % chunkSize_ == 0) {
             return count;
         }
         const std::size_t toPageEnd = kPageSize - position_ % kPageSize;
-        return std::min(count, std::max(chunksIn(toPageEnd) * chunkSize_, chunkSize_));
+        return std::min(count, std::max(toPageEnd / chunkSize_ * chunkSize_, chunkSize_));
     }
 
     // After a write that ended inside a chunk: puts the stored bytes of that chunk back.
     void restoreSplitChunk(std::size_t written) noexcept {
-        const std::size_t split = written - chunksIn(written) * chunkSize_;
+        const std::size_t split = written % chunkSize_;
         if (split != 0 && std::fseek(file_, -static_cast<long>(split), SEEK_CUR) == 0) {
             static_cast<void>(std::fwrite(stored_.data() + (written - split), 1, split, file_));
         }
@@ -188,5 +176,6 @@ unsigned decryptVideoFile(const char *path, const unsigned char *key, unsigned k
     if (std::fseek(file.get(), offset, SEEK_SET) != 0) {
         return kFailed;
     }
-    return Region(context.get(), file.get(), keyLen, offset).decrypt();
+    OZU_UNINITIALIZED Region region(context.get(), file.get(), keyLen, offset);
+    return region.decrypt();
 }

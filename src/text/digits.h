@@ -50,9 +50,29 @@ constexpr int digitValue(char c) noexcept {
     return kDigitValues[static_cast<unsigned char>(c)];
 }
 
-constexpr bool isHexDigit(char c) noexcept {
-    // -1 becomes the largest number.
-    return static_cast<unsigned int>(digitValue(c)) < kHexDigits.size();
+// A character that is no hexadecimal digit, wherever it stands in a pair: more than two digits make.
+inline constexpr unsigned int kNoHexDigit = 0x100;
+
+constexpr std::array<std::uint16_t, 256> hexValues(unsigned int shift) noexcept {
+    std::array<std::uint16_t, 256> values{};
+    for (std::size_t c = 0; c < values.size(); ++c) {
+        const auto digit = static_cast<unsigned int>(kDigitValues[c]); // -1 becomes the largest number
+        values[c] = static_cast<std::uint16_t>(digit < kHexDigits.size() ? digit << shift : kNoHexDigit);
+    }
+    return values;
+}
+
+inline constexpr auto kHexHighValues = hexValues(4);
+inline constexpr auto kHexLowValues = hexValues(0);
+
+// 0 to 15, or kNoHexDigit.
+constexpr unsigned int hexValue(char c) noexcept {
+    return kHexLowValues[static_cast<unsigned char>(c)];
+}
+
+// The byte of two digits, or at least kNoHexDigit.
+constexpr unsigned int hexPairValue(const char *pair) noexcept {
+    return kHexHighValues[static_cast<unsigned char>(pair[0])] | hexValue(pair[1]);
 }
 
 } // namespace ozu::text

@@ -4,13 +4,17 @@
 
 #include <utils_ozu/text.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
 using ozu::text::digitValue;
-using ozu::text::isHexDigit;
+using ozu::text::hexPairValue;
+using ozu::text::hexValue;
+using ozu::text::kNoHexDigit;
 
 constexpr auto kHexPairs = ozu::text::digitPairs<256, 16>();
 
@@ -18,21 +22,35 @@ void putHexPair(char *dst, std::uint8_t byte) noexcept {
     ozu::text::putPair(dst, kHexPairs, byte);
 }
 
-// One byte from the text's first two characters; scanf's view of them decides where they are not two digits.
-void readHexPair(const char *pair, unsigned char &byte) noexcept {
-    if (isHexDigit(pair[0]) && isHexDigit(pair[1])) {
-        byte = static_cast<unsigned char>(digitValue(pair[0]) * 16 + digitValue(pair[1]));
-        return;
+void putHexPairs(char *dst, const unsigned char *data, std::size_t count) noexcept {
+    for (std::size_t i = 0; i < count; ++i) {
+        putHexPair(dst + 2 * i, data[i]);
     }
+}
+
+// scanf's view of a pair that is not two digits.
+[[gnu::cold, gnu::noinline]] void scanHexPair(const char *pair, unsigned char &byte) noexcept {
     static_cast<void>(sscanf(pair, "%02hhx", &byte));
+}
+
+// Reads pairs to out[0], out[Step], ...
+template <std::ptrdiff_t Step>
+void readHexPairs(const char *hex, std::size_t count, unsigned char *out) noexcept {
+#pragma GCC unroll 4
+    for (std::size_t i = 0; i < count; ++i, hex += 2, out += Step) {
+        const unsigned int value = hexPairValue(hex);
+        if (value < kNoHexDigit) {
+            *out = static_cast<unsigned char>(value);
+        } else {
+            scanHexPair(hex, *out);
+        }
+    }
 }
 
 } // namespace
 
 void ozuutils_String2Ascii(char *dst, const unsigned char *src, unsigned short n) noexcept {
-    for (std::size_t i = 0; i < n; ++i) {
-        putHexPair(dst + 2 * i, src[i]);
-    }
+    putHexPairs(dst, src, n);
 }
 
 void ozuutils_Ascii2String(unsigned char *dst, const char *src, unsigned short n) noexcept {
@@ -55,8 +73,8 @@ unsigned short ozuutils_num2hexstr(std::uint64_t num, char *dst, int width) noex
 unsigned int ozuutils_hexstr2numRetLen(const char *s, unsigned int maxLen, unsigned char *outLen) noexcept {
     std::uint32_t value = 0;
     unsigned int count = 0;
-    for (; count < maxLen && isHexDigit(s[count]); ++count) {
-        value = value << 4 | static_cast<std::uint32_t>(digitValue(s[count]));
+    for (; count < maxLen && hexValue(s[count]) < kNoHexDigit; ++count) {
+        value = value << 4U | hexValue(s[count]);
     }
     if (outLen != nullptr) {
         *outLen = static_cast<unsigned char>(count);
@@ -69,17 +87,22 @@ char *ozuutils_data2hexstr(const unsigned char *data, unsigned int len, char *ds
     if (dst == nullptr) {
         return nullptr;
     }
-    const unsigned int sepLength = sep == nullptr ? 0 : static_cast<unsigned int>(strlen(sep));
-    const unsigned int step = sepLength + 2;
-    unsigned int room = dstSize - 1;
+    const std::size_t sepLength = sep == nullptr ? 0 : strlen(sep);
+    const std::size_t step = sepLength + 2;
+    const std::size_t count = std::min<std::size_t>((dstSize - 1) / step, len);
+    if (sepLength == 0) {
+        putHexPairs(dst, data, count);
+        dst[2 * count] = '\0';
+        return dst;
+    }
     char *end = dst;
-    for (unsigned int i = 0; i < len && room >= step; ++i, room -= step) {
-        if (i > 0 && sepLength > 0) {
-            memcpy(end, sep, sepLength);
-            end += sepLength;
+    for (std::size_t i = 0; i < count; ++i, end += 2) {
+        if (i > 0 && sepLength == 1) {
+            *end++ = *sep;
+        } else if (i > 0) {
+            end = static_cast<char *>(mempcpy(end, sep, sepLength));
         }
         putHexPair(end, data[i]);
-        end += 2;
     }
     *end = '\0';
     return dst;
@@ -95,8 +118,10 @@ int ozuutils_hexStringToBinary(const char *hex, unsigned char *out, unsigned int
     if (count > outSize) {
         return -2;
     }
-    for (std::size_t i = 0; i < count; ++i) {
-        readHexPair(hex + 2 * i, out[reverse != 0 ? count - 1 - i : i]);
+    if (reverse == 0) {
+        readHexPairs<1>(hex, count, out);
+    } else {
+        readHexPairs<-1>(hex, count, out + count - 1);
     }
     return static_cast<int>(count);
 }

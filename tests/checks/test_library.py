@@ -103,5 +103,6 @@ def test_conversions_use_neither_heap_nor_log():
 
 def test_conversions_share_one_table_each(library):  # noqa: F811
     symbols = [line.split() for line in tree.run("readelf", "-sW", library).splitlines()]
-    for table, size in (("kHexPairs", 2 * 256), ("kDecimalPairs", 2 * 100), ("kDigitValues", 256)):
+    for table, size in (("kHexPairs", 2 * 256), ("kDecimalPairs", 2 * 100), ("kDigitValues", 256),
+                        ("kHexHighValues", 2 * 256), ("kHexLowValues", 2 * 256)):
         assert [int(fields[2]) for fields in symbols if len(fields) == 8 and table in fields[7]] == [size], table
