@@ -4,6 +4,7 @@
 
 #include <base/log.h>
 #include <base/panel_state.h>
+#include <base/unique_file.h>
 
 #include <utils_ozu/text.h>
 
@@ -13,17 +14,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <memory>
 
 namespace {
 
 constexpr int kFailed = 2;
 constexpr const char *kVersionFile = "/var/run/version";
 constexpr char kMarker[] = "A0F.";
-
-struct Close {
-    void operator()(FILE *file) const noexcept { static_cast<void>(fclose(file)); }
-};
 
 // The first line of a file, which the caller frees; null when there is none.
 char *firstLine(FILE *file) noexcept {
@@ -61,8 +57,8 @@ int ozuutils_readTelitFwFile(char *out, std::size_t outSize) noexcept {
     if (access(kVersionFile, R_OK) != 0) {
         return kFailed;
     }
-    const std::unique_ptr<FILE, Close> file(fopen(kVersionFile, "re"));
-    if (file == nullptr) {
+    const ozu::UniqueFile file(fopen(kVersionFile, "re"));
+    if (!file.valid()) {
         return kFailed;
     }
     char *line = firstLine(file.get());
@@ -70,9 +66,9 @@ int ozuutils_readTelitFwFile(char *out, std::size_t outSize) noexcept {
         return kFailed;
     }
     // A size that the copy cannot take is larger than any line.
-    constexpr std::size_t kLargest = std::numeric_limits<unsigned int>::max();
+    constexpr std::size_t kMaxSize = std::numeric_limits<unsigned int>::max();
     static_cast<void>(
-        ozuutils_strlcpy(out, line, static_cast<unsigned int>(outSize < kLargest ? outSize : kLargest)));
+        ozuutils_strlcpy(out, line, static_cast<unsigned int>(outSize < kMaxSize ? outSize : kMaxSize)));
     std::free(line);
     return 0;
 }

@@ -6,21 +6,17 @@
 
 #include <base/log.h>
 #include <base/panel_state.h>
+#include <base/unique_file.h>
 
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
 namespace {
 
 constexpr const char *kDnsFile = "/data/permanent-dns.conf";
 // The shortest address, as 1.1.1.1, has one character more.
 constexpr std::size_t kTooShort = 6;
-
-struct CloseFile {
-    void operator()(FILE *file) const noexcept { static_cast<void>(fclose(file)); }
-};
 
 // Another process may change the text at any time: what is checked and written is one copy of it, which ends
 // within its field.
@@ -42,12 +38,11 @@ int write_permanent_dns(void) noexcept {
     if (state == nullptr) {
         return OZU_RESULT_MISSING;
     }
-    const std::unique_ptr<FILE, CloseFile> file(fopen(kDnsFile, "we"));
-    if (file == nullptr) {
+    ozu::UniqueFile file(fopen(kDnsFile, "we"));
+    if (!file.valid()) {
         return 0;
     }
-    // A full disk shows with the line that does not fit.
-    static_cast<void>(setvbuf(file.get(), nullptr, _IONBF, 0));
+    file.unbuffered(); // a full disk shows with the line that does not fit
     for (std::size_t pair = OZUDB_DNS_SERVER_PAIRS; pair-- > 0;) {
         const PanelDnsServerPair &servers = state->dnsServerPairs[pair];
         if (!writeServer(file.get(), servers.primary) || !writeServer(file.get(), servers.secondary)) {

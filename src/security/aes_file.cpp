@@ -57,12 +57,12 @@ unsigned ozuutils_crypt_aes128ecb(const char *inPath, const char *outPath, const
         OZU_LOG_TEXT(OZULOG_ERROR, "Error allocating OpenSSL cipher context");
         return kCipherFailed;
     }
-    ozu::UniqueFile input(std::fopen(inPath, "r"));
+    ozu::UniqueFile input(std::fopen(inPath, "re"));
     if (!input.valid()) {
         OZU_LOG(OZULOG_ERROR, "Error opening input file: %s", inPath);
         return kNotOpened;
     }
-    ozu::UniqueFile output(std::fopen(outPath, "w"));
+    ozu::UniqueFile output(std::fopen(outPath, "we"));
     if (!output.valid()) {
         OZU_LOG(OZULOG_ERROR, "Error opening output file: %s", outPath);
         return kNotOpened;

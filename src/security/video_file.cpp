@@ -168,7 +168,7 @@ unsigned decryptVideoFile(const char *path, const unsigned char *key, unsigned k
     if (!context.valid() || !initialise(context.get(), cipher, key)) {
         return kFailed;
     }
-    ozu::UniqueFile file(std::fopen(path, "r+"));
+    ozu::UniqueFile file(std::fopen(path, "r+e"));
     if (!file.valid()) {
         return kNotOpened;
     }

@@ -187,7 +187,7 @@ TEST_F(CryptFile, flagIsHandedToOpenssl) {
 TEST_F(CryptFile, inputIsOpenedBeforeTheOutput) {
     writeFile(in, "text");
     EXPECT_EQ(run(in, out, 1), 0u);
-    EXPECT_THAT(streams, ElementsAre(in + " r", out + " w"));
+    EXPECT_THAT(streams, ElementsAre(in + " re", out + " we"));
 }
 
 TEST_F(CryptFile, contextGoesBeforeTheFilesClose) {

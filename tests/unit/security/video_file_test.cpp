@@ -140,7 +140,7 @@ extern "C" {
 
 FILE *__real_fopen(const char *, const char *);
 FILE *__wrap_fopen(const char *path, const char *mode) {
-    EXPECT_STREQ(mode, "r+");
+    EXPECT_STREQ(mode, "r+e");
     return __real_fopen(path, mode);
 }
 
