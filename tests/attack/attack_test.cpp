@@ -1,0 +1,518 @@
+// What the platform was built to survive, again and again. Each case says how often it tried and how often it
+// failed, in a line that begins with "attack:".
+//
+// OZU_ATTACK=long makes as many trials as the table of the reliability page has, otherwise there are but a
+// few.
+
+#include "panel_folder.h"
+
+#include "broker.h"
+#include "failing_calls.h"
+
+#include <mqttc.h>
+#include <ozudb.h>
+#include <ozulog.h>
+#include <sqlite3.h>
+#include <system_event_log.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <set>
+
+using namespace ozu::platform;
+using namespace ozu::test;
+
+namespace {
+
+bool isLong() {
+    const char *form = std::getenv("OZU_ATTACK");
+    return form != nullptr && std::strcmp(form, "long") == 0;
+}
+
+int times(int few, int many) {
+    return isLong() ? many : few;
+}
+
+class Attack : public PanelFolder {
+  protected:
+    void TearDown() override {
+        static_cast<void>(fflush(stdout));
+        printf("attack: %s: %ld trials, %ld failures%s\n",
+               testing::UnitTest::GetInstance()->current_test_info()->name(), trials, failures,
+               beside.c_str());
+        EXPECT_EQ(failures, 0);
+        EXPECT_TRUE(trials > 0 || IsSkipped());
+        PanelFolder::TearDown();
+    }
+    void trial(bool good, const std::string &what) {
+        ++trials;
+        if (!good) {
+            ++failures;
+            printf("failed: %s\n", what.c_str());
+        }
+    }
+
+    // A process's life with the platform; 0 when everything worked, 1 when something gave a code.
+    static int use() {
+        std::array<char, 9> severity{};
+        int wrong = ozudb_getSeverityNameByProcName(severity.data(), 8, "alarmd");
+        wrong |= ozudb_addProc2Log("alarmd", "INFO", getpid());
+        wrong |= ozulog_init("alarmd");
+        PanelSharedState *state = ozudb_getSharedMemory(0);
+        wrong |= state == nullptr ? 1 : 0;
+        ozulog_printf(OZULOG_INFO, "%s", "line");
+        wrong |= ozudb_ModifyBypassExpiry(5, 1, 77) | ozudb_ModifyModemStatistics(1, 2, 3, 4, 5, 6, 7, 8, 0);
+        wrong |= LOG_system_event(1, "event") | limited_log_system_event(1, 1, "limited");
+        wrong |= ozudb_updatePanelRebootReason(3);
+        unsigned char any = 0;
+        wrong |= ozudb_isInFlightData(&any);
+        return wrong == 0 ? 0 : 1;
+    }
+    // The same in a process of its own, which says into a file what goes to standard error.
+    int useElsewhere(std::string &said) {
+        const std::string path = folder() + "/said";
+        remove(path.c_str());
+        const int status = inChild([&] {
+            static_cast<void>(!freopen(path.c_str(), "w", stderr));
+            alarm(60);
+            return use();
+        });
+        said = contentOf(path);
+        return status;
+    }
+    static bool isToldOf(const std::string &said) {
+        return said.find(" 70000 E ") != std::string::npos || said.find(" 80000 C ") != std::string::npos;
+    }
+    static bool databaseIsSound() {
+        sqlite3 *handle = nullptr;
+        std::string answer;
+        sqlite3_open_v2(databaseFile().c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr);
+        sqlite3_exec(
+            handle, "PRAGMA integrity_check",
+            [](void *out, int, char **values, char **) {
+                *static_cast<std::string *>(out) += values[0];
+                return 0;
+            },
+            &answer, nullptr);
+        sqlite3_close(handle);
+        return answer == "ok";
+    }
+
+    long trials = 0;
+    long failures = 0;
+    std::string beside; // what else is to be said of them
+    std::mt19937 random{20261122};
+};
+
+constexpr int kWriters = 4;
+
+// What each writer has begun to store, and what it has been told to be stored.
+struct Acknowledged {
+    std::array<std::atomic<int>, kWriters> begun;
+    std::array<std::atomic<int>, kWriters> bypass;
+    std::array<std::atomic<int>, kWriters> events;
+    std::atomic<long> writes;
+};
+
+class KilledWriters : public Attack {
+  protected:
+    void SetUp() override {
+        Attack::SetUp();
+        SKIP_WITHOUT_ROBUST_LOCKS();
+        acknowledged = new (mmap(nullptr, sizeof(Acknowledged), PROT_READ | PROT_WRITE,
+                                 MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Acknowledged{};
+    }
+    void write(int writer) {
+        const auto at = static_cast<std::size_t>(writer);
+        for (int number = acknowledged->begun.at(at) + 1;; ++number) {
+            acknowledged->begun.at(at) = number;
+            if (ozudb_ModifyBypassExpiry(writer, 1, number) == 0) {
+                acknowledged->bypass.at(at) = number;
+                ++acknowledged->writes;
+            }
+            if (LOG_system_event(writer, std::to_string(number).c_str()) == 0) {
+                acknowledged->events.at(at) = number;
+                ++acknowledged->writes;
+            }
+        }
+    }
+    // Starts the writers and kills them all, at a moment that nobody chose.
+    void killWhileTheyWrite() {
+        std::array<pid_t, kWriters> writers{};
+        for (int writer = 0; writer < kWriters; ++writer) {
+            writers.at(static_cast<std::size_t>(writer)) = startChild([&, writer] {
+                write(writer);
+                return 0;
+            });
+        }
+        usleep(static_cast<useconds_t>(std::uniform_int_distribution(5000, 60000)(random)));
+        for (const pid_t writer : writers) {
+            kill(writer, SIGKILL);
+        }
+        for (const pid_t writer : writers) {
+            waitForChild(writer);
+        }
+    }
+    // Everything that was acknowledged is there, or what was begun later.
+    bool nothingIsLost() {
+        const PanelSharedState *state = ozudb_getSharedMemory(0);
+        if (state == nullptr || ozudb_ModifyBypassExpiry(200, 0, -1) != 0) { // the next writer works
+            return false;
+        }
+        std::map<int, int> newest;
+        std::vector<SystemEvent> events;
+        while (readEvents(lastEvent, 1000, events) == 0 && !events.empty()) {
+            for (const auto &event : events) {
+                newest[event.category] = std::stoi(event.text);
+            }
+            lastEvent = events.back().id;
+        }
+        bool whole = true;
+        for (int writer = 0; writer < kWriters; ++writer) {
+            const auto at = static_cast<std::size_t>(writer);
+            const int told = acknowledged->bypass.at(at);
+            const auto &bypass = state->zones[writer].bypass[0];
+            const auto stored = bypass.bypassed != 0 ? static_cast<int>(bypass.bypassExpiry) : 0;
+            whole = whole && stored >= told && stored <= acknowledged->begun.at(at);
+            const int toldEvent = acknowledged->events.at(at);
+            newestEvent.at(at) = std::max(newestEvent.at(at), newest[writer]);
+            whole =
+                whole && newestEvent.at(at) >= toldEvent && newestEvent.at(at) <= acknowledged->begun.at(at);
+        }
+        return whole;
+    }
+    void sayHowMany() { beside = ", " + std::to_string(acknowledged->writes) + " acknowledged writes"; }
+
+    Acknowledged *acknowledged = nullptr;
+    std::array<int, kWriters> newestEvent{};
+    std::int64_t lastEvent = 0;
+};
+
+} // namespace
+
+TEST_F(KilledWriters, writersKilled) {
+    for (int round = 0; round < times(10, 1000); ++round) {
+        killWhileTheyWrite();
+        trial(nothingIsLost(), "round " + std::to_string(round));
+    }
+    trial(databaseIsSound(), "the database");
+    sayHowMany();
+}
+
+// All processes end at once and shared memory is gone; what the system had taken for the disk gets there.
+TEST_F(KilledWriters, everythingKilledAndBooted) {
+    for (int round = 0; round < times(10, 1000); ++round) {
+        killWhileTheyWrite();
+        boot();
+        trial(nothingIsLost(), "round " + std::to_string(round));
+        closePlatform();
+    }
+    trial(databaseIsSound(), "the database");
+    sayHowMany();
+}
+
+// ---- damaged files
+// ----------------------------------------------------------------------------------------------------
+
+namespace {
+
+class Damage : public Attack {
+  protected:
+    void SetUp() override {
+        Attack::SetUp();
+        ASSERT_EQ(use(), 0);
+        for (int i = 0; i < 40; ++i) {
+            ASSERT_EQ(LOG_system_event(1, std::string(300, 'e').c_str()), 0);
+        }
+        closePlatform();
+        for (const char *name : kNames) {
+            whole[name] = contentOf(folder() + "/" + name);
+        }
+    }
+    void restore() {
+        for (const auto &[name, content] : whole) {
+            const std::string path = folder() + "/" + name;
+            remove(path.c_str());
+            if (!content.empty()) {
+                writeFile(path, content);
+                chmod(path.c_str(), 0600);
+            }
+        }
+        for (const char *suffix : {"-wal", "-shm", "-journal"}) {
+            if (whole.count("ozu.db" + std::string(suffix)) == 0) {
+                remove((databaseFile() + suffix).c_str());
+            }
+        }
+    }
+    // Whoever starts then neither crashes nor waits for ever; either all is well or a line says what is
+    // wrong.
+    void damaged(const std::string &what) {
+        std::string said;
+        const int status = useElsewhere(said);
+        trial(status == 0 || (status == 1 && isToldOf(said)),
+              what + ": " + std::to_string(status) + "\n" + said);
+    }
+    void step(const std::string &what, const std::function<void(const std::string &path)> &doDamage,
+              const std::string &name) {
+        restore();
+        doDamage(folder() + "/" + name);
+        damaged(name + " " + what);
+    }
+
+    static constexpr std::array<const char *, 4> kNames{"identity", "ozu.db", "ozu.db-wal", "log/alarmd.log"};
+    std::map<std::string, std::string> whole;
+};
+
+} // namespace
+
+TEST_F(Damage, filesCutAndOverwritten) {
+    const std::size_t stride = isLong() ? 1 : 9;
+    for (const auto &[name, content] : whole) {
+        for (std::size_t size = 0; size < content.size(); size += 512 * stride) {
+            step(
+                "cut at " + std::to_string(size),
+                [&](const std::string &path) {
+                    ASSERT_EQ(truncate(path.c_str(), static_cast<off_t>(size)), 0);
+                },
+                name);
+        }
+        for (std::size_t page = 0; page * 4096 < content.size(); page += stride) {
+            for (const int filling : {0, 0xFF, 0xA5}) {
+                step(
+                    "page " + std::to_string(page) + " filled with " + std::to_string(filling),
+                    [&](const std::string &path) {
+                        std::string changed = content;
+                        const std::size_t room = std::min<std::size_t>(4096, content.size() - page * 4096);
+                        changed.replace(page * 4096, room, room, static_cast<char>(filling));
+                        writeFile(path, changed);
+                    },
+                    name);
+            }
+        }
+        for (int round = 0; round < times(2, 200) && !content.empty(); ++round) {
+            step(
+                "random bytes, round " + std::to_string(round),
+                [&](const std::string &path) {
+                    std::string changed = content;
+                    for (int i = 0; i < 16; ++i) {
+                        changed[random() % changed.size()] = static_cast<char>(random());
+                    }
+                    writeFile(path, changed);
+                },
+                name);
+        }
+    }
+    restore();
+    std::string said;
+    trial(useElsewhere(said) == 0, "restored: " + said);
+}
+
+TEST_F(Damage, somethingElseInPlaceOfEachPath) {
+    const std::string victim = folder() + "/victim";
+    for (const char *name :
+         {"identity", "ozu.db", "ozu.db-wal", "ozu.db-shm", "ozu.db-journal", "log/alarmd.log"}) {
+        const std::map<std::string, std::function<int(const char *)>> plants{
+            {"nothing", [](const char *) { return 0; }},
+            {"link", [&](const char *path) { return symlink(victim.c_str(), path); }},
+            {"dangling link", [](const char *path) { return symlink("/nowhere/at/all", path); }},
+            {"FIFO", [](const char *path) { return mkfifo(path, 0666); }},
+            {"folder", [](const char *path) { return mkdir(path, 0777); }},
+            {"hard link", [&](const char *path) { return link(victim.c_str(), path); }},
+            {"unreadable file",
+             [](const char *path) { return close(open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0)); }},
+            {"file for all",
+             [](const char *path) {
+                 return close(open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0666)) + chmod(path, 0666);
+             }},
+        };
+        for (const auto &[what, plant] : plants) {
+            writeFile(victim, "precious");
+            step(
+                what,
+                [&, &put = plant](const std::string &path) {
+                    remove(path.c_str());
+                    ASSERT_EQ(put(path.c_str()), 0);
+                },
+                name);
+            trial(contentOf(victim) == "precious",
+                  std::string(name) + " " + what + ": the victim was changed");
+            remove((folder() + "/" + name).c_str());
+        }
+    }
+}
+
+// ---- failing calls
+// ----------------------------------------------------------------------------------------------------
+
+namespace {
+
+class FailingCalls : public Attack {
+  protected:
+    void SetUp() override {
+        Attack::SetUp();
+        if (!callsCanFail()) {
+            GTEST_SKIP() << "the kernel does not let a process supervise another's calls here";
+        }
+    }
+    // Each call fails in each way, alone and with all that follow: no crash, no endless wait, and afterwards
+    // a process finds everything in order.
+    void sweep(const std::function<int()> &body, const std::function<void()> &before) {
+        before();
+        const int calls = runWithFailure({}, body).calls;
+        beside = ", " + std::to_string(calls) + " calls";
+        const int stride = isLong() ? 1 : std::max(1, calls / 6);
+        for (int from = 1; from <= calls; from += stride) {
+            for (const int error : {EIO, ENOSPC, EPERM, ENOMEM, EMFILE, EINTR}) {
+                for (const bool once : {true, false}) {
+                    if (error == EINTR && !once) {
+                        continue; // no machine is interrupted for ever
+                    }
+                    before();
+                    const auto run = runWithFailure({from, error, once}, body);
+                    trial(!run.late && (run.status == 0 || run.status == 1),
+                          "call " + std::to_string(from) + " " + std::strerror(error) +
+                              (once ? " once" : " for ever") + ": status " + std::to_string(run.status) +
+                              (run.late ? ", late" : ""));
+                }
+            }
+            std::string said;
+            trial(useElsewhere(said) == 0, "after call " + std::to_string(from) + ": " + said);
+        }
+    }
+    static int quietly() {
+        static_cast<void>(!freopen("/dev/null", "w", stderr));
+        closePlatform();
+        return use();
+    }
+};
+
+} // namespace
+
+TEST_F(FailingCalls, callsOfAFirstStartFail) {
+    sweep(quietly, [&] {
+        boot();
+        for (const char *name : {"identity", "ozu.db", "ozu.db-wal", "ozu.db-shm", "log/alarmd.log"}) {
+            remove((folder() + "/" + name).c_str());
+        }
+        rmdir(logFolder().c_str());
+    });
+}
+
+TEST_F(FailingCalls, callsOfALaterStartFail) {
+    ASSERT_EQ(use(), 0);
+    closePlatform();
+    sweep(quietly, [] {});
+}
+
+// ---- the broker
+// -------------------------------------------------------------------------------------------------------
+
+TEST_F(Attack, brokerKilled) {
+    if (!Broker::available()) {
+        GTEST_SKIP() << "mosquitto is not installed";
+    }
+    Broker broker(folder(), "persistence true\nautosave_on_changes true\nautosave_interval 1\n"
+                            "max_queued_messages 0\nmax_inflight_messages 0\n");
+    struct Inbox {
+        std::mutex mutex;
+        std::set<std::string> payloads;
+    } inbox;
+    OzuMqttArg arg{[](const OzuMqttMessage *message, void *user) {
+                       auto &box = *static_cast<Inbox *>(user);
+                       const std::lock_guard guard(box.mutex);
+                       box.payloads.emplace(static_cast<const char *>(message->payload),
+                                            message->payloadLength);
+                   },
+                   &inbox};
+    const auto received = [&] {
+        const std::lock_guard guard(inbox.mutex);
+        return inbox.payloads.size();
+    };
+    ASSERT_EQ(mqttc_connect("127.0.0.1", broker.port(), "listener", &arg), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("Attack/#"), 0);
+    std::size_t accepted = 0;
+    const auto publish = [&](int count) {
+        for (int i = 0; i < count; ++i) {
+            const std::string payload = std::to_string(accepted);
+            accepted += ozumqttc_messagePublish("Attack/x", static_cast<unsigned>(payload.size()), "T", 1, 2,
+                                                payload.data()) == 0
+                            ? 1U
+                            : 0U;
+        }
+    };
+    for (int round = 0; round < times(3, 200); ++round) {
+        publish(50);
+        broker.freeze(); // what it has handed out is read before it dies
+        ozu::test::pause(100);
+        publish(20);
+        broker.stop(SIGKILL);
+        publish(20);
+        broker.start();
+        trial(eventually([&] { return received() == accepted; }, 60), "round " + std::to_string(round) +
+                                                                          ": " + std::to_string(received()) +
+                                                                          " of " + std::to_string(accepted));
+    }
+    mqttc_disconnect();
+    beside = ", " + std::to_string(accepted) + " messages";
+}
+
+// ---- time
+// -------------------------------------------------------------------------------------------------------------
+
+TEST_F(Attack, soak) {
+    ASSERT_EQ(use(), 0);
+    const auto descriptors = [] {
+        int open = 0;
+        for (int fd = 0; fd < 1024; ++fd) {
+            open += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
+        }
+        return open;
+    };
+    const auto residentPages = [] {
+        long size = 0;
+        long resident = 0;
+        FILE *file = fopen("/proc/self/statm", "r");
+        static_cast<void>(!fscanf(file, "%ld %ld", &size, &resident));
+        fclose(file);
+        return resident;
+    };
+    ASSERT_EQ(setSeverity("alarmd", "OFF"),
+              0); // lines are formatted and dropped: the disk is not what is tested
+    const auto round = [] {
+        unsigned char any = 0;
+        bool good = ozudb_getSharedMemory(0) != nullptr && ozudb_isInFlightData(&any) == 0;
+        ozulog_printf_extend(OZULOG_INFO, "%s", "src/utils", "f", 1, "x");
+        good = good && ozudb_isTagReader(1) == 0 && ozudb_isRfInput(1) == 0 && ozudb_isRfDetector(1) == 0;
+        return good && ozumqttc_messagePublish("a\x01", 0, "", 0, 0, nullptr) == kInvalidArgument;
+    };
+    for (int i = 0; i < 1000; ++i) {
+        trial(round(), "warm");
+    }
+    const int opened = descriptors();
+    const long resident = residentPages();
+    for (int i = 0; i < times(20000, 1000000); ++i) {
+        trial(round(), "call " + std::to_string(i));
+    }
+    for (int i = 0; i < times(20, 2000); ++i) {
+        trial(ozudb_ModifyBypassExpiry(i & 255, i & 1, i) == 0 && LOG_system_event(1, "x") == 0, "write");
+    }
+    EXPECT_EQ(descriptors(), opened);
+    EXPECT_LE(residentPages(), resident + 512); // two megabytes, the database's cache among them
+    beside = ", " + std::to_string(residentPages() - resident) + " pages more";
+}
