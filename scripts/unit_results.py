@@ -5,7 +5,7 @@ usage: unit_results.py CTEST.xml OUTPUT.xml
 
 CTEST.xml is what `ctest --output-junit` wrote: a line for each program, with all it printed. What GoogleTest prints is
 read, not its own result file: tests that replace fopen() replace it for GoogleTest, too. A case that began and did
-not end is a failed one; so is a program that failed without a failed case, or ran no case at all.
+not end is a failed one; so is a program that failed without a failed case, ran no case at all, or was not run.
 """
 
 import pathlib
@@ -46,6 +46,8 @@ def gtest_cases(output):
 
 def cases_of(case):
     """The cases behind one line of ctest."""
+    if case.get("status") == "notrun":
+        return [result(f"{case.get('name')}.program", "FAILED", 0, "the program was not run: is it built?")]
     output = case.findtext("system-out") or ""
     if "[==========] " not in output:
         return [case]

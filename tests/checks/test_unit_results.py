@@ -64,6 +64,12 @@ def test_program_without_a_case_failed(tmp_path):
     assert take_apart(tmp_path, ("a_test", False, output)) == (1, {"a_test.program": "failure"})
 
 
+def test_program_that_was_not_run_failed(tmp_path):
+    (tmp_path / "ctest.xml").write_text('<testsuite><testcase name="a_test" status="notrun"><skipped/></testcase></testsuite>')
+    run = subprocess.run([SCRIPT, tmp_path / "ctest.xml", tmp_path / "out.xml"], capture_output=True, text=True)
+    assert run.returncode == 1 and "was not run" in (tmp_path / "out.xml").read_text()
+
+
 @pytest.mark.parametrize("failed, outcome", [(True, "failure"), (False, "passed")])
 def test_other_programs_are_one_case_each(tmp_path, failed, outcome):
     assert take_apart(tmp_path, ("c_api", failed, "text")) == (int(failed), {"c_api.c_api": outcome})
