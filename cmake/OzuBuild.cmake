@@ -30,7 +30,9 @@ set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 # Compiled objects are shared between build folders and checkouts: ccache sees paths below the tree as relative.
 find_program(OZU_CCACHE ccache)
 if(OZU_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    set(launcher "${CMAKE_COMMAND}" -E env "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" CCACHE_NOHASHDIR=1 "${OZU_CCACHE}")
+    # What it must not be too strict about for a source with a precompiled header to be found again.
+    set(launcher "${CMAKE_COMMAND}" -E env "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" CCACHE_NOHASHDIR=1
+        CCACHE_SLOPPINESS=pch_defines,time_macros "${OZU_CCACHE}")
     set(CMAKE_C_COMPILER_LAUNCHER ${launcher})
     set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
 endif()
@@ -38,6 +40,15 @@ endif()
 # What runs once per build is built to be built quickly; only what ships is tuned.
 # At -O1 gcc guesses at buffer sizes it cannot see.
 set(OZU_QUICK_BUILD $<$<CONFIG:RelWithDebInfo,MinSizeRel>:-O1;-g1;-Wno-stringop-overflow;-Wno-stringop-overread;-Wno-array-bounds;-Wno-maybe-uninitialized>)
+
+# ozu_precompile(TARGET HEADERS...): large headers that most sources of a target include are read once. The sources
+# include them all the same.
+function(ozu_precompile target)
+    list(TRANSFORM ARGN REPLACE "(.+)" "$<$<COMPILE_LANGUAGE:CXX>:\\1>")
+    target_precompile_headers(${target} PRIVATE ${ARGN})
+    # So that the compiler cache sees which header was used.
+    target_compile_options(${target} PRIVATE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fpch-preprocess>)
+endfunction()
 
 function(_ozu_add_if_supported target flag)
     string(MAKE_C_IDENTIFIER "OZU_HAS${flag}" known)
