@@ -22,7 +22,7 @@ constexpr int kTimeoutMs = 5000;
 constexpr int kShortTimeoutMs = 1000;
 constexpr int kShortAttempt = 1;
 constexpr std::size_t kAddressText = 16;
-constexpr long kLongestWaitSeconds = 20;
+constexpr long kMaxWaitSeconds = 20;
 constexpr long kNanosecondsPerMicrosecond = 1000;
 constexpr short kReadable = POLLIN | POLLRDNORM;
 constexpr short kWritable = POLLOUT | POLLWRNORM;
@@ -110,7 +110,7 @@ int Wait_Ares(ares_channel channel) noexcept {
     PollTable table = {};
     const std::size_t count = collectSockets(channel, table);
 
-    timeval longest = {kLongestWaitSeconds, 0};
+    timeval longest = {kMaxWaitSeconds, 0};
     timeval next = {};
     timeval wait = *ares_timeout(channel, &longest, &next);
     if (wait.tv_sec == 0) {

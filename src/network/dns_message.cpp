@@ -13,7 +13,7 @@ namespace {
 constexpr std::uint8_t kPointer = 0xC0;
 constexpr std::uint8_t kPointerOffsetBits = 0x3F;
 // More than any name needs: it has at most 127 labels.
-constexpr int kMostJumps = 255;
+constexpr int kMaxJumps = 255;
 constexpr std::uint16_t kRecursionDesired = 0x0100;
 constexpr std::uint16_t kClassInternet = 1;
 
@@ -180,7 +180,7 @@ bool decodeName(BoundedReader &reader, NameText &text) noexcept {
     for (std::uint8_t size = cursor.u8(); size != 0; size = cursor.u8()) {
         if (size >= kPointer) {
             std::size_t target = 0;
-            if (!readPointer(cursor, size, target) || ++jumps > kMostJumps) {
+            if (!readPointer(cursor, size, target) || ++jumps > kMaxJumps) {
                 return false;
             }
             if (jumps == 1) {

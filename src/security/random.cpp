@@ -2,6 +2,8 @@
 
 #include <utils_ozu/crypto.h>
 
+#include <utils_ozu/results.h>
+
 #include <base/log.h>
 #include <security/cipher.h>
 
@@ -19,7 +21,7 @@ constexpr std::int64_t kMaxRandom = 2147483647; // what rand() gives at most
 unsigned ozuutils_rand_bytes(unsigned char *buf, int count) noexcept {
     if (count < 0) {
         OZU_LOG(OZULOG_ERROR, "Invalid number of random bytes requested: %d", count);
-        return 4;
+        return OZU_RESULT_INVALID;
     }
     const ozu::ErrorQueueGuard errors;
     const int result = RAND_bytes(buf, count);

@@ -2,6 +2,8 @@
 
 #include <utils_ozu/crypto.h>
 
+#include <utils_ozu/results.h>
+
 #include <base/uninitialized.h>
 #include <base/unique_file.h>
 #include <security/cipher.h>
@@ -17,9 +19,6 @@ namespace {
 
 constexpr unsigned kDone = 0;
 constexpr unsigned kFailed = 1;
-constexpr unsigned kNullArgument = 2;
-constexpr unsigned kBadKeyLength = 4;
-constexpr unsigned kNotOpened = 70;
 
 constexpr std::size_t kBlockSize = 16;
 constexpr std::size_t kPieceSize = 32768;
@@ -157,11 +156,11 @@ class Region {
 
 unsigned decryptVideoFile(const char *path, const unsigned char *key, unsigned keyLen, long offset) noexcept {
     if (key == nullptr || path == nullptr) {
-        return kNullArgument;
+        return OZU_RESULT_MISSING;
     }
     const EVP_CIPHER *cipher = cipherFor(keyLen);
     if (cipher == nullptr) {
-        return kBadKeyLength;
+        return OZU_RESULT_INVALID;
     }
     const ozu::ErrorQueueGuard errors;
     const ozu::CipherContext context;
@@ -170,7 +169,7 @@ unsigned decryptVideoFile(const char *path, const unsigned char *key, unsigned k
     }
     ozu::UniqueFile file(std::fopen(path, "r+e"));
     if (!file.valid()) {
-        return kNotOpened;
+        return OZU_RESULT_NO_FILE;
     }
     file.unbuffered();
     if (std::fseek(file.get(), offset, SEEK_SET) != 0) {

@@ -2,26 +2,21 @@
 
 #include <utils_ozu/text.h>
 
+#include <utils_ozu/results.h>
+
 #include <cstring>
-
-namespace {
-
-constexpr unsigned int kEdited = 0;
-constexpr unsigned int kInvalidArgument = 4;
-
-} // namespace
 
 unsigned int ozuutils_replaceSubstrInStr(char *str, const char *find, const char *replacement,
                                          unsigned int /*bufSize*/) noexcept {
     if (str == nullptr || find == nullptr || *find == '\0') {
-        return kInvalidArgument;
+        return OZU_RESULT_INVALID;
     }
     if (replacement == nullptr) {
         replacement = "";
     }
     const char *found = strstr(str, find);
     if (found == nullptr) {
-        return kEdited;
+        return OZU_RESULT_OK;
     }
     const char *tail = found + strlen(find);
     const auto prefixLength = static_cast<std::size_t>(found - str);
@@ -34,7 +29,7 @@ unsigned int ozuutils_replaceSubstrInStr(char *str, const char *find, const char
     memcpy(scratch + prefixLength, replacement, replacementLength);
     memcpy(scratch + prefixLength + replacementLength, tail, tailSize);
     memcpy(str, scratch, resultSize);
-    return kEdited;
+    return OZU_RESULT_OK;
 }
 
 void replace_char_from_string(int from, int to, char *s) noexcept {
