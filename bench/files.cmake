@@ -7,4 +7,5 @@ target_include_directories(files_bench PRIVATE
     $<TARGET_PROPERTY:utils_ozu_objects,INTERFACE_INCLUDE_DIRECTORIES>
     "${PROJECT_SOURCE_DIR}/tests/support")
 target_compile_definitions(files_bench PRIVATE OPENSSL_SUPPRESS_DEPRECATED)
-target_link_libraries(files_bench PRIVATE ozu_flags OpenSSL::Crypto JPEG::JPEG PkgConfig::CARES)
+target_link_libraries(files_bench PRIVATE ozu_flags ozu_fake_platform_static OpenSSL::Crypto
+    JPEG::JPEG PkgConfig::CARES)

@@ -11,7 +11,9 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
+#include <string_view>
 #include <type_traits>
+#include <unordered_map>
 
 namespace names_bench {
 
@@ -29,6 +31,22 @@ inline int scanDeviceType(const char *name) {
         }
     }
     return 255;
+}
+
+// A map of all names, the product asked for the one that depends on it.
+inline int mapDeviceType(const char *name) {
+    static const std::unordered_map<std::string_view, int> codes = [] {
+        std::unordered_map<std::string_view, int> all = {{"WQFW", 59}};
+        for (int code = 0; code <= 254; ++code) {
+            all.emplace(getDeviceTypeName(code), code);
+        }
+        return all;
+    }();
+    const auto found = codes.find(name);
+    if (found == codes.end()) {
+        return 255;
+    }
+    return found->second != 59 || std::strcmp(getDeviceTypeName(59), name) == 0 ? found->second : 255;
 }
 
 // Codes in no order that a branch predictor could learn by heart. As on the air, most have names: three of
@@ -163,6 +181,7 @@ inline const Case kCases[] = {
     {"tarn_plus_pair", "gperf", [] { return over<kTarnPlusSubOpcode>(gperfTarnPlusSubOpcodeName); }},
     {"device_type_code", "loop", [] { return overNames(noCode); }},
     {"device_type_code", "ours", [] { return overNames(getDeviceTypeEnum); }},
+    {"device_type_code", "unordered_map", [] { return overNames(mapDeviceType); }},
     {"device_type_code", "gperf", [] { return overNames(gperfDeviceTypeCode); }},
     {"device_type_code", "scan", [] { return overNames(scanDeviceType); }},
 };
