@@ -29,12 +29,22 @@ constexpr int kNoFilter = 97;
 // lock of a file that cannot be had (fcntl) is a busy database, which each operation waits 5 s for: it has a
 // test of its own.
 constexpr long kCalls[] = {
-    SYS_openat,    SYS_read,       SYS_write,     SYS_pread64, SYS_pwrite64,  SYS_newfstatat, SYS_fstat,
-    SYS_statx,     SYS_ftruncate,  SYS_fallocate, SYS_fsync,   SYS_fdatasync, SYS_flock,      SYS_fchmod,
-    SYS_fchown,    SYS_getdents64, SYS_socket,    SYS_connect, SYS_sendto,    SYS_recvfrom,   SYS_setsockopt,
-    SYS_getrandom, SYS_mmap,       SYS_eventfd2,  SYS_clone3,
+    SYS_openat,     SYS_read,      SYS_write,   SYS_pread64,   SYS_pwrite64, SYS_fstat,      SYS_statx,
+    SYS_ftruncate,  SYS_fallocate, SYS_fsync,   SYS_fdatasync, SYS_flock,    SYS_fchmod,     SYS_fchown,
+    SYS_getdents64, SYS_socket,    SYS_connect, SYS_sendto,    SYS_recvfrom, SYS_setsockopt, SYS_getrandom,
+    SYS_eventfd2,   SYS_clone3,
+#ifdef SYS_mmap
+    SYS_mmap,
+#else
+    SYS_mmap2,
+#endif
+#ifdef SYS_newfstatat
+    SYS_newfstatat,
+#else
+    SYS_fstatat64,
+#endif
 #ifdef SYS_open // older machines have these, too
-    SYS_open,      SYS_stat,       SYS_lstat,     SYS_rename,  SYS_unlink,    SYS_mkdir,      SYS_rmdir,
+    SYS_open,       SYS_stat,      SYS_lstat,   SYS_rename,    SYS_unlink,   SYS_mkdir,      SYS_rmdir,
 #endif
 };
 
