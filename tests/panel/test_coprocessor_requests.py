@@ -53,7 +53,7 @@ def test_housing_version(box):
 @pytest.mark.parametrize("block", [b"", b"\0", bytes(range(256)) * 8], ids=["empty", "zero", "2048"])
 def test_any_block(box, block):
     with box.capture() as bus:
-        run(box, "nxp", "send", block.hex(), "--command", "261")
+        run(box, "nxp", "send", block.hex(), "--command", "5")
         assert received(bus, "Process/MDL").payload == bytes([17, 5, 0, 0, 0]) + block
 
 
@@ -66,11 +66,12 @@ def test_gpio(box):
     assert (message.properties["class"], message.properties["command"]) == ("35", "10")
 
 
-def test_level_is_one_byte(box):
+@pytest.mark.parametrize("words", [("300", "1"), ("3", "256"), ("-1", "1"), ("3", "")])
+def test_only_what_fits_its_byte_is_sent(box, words):
     with box.capture() as bus:
-        done = run(box, "gpio", "9", "256")
-        assert received(bus, "Process/RF_MANAGER").payload == bytes([9, 0])
-    assert "Set CC GPIO number 9 to level 0" in done.stderr + "".join(p.read_text() for p in box.platform.rglob("*.log"))
+        assert "0 to 255" in run(box, "gpio", "--", *words, status=2).stderr
+        assert [m for m in bus.settle() if m.topic == "Process/RF_MANAGER"] == []
+    run(box, "nxp", "send", "00", "--command", "261", status=2)
 
 
 def test_monitor_explains_the_requests(box):

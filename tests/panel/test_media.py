@@ -51,7 +51,7 @@ def test_pictures_with_verdict_size_and_reason(panel):
     (panel.tmp / "text").write_text("GIF89a")
     assert pictures(panel, "/tmp/text", status=1) == [
         ("damaged", None, None, "Not a JPEG file: starts with 0x47 0x49")]
-    assert ozuctl(panel, "jpeg", "/tmp/none").returncode == 2
+    assert ozuctl(panel, "jpeg", "/tmp/none").returncode == 1
     assert ozuctl(panel, "jpeg").returncode == 2
 
 

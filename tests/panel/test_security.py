@@ -132,7 +132,7 @@ def test_file_cipher_failures_have_their_codes(panel):
     (panel.tmp / "plain").write_bytes(b"not a cipher text")
     for arguments, code, text in [
             (("decrypt", "--key", KEYS[16], "/tmp/plain", "/tmp/out"), 4, "(code 2)"),
-            (("encrypt", "--key", KEYS[16], "/tmp/none", "/tmp/out"), 4, "Error opening input file: /tmp/none (code 4)"),
+            (("encrypt", "--key", KEYS[16], "/tmp/none", "/tmp/out"), 1, "there is no file '/tmp/none'"),
             (("encrypt", "--key", KEYS[16], "/tmp/plain", "/none/out"), 4, "Error opening output file: /none/out (code 4)"),
             (("encrypt", "--key", "00", "/tmp/plain", "/tmp/out"), 2, "digits"),
             (("encrypt", "--key", "zz" * 16, "/tmp/plain", "/tmp/out"), 2, "hexadecimal"),
@@ -151,11 +151,12 @@ def test_file_cipher_does_not_empty_its_input(panel):
     assert (panel.tmp / "plain").read_text() == "some text"
 
 
-def test_file_cipher_on_a_full_disk_reports_success(panel):
+def test_file_cipher_on_a_full_disk_fails_and_leaves_the_beginning(panel):
     disk = small_disk(panel, "full", 65536)
     plain = random.Random(2).randbytes(200_000)
     (panel.tmp / "plain").write_bytes(plain)
-    assert ozuctl(panel, "crypt", "encrypt", "--key", KEYS[16], "/tmp/plain", f"{disk}/cipher").returncode == 0
+    done = ozuctl(panel, "crypt", "encrypt", "--key", KEYS[16], "/tmp/plain", f"{disk}/cipher")
+    assert done.returncode == 4 and "is the disk full?" in done.stderr
     written = panel.run(["cat", f"{disk}/cipher"], text=False).stdout
     assert 0 < len(written) <= 65536
     assert written == openssl("-aes-128-ecb", "-K", KEYS[16], data=plain)[:len(written)]

@@ -1,6 +1,8 @@
 #include "bus_listener.h"
 
+#include "numbers.h"
 #include "panel_messages.h"
+#include "text.h"
 
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
@@ -8,6 +10,10 @@
 #include <algorithm>
 #include <condition_variable>
 #include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <optional>
+#include <span>
 
 namespace ozuctl {
 
@@ -17,67 +23,86 @@ constexpr const char *kBrokerHost = "127.0.0.1";
 constexpr int kBrokerPort = 1883;
 constexpr int kKeepAliveSeconds = 10;
 
-// The message's MQTT 5 user properties, which carry what the payload does not.
-Json propertiesOf(const mosquitto_property *properties) {
-    Json found = Json::object();
-    char *name = nullptr;
-    char *value = nullptr;
-    bool next = false;
-    while ((properties = mosquitto_property_read_string_pair(properties, MQTT_PROP_USER_PROPERTY, &name,
-                                                             &value, next)) != nullptr) {
-        found[name] = value;
-        free(name);
-        free(value);
-        next = true;
-    }
-    return found;
+constexpr std::size_t kMostShown = std::size_t{64} * 1024; // bytes of a payload
+
+// What the message's MQTT 5 user properties tell beside the payload. The first of a name counts.
+struct Sender {
+    std::optional<std::string> label;
+    std::optional<int> messageClass;
+    std::optional<int> command;
+};
+
+// What a property holds for a number: what receivers of the panel understand.
+std::optional<int> messageNumber(const char *text) {
+    const auto number = wholeNumber(text);
+    return number && *number >= 0 && *number <= 255 ? std::optional(static_cast<int>(*number)) : std::nullopt;
 }
 
-// A number where the property holds one.
-Json numberOrText(const Json &value) {
-    const auto text = value.get<std::string>();
-    const bool digits =
-        !text.empty() && text.size() < 10 && text.find_first_not_of("0123456789") == std::string::npos;
-    return digits ? Json(std::stol(text)) : value;
+void take(Sender &sender, const char *name, const char *value) {
+    if (strcmp(name, "label") == 0 && !sender.label) {
+        sender.label = value;
+    } else if (strcmp(name, "class") == 0 && !sender.messageClass) {
+        sender.messageClass = messageNumber(value);
+    } else if (strcmp(name, "command") == 0 && !sender.command) {
+        sender.command = messageNumber(value);
+    }
+}
+
+Sender senderOf(const mosquitto_property *properties) {
+    Sender sender;
+    bool next = false;
+    for (;;) {
+        char *name = nullptr;
+        char *value = nullptr;
+        properties =
+            mosquitto_property_read_string_pair(properties, MQTT_PROP_USER_PROPERTY, &name, &value, next);
+        const std::unique_ptr<char, decltype(&free)> ownName(name, free);
+        const std::unique_ptr<char, decltype(&free)> ownValue(value, free);
+        if (properties == nullptr || name == nullptr || value == nullptr) {
+            return sender;
+        }
+        take(sender, name, value);
+        next = true;
+    }
 }
 
 // The payload again where it is nothing but printable text.
-std::string readable(const mosquitto_message &message) {
-    const std::string text(static_cast<const char *>(message.payload),
-                           static_cast<std::size_t>(message.payloadlen));
-    const bool plain =
-        text.size() > 1 && std::ranges::all_of(text, [](char c) { return c >= ' ' && c < 0x7F; });
-    return plain ? " " + text : "";
+std::string readable(std::span<const unsigned char> payload) {
+    const bool plain = payload.size() > 1 &&
+                       std::ranges::all_of(payload, [](unsigned char c) { return c >= ' ' && c < 0x7F; });
+    return plain ? " " + std::string(payload.begin(), payload.end()) : "";
 }
 
 Happening messageHappening(const mosquitto_message &message, const mosquitto_property *properties) {
-    const Json carried = propertiesOf(properties);
-    const std::string payload = hexText(
-        {static_cast<const unsigned char *>(message.payload), static_cast<std::size_t>(message.payloadlen)});
-    Json record = {
-        {"kind", "bus"}, {"topic", message.topic}, {"length", message.payloadlen}, {"payload", payload}};
-    std::string text = "bus    " + std::string(message.topic);
+    const Sender sender = senderOf(properties);
+    const std::span whole(static_cast<const unsigned char *>(message.payload),
+                          static_cast<std::size_t>(message.payloadlen));
+    const auto shown = whole.first(std::min(whole.size(), kMostShown));
+    const std::string payload = hexText(shown);
+    Json record = {{"kind", "bus"},
+                   {"topic", message.topic},
+                   {"length", message.payloadlen},
+                   {"payload", payload},
+                   {"label", sender.label ? Json(*sender.label) : Json(nullptr)},
+                   {"class", sender.messageClass ? Json(*sender.messageClass) : Json(nullptr)},
+                   {"command", sender.command ? Json(*sender.command) : Json(nullptr)}};
+    std::string text = "bus    " + visible(message.topic);
     for (const char *key : {"label", "class", "command"}) {
-        record[key] = carried.contains(key) ? numberOrText(carried[key]) : Json(nullptr);
         if (!record[key].is_null() && record[key] != "") {
             text += std::string(" ") + key + "=" + plainText(record[key]);
         }
     }
-    if (record["label"].is_number()) {
-        record["label"] = carried["label"];
+    text += " [" + payload + (shown.size() < whole.size() ? "...]" : "]");
+    if (shown.size() < whole.size()) {
+        record["cut"] = true;
     }
-    text += " [" + payload + "]";
-    const auto number = [&record](const char *key) {
-        return record[key].is_number() ? record[key].get<int>() : -1;
-    };
-    const auto meaning = meaningOf(
-        message.topic, number("class"), number("command"),
-        {static_cast<const unsigned char *>(message.payload), static_cast<std::size_t>(message.payloadlen)});
+    const auto meaning =
+        meaningOf(message.topic, sender.messageClass.value_or(-1), sender.command.value_or(-1), whole);
     if (meaning) {
         record["meaning"] = meaning->record;
         text += " " + meaning->text;
     } else {
-        text += readable(message);
+        text += readable(shown);
     }
     return {nowMilliseconds(), std::move(record), std::move(text)};
 }
@@ -92,10 +117,25 @@ struct BusListener::Session {
     std::condition_variable changed;
     bool subscribed = false;
 
-    void tellBroker(bool connected) const {
-        timeline->add({nowMilliseconds(),
-                       {{"kind", "broker"}, {"connected", connected}},
-                       connected ? "broker connected" : "broker gone"});
+    // A message that could not be shown, most likely for want of memory.
+    void tellTrouble(const char *what) const noexcept {
+        try {
+            timeline->add({nowMilliseconds(),
+                           {{"kind", "trouble"}, {"text", what}},
+                           std::string("trouble a message could not be shown: ") + what});
+        } catch (const std::exception &) {
+            std::abort(); // not even room for this line: the stream would be wrong without a word
+        }
+    }
+
+    void tellBroker(bool connected) const noexcept {
+        try {
+            timeline->add({nowMilliseconds(),
+                           {{"kind", "broker"}, {"connected", connected}},
+                           connected ? "broker connected" : "broker gone"});
+        } catch (const std::exception &error) {
+            tellTrouble(error.what());
+        }
     }
 
     static void onConnect(mosquitto *client, void *object, int reason, int, const mosquitto_property *) {
@@ -123,7 +163,12 @@ struct BusListener::Session {
 
     static void onMessage(mosquitto *, void *object, const mosquitto_message *message,
                           const mosquitto_property *properties) {
-        static_cast<Session *>(object)->timeline->add(messageHappening(*message, properties));
+        // Nothing may leave a function that a C library called.
+        try {
+            static_cast<Session *>(object)->timeline->add(messageHappening(*message, properties));
+        } catch (const std::exception &error) {
+            static_cast<Session *>(object)->tellTrouble(error.what());
+        }
     }
 };
 
@@ -155,9 +200,9 @@ BusListener::BusListener(Timeline &timeline, const std::string &topic)
         mosquitto_loop_stop(session.client, true);
         mosquitto_destroy(session.client);
         session_.reset();
-        throw CommandError(kUnreachable,
-                           "no broker answers on 127.0.0.1:1883; start one, type 'ozuctl box shell' for "
-                           "a box with a broker of its own, or add --no-bus");
+        throw CommandError(kUnreachable, "no broker answers on 127.0.0.1:1883",
+                           "Start one, type 'ozuctl box shell' for a box with a broker of its own, or add "
+                           "--no-bus.");
     }
 }
 

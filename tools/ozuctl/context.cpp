@@ -1,5 +1,10 @@
 #include "context.h"
 
+#include "codes.h"
+#include "log_tap.h"
+#include "text.h"
+
+#include <ozulog.h>
 #include <utils_ozu/process.h>
 
 #include <sys/socket.h>
@@ -11,17 +16,16 @@
 
 #include <cstddef>
 #include <cstdlib>
+#include <iostream>
 
 namespace ozuctl {
 
 namespace {
 
 [[noreturn]] void unreachable(const std::string &why) {
-    throw CommandError(kUnreachable,
-                       "the panel's shared record cannot be reached" + why +
-                           ".\nIs a panel process running? OZU_PLATFORM_DIR names the platform's data "
-                           "folder (default /var/lib/ozu);\n'ozuctl box shell' gives you a panel of "
-                           "your own.");
+    throw CommandError(kUnreachable, "the panel's shared record cannot be reached" + why,
+                       "Is a panel process running? OZU_PLATFORM_DIR names the platform's data folder "
+                       "(default\n/var/lib/ozu); 'ozuctl box shell' gives you a panel of your own.");
 }
 
 } // namespace
@@ -39,8 +43,7 @@ const PanelSharedState &Context::state() {
 
 void Context::changeState(const std::function<void(PanelSharedState &)> &change) {
     if (const int code = ozu::platform::updateState(change); code != 0) {
-        unreachable(std::string(": ") + ozu::platform::codeText(code) + " (code " + std::to_string(code) +
-                    ")");
+        unreachable(" (" + platformCode(code) + ")");
     }
 }
 
@@ -66,6 +69,24 @@ void Context::changeState(const std::function<void(PanelSharedState &)> &change)
 
 namespace {
 
+constexpr int kFailure = OZULOG_ERROR;
+
+// What helps when a panel process cannot start.
+std::string whatToDo(int code) {
+#ifdef OZUCTL_REFERENCE_PLATFORM
+    namespace platform = ozu::platform;
+    const bool broker = code == platform::kBrokerUnreachable || code == platform::kBrokerRefused;
+    if (!broker && code < platform::kNotConnected) {
+        return "The platform's data folder is " + visible(platform::dataFolder()) +
+               " (OZU_PLATFORM_DIR); 'ozuctl box shell' gives\nyou a panel of your own.";
+    }
+#else
+    static_cast<void>(code);
+#endif
+    return "Is the broker running on 127.0.0.1:1883? Type 'ozuctl box shell' for a box with a broker of its "
+           "own.";
+}
+
 // A name that no other ozuctl on this broker uses, out of a few, so that names do not pile up in the process
 // list and the log folder. A socket without a file holds it; the kernel gives it back when the process ends.
 std::string freeProcessName() {
@@ -89,10 +110,20 @@ std::string freeProcessName() {
 
 void Context::startPanelProcess(void *mqttArg) {
     const std::string name = freeProcessName();
-    if (const int code = ozuutils_processInit(name.c_str(), mqttArg); code != 0) {
-        throw CommandError(kUnreachable, "cannot start as a panel process (code " + std::to_string(code) +
-                                             "): is the broker running on 127.0.0.1:1883?\n"
-                                             "Type 'ozuctl box shell' for a box with a broker of its own.");
+    int code = 0;
+    std::string why;
+    {
+        const LogTap tap([&why](const LoggedLine &line) {
+            why = why.empty() && line.level >= kFailure ? line.text : why;
+            return std::string();
+        });
+        code = ozuutils_processInit(name.c_str(), mqttArg);
+    }
+    if (code != 0) {
+        throw CommandError(kUnreachable,
+                           "cannot start as a panel process (" + platformCode(code) + ")" +
+                               (why.empty() ? "" : ": " + why),
+                           whatToDo(code));
     }
 }
 
@@ -101,12 +132,30 @@ bool Context::insideBox() {
     return getenv("PANEL_BOX") != nullptr && access("/panel-box/control", F_OK) == 0;
 }
 
-void Context::requireConsent(const std::string &what) const {
-    if (!yes && !insideBox()) {
-        throw CommandError(kRefused, "refused: this " + what +
-                                         ". Add --yes if that is what you want, or work in a panel box "
-                                         "('ozuctl box shell').");
+namespace {
+
+// Asks at the terminal, if there is one to ask at.
+bool agreed(const std::string &what) {
+    if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
+        return false;
     }
+    std::cerr << "ozuctl: this " << visible(what) << ". Go on? [y/N] " << std::flush;
+    std::string answer;
+    std::getline(std::cin, answer);
+    return answer == "y" || answer == "Y" || answer == "yes";
+}
+
+} // namespace
+
+void Context::requireConsent(const std::string &what) const {
+    if (!yes && !insideBox() && !agreed(what)) {
+        throw CommandError(kRefused, "refused: this " + what,
+                           "Add --yes if that is what you want, or work in a panel box ('ozuctl box "
+                           "shell').");
+    }
+#ifdef OZUCTL_REFERENCE_PLATFORM
+    ozu::platform::openOnly(false);
+#endif
 }
 
 } // namespace ozuctl

@@ -6,24 +6,34 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace ozuctl {
 
 enum ExitCode {
     kDone = 0,          // done, or yes
     kNo = 1,            // no, or not found
-    kUsage = 2,         // the command line is wrong
+    kUsage = 2,         // the command line is wrong; nothing was done
     kUnreachable = 3,   // the platform cannot be reached
-    kLibraryFailed = 4, // the library reported a failure
+    kLibraryFailed = 4, // the library or the platform failed, or the output could not be written
     kRefused = 5,       // refused as unsafe
+    kRebooted = 90,     // the panel box was rebooted
+    kNoBoot = 91,       // the panel box could not boot
     kTimedOut = 124,
 };
 
-// Ends a command: the message goes to standard error, the code is the exit status.
+// Ends a command: the message goes to standard error, the code is the exit status. The message is one line;
+// what was typed or came from outside stands in it through inQuotes(). The hint, of our own words only, may
+// have several.
 class CommandError : public std::runtime_error {
   public:
-    CommandError(ExitCode status, const std::string &message) : std::runtime_error(message), code(status) {}
+    CommandError(ExitCode status, const std::string &message, std::string hint = {})
+        : std::runtime_error(message), code(status), hint_(std::move(hint)) {}
     ExitCode code;
+    [[nodiscard]] const std::string &hint() const { return hint_; }
+
+  private:
+    std::string hint_;
 };
 
 class Context {
@@ -47,7 +57,9 @@ class Context {
     // In a panel box, where changing the machine changes nothing but the box.
     static bool insideBox();
 
-    // Throws kRefused unless inside a box or --yes was given. What: "reboots this machine".
+    // What changes the panel asks here first, and makes what is missing from then on: until then this process
+    // creates no data folder, no database and no shared segment. Consent is a panel box, --yes, or a yes at
+    // the terminal; throws kRefused without it. What: "reboots this machine".
     void requireConsent(const std::string &what) const;
 };
 

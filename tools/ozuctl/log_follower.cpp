@@ -30,7 +30,7 @@ LogFollower::~LogFollower() {
 
 void LogFollower::look() {
     for (auto &[name, file] : files_) {
-        drain(name, file);
+        drain(file);
     }
     scan(false);
 }
@@ -50,7 +50,7 @@ void LogFollower::scan(bool atEnd) {
         }
         if (known != files_.end()) {
             // Rotated: what was still written to the old file comes first.
-            drain(name, known->second);
+            drain(known->second);
             close(known->second.descriptor);
             files_.erase(known);
         }
@@ -59,28 +59,28 @@ void LogFollower::scan(bool atEnd) {
 }
 
 void LogFollower::open(const std::string &name, bool atEnd) {
-    const int descriptor = ::open((folder_ + "/" + name + ".log").c_str(), O_RDONLY | O_CLOEXEC);
+    // A pipe in a log's place would have no end, or none to wait for.
+    const int descriptor = ::open((folder_ + "/" + name + ".log").c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     struct stat now = {};
-    if (descriptor < 0 || fstat(descriptor, &now) != 0) {
+    if (descriptor < 0) {
+        return;
+    }
+    if (fstat(descriptor, &now) != 0 || !S_ISREG(now.st_mode)) {
+        close(descriptor);
         return;
     }
     if (atEnd) {
         lseek(descriptor, 0, SEEK_END);
     }
-    File &file = files_[name] = {descriptor, now.st_ino, {}};
-    drain(name, file);
+    LineSplitter lines([this, name](std::string_view line) { sink_(name, std::string(line)); });
+    drain(files_.insert_or_assign(name, File{descriptor, now.st_ino, std::move(lines)}).first->second);
 }
 
-void LogFollower::drain(const std::string &name, File &file) {
+void LogFollower::drain(File &file) {
     char piece[8192];
     ssize_t count = 0;
     while ((count = read(file.descriptor, piece, sizeof piece)) > 0) {
-        file.rest.append(piece, static_cast<std::size_t>(count));
-        std::size_t end = 0;
-        while ((end = file.rest.find('\n')) != std::string::npos) {
-            sink_(name, file.rest.substr(0, end));
-            file.rest.erase(0, end + 1);
-        }
+        file.lines.add({piece, static_cast<std::size_t>(count)});
     }
 }
 

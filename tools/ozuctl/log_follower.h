@@ -1,6 +1,8 @@
 // New lines of all log files of a folder, through rotation.
 #pragma once
 
+#include "log_line.h"
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -25,11 +27,11 @@ class LogFollower {
     struct File {
         int descriptor;
         std::uint64_t inode;
-        std::string rest; // the beginning of an unfinished line
+        LineSplitter lines;
     };
 
     void open(const std::string &name, bool atEnd);
-    void drain(const std::string &name, File &file);
+    static void drain(File &file);
     void scan(bool atEnd);
 
     std::string folder_;

@@ -1,6 +1,8 @@
 #include "log_tap.h"
 
 #include "context.h"
+#include "log_line.h"
+#include "text.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -9,21 +11,18 @@
 #include <cerrno>
 #include <cstring>
 #include <optional>
-#include <regex>
 #include <utility>
 
 namespace ozuctl {
 
 namespace {
 
-// "TIME LEVEL LETTER PROCESS[PID] SOURCE FUNCTION:LINE TEXT", with "- -" for a line without position.
-std::optional<LoggedLine> parse(const std::string &line) {
-    static const std::regex kLayout(R"(\S+ (\d{5}) \S \S+\[\d+\] \S+ (?:-|(\S+):\d+) (.*))");
-    std::smatch parts;
-    if (!std::regex_match(line, parts, kLayout)) {
+std::optional<LoggedLine> parse(std::string_view line) {
+    auto parts = splitLogLine(line);
+    if (!parts) {
         return std::nullopt;
     }
-    LoggedLine logged{std::stoi(parts[1]), parts[2], parts[3]};
+    LoggedLine logged{parts->level, std::move(parts->function), std::move(parts->text)};
     // Line feeds at the end come escaped.
     while (logged.text.size() >= 2 && logged.text.compare(logged.text.size() - 2, 2, "\\n") == 0) {
         logged.text.resize(logged.text.size() - 2);
@@ -34,6 +33,9 @@ std::optional<LoggedLine> parse(const std::string &line) {
 void writeAll(int fd, std::string_view text) {
     while (!text.empty()) {
         const ssize_t written = write(fd, text.data(), text.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
         if (written < 0) {
             return; // nobody is there to be told
         }
@@ -63,27 +65,26 @@ LogTap::~LogTap() {
 }
 
 void LogTap::read() {
-    std::string rest;
+    LineSplitter lines([this](std::string_view line) { handOn(line); });
     std::array<char, 4096> bytes{};
     for (;;) {
         const ssize_t count = ::read(pipe_, bytes.data(), bytes.size());
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
         if (count <= 0) {
             break;
         }
-        rest.append(bytes.data(), static_cast<std::size_t>(count));
-        for (std::size_t end = rest.find('\n'); end != std::string::npos; end = rest.find('\n')) {
-            handOn(std::string_view(rest).substr(0, end));
-            rest.erase(0, end + 1);
-        }
+        lines.add({bytes.data(), static_cast<std::size_t>(count)});
     }
-    writeAll(standardError_, rest);
+    lines.end();
 }
 
 void LogTap::handOn(std::string_view line) const {
-    const auto logged = parse(std::string(line));
+    const auto logged = parse(line);
     const std::string shown = logged ? receiver_(*logged) : std::string(line);
     if (!shown.empty()) {
-        writeAll(standardError_, shown + '\n');
+        writeAll(standardError_, visible(shown) + '\n');
     }
 }
 

@@ -1,9 +1,17 @@
 // ozuctl: asks the panel and its library, and shows what happens on the panel.
 
+#include "codes.h"
+#include "command_line.h"
 #include "commands/commands.h"
+#include "help.h"
 
+#ifdef OZUCTL_REFERENCE_PLATFORM
+#include <ozu_platform_tools.h>
+#endif
+
+#include <cstring>
 #include <exception>
-#include <iostream>
+#include <memory>
 
 namespace {
 
@@ -34,45 +42,76 @@ constexpr void (*kGroups[])(CLI::App &, Context &) = {
     registerRsu,
     registerSystem,
     registerTime,
+    registerError,
     registerBox,
 };
 // clang-format on
 
-ExitCode run(int argc, char **argv) {
+std::string exitStatusText() {
+    std::string text = "Exit status:";
+    for (const CodeWords &row : exitCodes()) {
+        text += "\n" + std::to_string(row.code) + " " + row.words;
+    }
+    return text;
+}
+
+// Whether the words before "--" say so; read before the command line is, as its faults are told as JSON, too.
+bool wantsJson(int argc, char **argv) {
+    for (int i = 1; i < argc && strcmp(argv[i], "--") != 0; ++i) {
+        if (strcmp(argv[i], "--json") == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+ExitCode run(Context &context, int argc, char **argv) {
     if (argc > 0) {
         becomeBoxIfAsked(argv + 1);
     }
-    Context context;
     CLI::App app{"Asks the panel and its library, and shows what happens on the panel."};
-    app.set_version_flag("--version", "ozuctl " OZUCTL_VERSION);
+    app.formatter(std::make_shared<HelpFormatter>());
+    app.set_version_flag("--version", "ozuctl " OZUCTL_VERSION, "Print the version");
+    app.set_help_flag("-h,--help", "Print this help");
     app.add_flag("--json", context.json, "Print JSON (streams: one document a line)");
     app.add_flag("--yes", context.yes, "Do it outside of a panel box, too");
     app.require_subcommand(1);
     app.fallthrough();
-    app.footer(
-        "Exit status: 0 done or yes, 1 no or not found, 2 usage, 3 platform not reachable, 4 the library "
-        "reported failure, 5 refused as unsafe, 124 timed out.");
+    app.footer(exitStatusText());
     for (const auto &registerGroup : kGroups) {
         registerGroup(app, context);
     }
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? kDone : kUsage;
+    if (!parseCommandLine(app, argc, argv)) {
+        return kDone;
     }
     return context.command ? context.command() : kUsage;
+}
+
+// Runs the command; whatever ends it becomes a message and an exit status.
+int guardedRun(int argc, char **argv) {
+    Context context;
+    context.json = wantsJson(argc, argv);
+    try {
+        try {
+            return run(context, argc, argv);
+        } catch (const CommandError &error) {
+            printFailure(context, error);
+            return error.code;
+        } catch (const std::exception &error) {
+            printFailure(context, CommandError(kLibraryFailed, error.what()));
+            return kLibraryFailed;
+        }
+    } catch (...) { // not even the message had room
+        return kLibraryFailed;
+    }
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
-    try {
-        return run(argc, argv);
-    } catch (const ozuctl::CommandError &error) {
-        std::cerr << "ozuctl: " << error.what() << '\n';
-        return error.code;
-    } catch (const std::exception &error) {
-        std::cerr << "ozuctl: " << error.what() << '\n';
-        return ozuctl::kLibraryFailed;
-    }
+    ozuctl::prepareStreams();
+#ifdef OZUCTL_REFERENCE_PLATFORM
+    ozu::platform::openOnly(true);
+#endif
+    return guardedRun(argc, argv);
 }

@@ -87,17 +87,28 @@ std::optional<Meaning> setGpio(Payload payload) {
                     {"high", payload[1] != 0}});
 }
 
-// An event of a device, as JSON; its type gets a name.
+// An event of a device, as JSON; its type gets a name. Other members than those that the messenger writes,
+// and values that are no whole numbers, are not shown: they could say anything.
 std::optional<Meaning> deviceEvent(Payload payload) {
-    Json record = Json::parse(payload.begin(), payload.end(), nullptr, false);
-    if (!record.is_object() || !record.contains("type") || !record["type"].is_number_integer()) {
+    const auto event = boundedJson(payload);
+    if (!event || !event->is_object()) {
         return std::nullopt;
     }
-    const int type = record["type"].get<int>();
-    record["type"] = coded(type, getDeviceTypeName(type));
-    Json named = {{"message", "DEVICE_EVENT"}};
-    named.update(record);
-    return meaning(std::move(named));
+    Json record = {{"message", "DEVICE_EVENT"}};
+    for (const char *key : {"device", "type", "class", "code", "partition", "input", "user"}) {
+        const auto found = event->find(key);
+        if (found == event->end() || !found->is_number_integer()) {
+            continue;
+        }
+        const auto number = found->get<std::int64_t>();
+        if (number < INT32_MIN || number > INT32_MAX || (found->is_number_unsigned() && number < 0)) {
+            continue;
+        }
+        record[key] = std::string_view(key) == "type"
+                          ? coded(number, getDeviceTypeName(static_cast<int>(number)))
+                          : Json(number);
+    }
+    return record.contains("type") ? std::optional(meaning(std::move(record))) : std::nullopt;
 }
 
 std::optional<Meaning> powerManagerReboot(Payload) {

@@ -1,11 +1,15 @@
 #include "state_fields.h"
 
+#include "log_line.h"
+#include "named_numbers.h"
+#include "numbers.h"
+#include "suggest.h"
+#include "text.h"
+
 #include <inc_ozu/security_ozu.h>
 #include <utils_ozu/names.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -105,21 +109,7 @@ std::int64_t number(const PanelSharedState &state, const Field &field) {
 }
 
 [[noreturn]] void refuse(const Field &field, const std::string &text, const std::string &wanted) {
-    throw CommandError(kUsage, "'" + text + "' does not fit " + field.path() + ": " + wanted);
-}
-
-std::optional<std::int64_t> wholeNumber(const std::string &text) {
-    if (text.empty() || (text[0] == ' ')) {
-        return std::nullopt;
-    }
-    char *end = nullptr;
-    errno = 0;
-    const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
-    const long long value = strtoll(text.c_str(), &end, hexadecimal ? 16 : 10);
-    if (*end != '\0' || errno != 0) {
-        return std::nullopt;
-    }
-    return value;
+    throw CommandError(kUsage, inQuotes(text) + " does not fit " + field.path() + ": " + wanted);
 }
 
 std::optional<std::int64_t> timeNumber(const std::string &text) {
@@ -127,38 +117,30 @@ std::optional<std::int64_t> timeNumber(const std::string &text) {
         return time(nullptr);
     }
     if (text.starts_with("now+") || text.starts_with("now-")) {
-        const auto distance = wholeNumber(text.substr(3));
-        return distance ? std::optional<std::int64_t>(time(nullptr) + *distance) : std::nullopt;
+        const auto distance = wholeNumber(text.substr(4));
+        if (!distance || *distance < 0 || *distance > INT32_MAX) {
+            return std::nullopt;
+        }
+        return time(nullptr) + (text[3] == '+' ? *distance : -*distance);
     }
-    tm parts = {};
-    const char *end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return end != nullptr && *end == '\0' ? std::optional<std::int64_t>(timegm(&parts)) : std::nullopt;
+    const auto milliseconds = millisecondsOf(text);
+    return milliseconds && *milliseconds % 1000 == 0 ? std::optional(*milliseconds / 1000) : std::nullopt;
 }
 
 // Names that a field takes beside numbers.
+const NamedNumbers &namesFor(FieldKind kind) {
+    static const NamedNumbers none;
+    return kind == FieldKind::DeviceType       ? deviceTypes()
+           : kind == FieldKind::PartitionState ? partitionStates()
+                                               : none;
+}
+
 std::optional<std::int64_t> namedNumber(FieldKind kind, const std::string &text) {
-    switch (kind) {
-    case FieldKind::Expiry:
-        return text == "never" ? std::optional<std::int64_t>(OZUDB_BYPASS_FOREVER) : timeNumber(text);
-    case FieldKind::Time:
-        return timeNumber(text);
-    case FieldKind::DeviceType:
-        for (int type = 1; type < 255; ++type) {
-            if (text == getDeviceTypeName(type) && text != "UNKNOWN") {
-                return type;
-            }
-        }
-        return std::nullopt;
-    case FieldKind::PartitionState:
-        for (unsigned int state = PANEL_PARTITION_ALARM; state <= PANEL_PARTITION_ARMED_4; ++state) {
-            if (text == partitionStateName(state)) {
-                return state;
-            }
-        }
-        return std::nullopt;
-    default:
-        return std::nullopt;
+    if (kind == FieldKind::Expiry && text == "never") {
+        return OZUDB_BYPASS_FOREVER;
     }
+    return kind == FieldKind::Expiry || kind == FieldKind::Time ? timeNumber(text)
+                                                                : numberNamed(namesFor(kind), text);
 }
 
 std::pair<std::int64_t, std::int64_t> limits(const Field &field) {
@@ -168,11 +150,44 @@ std::pair<std::int64_t, std::int64_t> limits(const Field &field) {
     return {0, (std::int64_t{1} << (8 * field.row->size)) - 1};
 }
 
+// What a field takes, in words.
+std::string wantedBy(FieldKind kind, std::int64_t low, std::int64_t high) {
+    const std::string number = rangeWords(low, high);
+    switch (kind) {
+    case FieldKind::Expiry:
+        return number + ", a time (2026-03-01T12:00:00Z, now, now+30) or never";
+    case FieldKind::Time:
+        return number + ", or a time (2026-03-01T12:00:00Z, now, now+30)";
+    case FieldKind::PartitionState:
+        return number + ", " + listed(namesIn(partitionStates()));
+    case FieldKind::DeviceType:
+        return number + ", or a name as in 'ozuctl names device'";
+    default:
+        return number;
+    }
+}
+
 // A path's next step: a name, or an index in brackets.
 struct Step {
     std::string_view name;
     std::optional<std::size_t> index;
 };
+
+// What no array has: a number that does not fit, too, is out of every range.
+constexpr std::size_t kNoIndex = SIZE_MAX;
+
+std::optional<std::size_t> indexOf(std::string_view array, std::string_view text) {
+    if (array == "partitions") {
+        if (const auto named = numberNamed(partitions(), text)) {
+            return static_cast<std::size_t>(*named);
+        }
+    }
+    if (text.find_first_not_of("0123456789") != std::string_view::npos) {
+        return std::nullopt;
+    }
+    const auto number = wholeNumber(text);
+    return number ? static_cast<std::size_t>(*number) : kNoIndex;
+}
 
 std::optional<std::vector<Step>> stepsOf(std::string_view path) {
     std::vector<Step> steps;
@@ -185,13 +200,13 @@ std::optional<std::vector<Step>> stepsOf(std::string_view path) {
         }
         if (path.starts_with('[')) {
             const std::size_t close = path.find(']');
-            std::size_t index = 0;
-            const char *last = path.data() + (close == std::string_view::npos ? 0 : close);
-            if (close == std::string_view::npos ||
-                std::from_chars(path.data() + 1, last, index).ptr != last || close == 1) {
+            if (close == std::string_view::npos || close == 1) {
                 return std::nullopt;
             }
-            step.index = index;
+            step.index = indexOf(step.name, path.substr(1, close - 1));
+            if (!step.index) {
+                return std::nullopt;
+            }
             path.remove_prefix(close + 1);
         }
         steps.push_back(step);
@@ -312,7 +327,7 @@ void Field::write(PanelSharedState &state, const std::string &text) const {
         value = namedNumber(row->kind, text);
     }
     if (!value || *value < low || *value > high) {
-        refuse(*this, text, "a number from " + std::to_string(low) + " to " + std::to_string(high));
+        refuse(*this, text, wantedBy(row->kind, low, high) + didYouMean(text, namesIn(namesFor(row->kind))));
     }
     const auto bits = static_cast<std::uint32_t>(*value);
     // One store per field: readers take no lock.
@@ -349,11 +364,37 @@ std::vector<Field> fieldsBelow(std::string_view path) {
     return fields;
 }
 
+namespace {
+
+// Names of fields and of their arrays, with the index that was typed: what a wrong path is held against.
+std::vector<std::string> knownPaths(const std::string &typed) {
+    const std::size_t open = typed.find('[');
+    const std::size_t close = typed.find(']', open == std::string::npos ? 0 : open);
+    const bool indexed = open != std::string::npos && close != std::string::npos;
+    const std::string index = indexed ? typed.substr(open, close - open + 1) : "[0]";
+    std::vector<std::string> paths;
+    for (const FieldRow &row : kRows) {
+        std::string path(row.name);
+        if (const std::size_t brackets = path.find("[]"); brackets != std::string::npos) {
+            paths.push_back(path.substr(0, brackets));
+            path.replace(brackets, 2, index);
+        }
+        if (const std::size_t brackets = path.find("[]"); brackets != std::string::npos) {
+            path.replace(brackets, 2, "[0]");
+        }
+        paths.push_back(path);
+    }
+    return paths;
+}
+
+} // namespace
+
 std::vector<Field> requireFields(const std::string &path) {
     auto fields = fieldsBelow(path);
     if (fields.empty()) {
-        throw CommandError(kNo, "the shared record has no field '" + path +
-                                    "'; 'ozuctl state get --all' lists all of them");
+        throw CommandError(
+            kNo, "the shared record has no field " + inQuotes(path) + didYouMean(path, knownPaths(path)),
+            "'ozuctl state get --all' lists all of them.");
     }
     return fields;
 }
@@ -361,7 +402,7 @@ std::vector<Field> requireFields(const std::string &path) {
 Field requireField(const std::string &path) {
     const auto fields = requireFields(path);
     if (fields.size() != 1) {
-        throw CommandError(kUsage, "'" + path + "' names " + std::to_string(fields.size()) +
+        throw CommandError(kUsage, inQuotes(path) + " names " + std::to_string(fields.size()) +
                                        " fields, for example " + fields.front().path());
     }
     return fields.front();

@@ -2,8 +2,8 @@
 
 #include <utils_ozu/state.h>
 
-#include <algorithm>
 #include <iterator>
+#include <sstream>
 
 namespace ozuctl {
 
@@ -98,8 +98,13 @@ constexpr StateQuery kQueries[] = {
 
 } // namespace
 
-std::size_t StateQuery::argumentCount() const {
-    return arguments.empty() ? 0 : 1 + static_cast<std::size_t>(std::ranges::count(arguments, ' '));
+std::vector<std::string> StateQuery::argumentNames() const {
+    std::vector<std::string> names;
+    std::istringstream words{std::string(arguments)};
+    for (std::string word; words >> word;) {
+        names.push_back(word);
+    }
+    return names;
 }
 
 std::span<const StateQuery> stateQueries() {

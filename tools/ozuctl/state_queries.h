@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace ozuctl {
 
@@ -15,7 +16,7 @@ struct StateQuery {
     std::string (*meaning)(std::int64_t answer);
     bool yesOrNo; // 0 is no, everything else yes
 
-    [[nodiscard]] std::size_t argumentCount() const;
+    [[nodiscard]] std::vector<std::string> argumentNames() const;
 };
 
 std::span<const StateQuery> stateQueries();

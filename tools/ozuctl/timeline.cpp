@@ -12,6 +12,7 @@ std::int64_t nowMilliseconds() {
 }
 
 void Timeline::add(Happening happening) {
+    happening.order = std::min(happening.timeMs, nowMilliseconds());
     const std::lock_guard guard(lock_);
     waiting_.push_back(std::move(happening));
 }
@@ -19,11 +20,11 @@ void Timeline::add(Happening happening) {
 std::vector<Happening> Timeline::ripe(bool everything) {
     const std::lock_guard guard(lock_);
     std::stable_sort(waiting_.begin(), waiting_.end(),
-                     [](const Happening &a, const Happening &b) { return a.timeMs < b.timeMs; });
+                     [](const Happening &a, const Happening &b) { return a.order < b.order; });
     const std::int64_t limit = nowMilliseconds() - holdMs_;
     const auto end = everything ? waiting_.end()
                                 : std::find_if(waiting_.begin(), waiting_.end(),
-                                               [limit](const Happening &one) { return one.timeMs > limit; });
+                                               [limit](const Happening &one) { return one.order > limit; });
     std::vector<Happening> ready(std::make_move_iterator(waiting_.begin()), std::make_move_iterator(end));
     waiting_.erase(waiting_.begin(), end);
     return ready;

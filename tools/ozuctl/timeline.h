@@ -14,12 +14,14 @@ std::int64_t nowMilliseconds();
 
 struct Happening {
     std::int64_t timeMs;
-    Json record;      // without its time
-    std::string text; // for people, without its time
+    Json record;            // without its time
+    std::string text;       // for people, without its time; one line
+    std::int64_t order = 0; // timeMs, but not in the future; set by the timeline
 };
 
 // Sources report with their own time stamps, some a little late. Happenings are held back for a moment, so
-// that they leave in the order of their time stamps. Any thread may add.
+// that they leave in the order of their time stamps. A time stamp in the future counts as now: it must not
+// hold a happening back for longer. Any thread may add.
 class Timeline {
   public:
     explicit Timeline(std::int64_t holdMs) : holdMs_(holdMs) {}

@@ -81,7 +81,7 @@ void registerBox(CLI::App &app, Context & /*context*/) {
     box->require_subcommand(1);
     for (const Verb &verb : kVerbs) {
         box->add_subcommand(verb.name, verb.description)->callback([] {
-            throw CommandError(kUsage, "'box' must be the first word");
+            throw CommandError(kUsage, "'box' must be the first word: ozuctl box VERB ...");
         });
     }
 }

@@ -1,14 +1,32 @@
 // ozuctl publish: one message on the panel's bus.
 
+#include "arguments.h"
+#include "codes.h"
 #include "commands/commands.h"
+#include "log_tap.h"
+#include "numbers.h"
+#include "topics.h"
 
 #include <mqttc.h>
+#include <ozulog.h>
 
+#ifdef OZUCTL_REFERENCE_PLATFORM
+#include <ozu_platform_tools.h>
+#endif
+
+#include <unistd.h>
+
+#include <chrono>
 #include <memory>
+#include <optional>
+#include <thread>
+#include <vector>
 
 namespace ozuctl {
 
 namespace {
+
+constexpr int kFailure = OZULOG_ERROR;
 
 struct Options {
     std::string topic;
@@ -18,39 +36,74 @@ struct Options {
     std::string payload;
 };
 
-int digitValue(char digit) {
-    return digit >= '0' && digit <= '9'   ? digit - '0'
-           : digit >= 'a' && digit <= 'f' ? digit - 'a' + 10
-           : digit >= 'A' && digit <= 'F' ? digit - 'A' + 10
-                                          : -1;
-}
+#ifdef OZUCTL_REFERENCE_PLATFORM
 
-std::vector<unsigned char> bytesOf(const std::string &hex) {
-    std::vector<unsigned char> bytes;
-    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-        const int high = digitValue(hex[i]);
-        const int low = digitValue(hex[i + 1]);
-        if (high < 0 || low < 0) {
-            break;
+constexpr auto kPatience = std::chrono::seconds(10);
+
+// Messages of this process that the broker has not acknowledged; nothing when that cannot be told.
+std::optional<unsigned> unacknowledged() {
+    std::vector<ozu::platform::InFlightSlot> slots;
+    if (ozu::platform::readInFlight(slots) != 0) {
+        return std::nullopt;
+    }
+    for (const auto &slot : slots) {
+        if (slot.pid == getpid()) {
+            return slot.unacknowledged;
         }
-        bytes.push_back(static_cast<unsigned char>(high << 4 | low));
     }
-    if (bytes.size() * 2 != hex.size()) {
-        throw CommandError(kUsage, "'" + hex + "' is not hexadecimal, two digits a byte");
-    }
-    return bytes;
+    return std::nullopt;
 }
 
-ExitCode publish(const Options &options) {
-    const auto bytes = bytesOf(options.payload);
-    Context::startPanelProcess();
-    const int code = ozumqttc_messagePublish(options.topic.c_str(), static_cast<unsigned int>(bytes.size()),
-                                             options.label.c_str(), options.messageClass, options.command,
-                                             bytes.empty() ? "" : static_cast<const void *>(bytes.data()));
-    if (code != 0) {
-        throw CommandError(kLibraryFailed, "the message was not accepted, code " + std::to_string(code));
+// True once the broker has the message.
+bool taken() {
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    while (std::chrono::steady_clock::now() < end) {
+        if (unacknowledged().value_or(0) == 0) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
-    return kDone; // leaving the bus waits for what is under way
+    return false;
+}
+
+#else
+
+bool taken() {
+    return true; // leaving the bus waits for what is under way
+}
+
+#endif
+
+ExitCode publish(const Context &context, const Options &options) {
+    requireTopic(options.topic);
+    const auto bytes = requireBytes("PAYLOAD", options.payload);
+    context.requireConsent("sends a message to the panel's processes");
+    Context::startPanelProcess();
+    int code = 0;
+    bool arrived = false;
+    std::string refusal;
+    {
+        const LogTap tap([&refusal](const LoggedLine &line) {
+            refusal = line.level >= kFailure ? line.text : refusal;
+            return std::string();
+        });
+        code = ozumqttc_messagePublish(options.topic.c_str(), static_cast<unsigned int>(bytes.size()),
+                                       options.label.c_str(), options.messageClass, options.command,
+                                       bytes.empty() ? "" : static_cast<const void *>(bytes.data()));
+        arrived = code == 0 && taken();
+    }
+    const std::string why = refusal.empty() ? "" : ": " + refusal;
+    if (code != 0) {
+        throw CommandError(kLibraryFailed, "the message was not sent (" + platformCode(code) + ")" + why);
+    }
+    if (!arrived) {
+        throw CommandError(kLibraryFailed, "the broker did not take the message within 10 s" + why);
+    }
+    if (!refusal.empty()) {
+        throw CommandError(kLibraryFailed, "the broker did not take the message" + why);
+    }
+    print(context, {{"topic", options.topic}, {"bytes", bytes.size()}, {"taken", true}}, "");
+    return kDone;
 }
 
 } // namespace
@@ -62,11 +115,11 @@ void registerBus(CLI::App &app, Context &context) {
     command->add_option("PAYLOAD", options->payload,
                         "Hexadecimal, two digits a byte; nothing for an empty message");
     command->add_option("--label", options->label, "Sender label (OZUCTL)");
-    command->add_option("--class", options->messageClass, "Class of the message (0)")
-        ->check(CLI::Range(0, 255));
-    command->add_option("--command", options->command, "Command within the class (0)")
-        ->check(CLI::Range(0, 255));
-    command->callback([options, &context] { context.command = [options] { return publish(*options); }; });
+    addNumber(*command, "--class", options->messageClass, 0, 255, "Class of the message (0)");
+    addNumber(*command, "--command", options->command, 0, 255, "Command within the class (0)");
+    command->callback([options, &context] {
+        context.command = [options, &context] { return publish(context, *options); };
+    });
 }
 
 } // namespace ozuctl

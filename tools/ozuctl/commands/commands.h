@@ -15,6 +15,7 @@ void becomeBoxIfAsked(char **arguments);
 
 void registerBox(CLI::App &app, Context &context);
 void registerDeviceType(CLI::App &app, Context &context);
+void registerError(CLI::App &app, Context &context);
 void registerEvents(CLI::App &app, Context &context);
 void registerGpio(CLI::App &app, Context &context);
 void registerIdentity(CLI::App &app, Context &context);

@@ -1,23 +1,32 @@
 // ozuctl crypt, video, random, db-key: the library's ciphers and random numbers.
 
+#include "arguments.h"
+#include "codes.h"
 #include "commands/commands.h"
+#include "files.h"
 #include "log_tap.h"
+#include "numbers.h"
+#include "text.h"
 
 #include <utils_ozu/crypto.h>
 #include <utils_ozu/database_key.h>
 
 #include <openssl/crypto.h>
+#include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
+#include <limits>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -40,15 +49,10 @@ void addKeyOptions(CLI::App &command, KeyOptions &key, const std::string &length
     group->require_option(1);
 }
 
+constexpr std::uint64_t kMostKeyText = 4096;
+
 std::string readText(const std::string &path) {
-    if (path == "-") {
-        return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
-    }
-    std::ifstream file(path);
-    if (!file) {
-        throw CommandError(kUsage, "cannot read the key file " + path);
-    }
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return contentOf(path == "-" ? "/dev/stdin" : path, kMostKeyText);
 }
 
 Bytes keyBytes(const KeyOptions &options, const std::vector<std::size_t> &sizes) {
@@ -56,18 +60,15 @@ Bytes keyBytes(const KeyOptions &options, const std::vector<std::size_t> &sizes)
     while (!text.empty() && isspace(static_cast<unsigned char>(text.back())) != 0) {
         text.pop_back();
     }
-    Bytes key;
-    for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
-        char *end = nullptr;
-        const std::string byte = text.substr(i, 2);
-        key.push_back(static_cast<unsigned char>(strtoul(byte.c_str(), &end, 16)));
-        if (isxdigit(static_cast<unsigned char>(byte[0])) == 0 || *end != '\0') {
-            throw CommandError(kUsage, "the key is not hexadecimal");
-        }
+    // The key itself is in no message.
+    if (text.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+        throw CommandError(kUsage, "the key is not hexadecimal");
     }
-    if (text.size() % 2 != 0 || std::find(sizes.begin(), sizes.end(), key.size()) == sizes.end()) {
-        throw CommandError(kUsage, "the key has " + std::to_string(text.size()) + " digits; see --help");
+    if (text.size() % 2 != 0 || std::ranges::find(sizes, text.size() / 2) == sizes.end()) {
+        throw CommandError(kUsage, "the key has " + std::to_string(text.size()) + " digits",
+                           "Type 'ozuctl COMMAND --help' for how many it must have.");
     }
+    Bytes key = requireBytes("the key", text);
     OPENSSL_cleanse(text.data(), text.size());
     return key;
 }
@@ -78,10 +79,54 @@ std::uintmax_t sizeOf(const std::string &path) {
     return error ? 0 : size;
 }
 
+constexpr std::size_t kBlock = 16;
+
 struct CryptOptions {
     KeyOptions key;
     std::string in, out;
 };
+
+// The length of what a file of whole blocks decrypts to: its last byte says how much of it is padding.
+std::uintmax_t decryptedSize(const std::string &path, std::uintmax_t size, const Bytes &key) {
+    std::array<unsigned char, kBlock> last{};
+    std::ifstream file(path, std::ios::binary);
+    file.seekg(-static_cast<std::streamoff>(kBlock), std::ios::end);
+    file.read(reinterpret_cast<char *>(last.data()), kBlock);
+    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> cipher(EVP_CIPHER_CTX_new(),
+                                                                                 EVP_CIPHER_CTX_free);
+    std::array<unsigned char, 2 * kBlock> plain{};
+    int length = 0;
+    const bool decrypted =
+        file && cipher != nullptr &&
+        EVP_DecryptInit_ex(cipher.get(), EVP_aes_128_ecb(), nullptr, key.data(), nullptr) == 1 &&
+        EVP_CIPHER_CTX_set_padding(cipher.get(), 0) == 1 &&
+        EVP_DecryptUpdate(cipher.get(), plain.data(), &length, last.data(), kBlock) == 1;
+    const std::uintmax_t padding = decrypted ? plain[kBlock - 1] : kBlock;
+    OPENSSL_cleanse(plain.data(), plain.size());
+    return size - std::min<std::uintmax_t>(padding, size);
+}
+
+// The library does not look at what writing gave: a file that is too short was cut off by a full disk.
+void requireWritten(const CryptOptions &options, const Bytes &key, bool encrypt) {
+    struct stat in = {};
+    struct stat out = {};
+    if (stat(options.in.c_str(), &in) != 0 || stat(options.out.c_str(), &out) != 0) {
+        throw CommandError(kLibraryFailed,
+                           "the file " + inQuotes(options.out) + " cannot be looked at: " + strerror(errno));
+    }
+    if (!S_ISREG(in.st_mode) || S_ISFIFO(out.st_mode)) {
+        return; // a pipe's length is not known
+    }
+    const auto size = static_cast<std::uintmax_t>(in.st_size);
+    const std::uintmax_t whole =
+        encrypt ? size / kBlock * kBlock + kBlock : decryptedSize(options.in, size, key);
+    const std::uintmax_t written = S_ISREG(out.st_mode) ? static_cast<std::uintmax_t>(out.st_size) : 0;
+    if (written != whole) {
+        throw CommandError(kLibraryFailed, "the file " + inQuotes(options.out) +
+                                               " was not written in full: " + std::to_string(written) +
+                                               " of " + std::to_string(whole) + " bytes; is the disk full?");
+    }
+}
 
 ExitCode runCrypt(const Context &context, const CryptOptions &options, bool encrypt) {
     if (std::error_code error; std::filesystem::equivalent(options.in, options.out, error)) {
@@ -89,19 +134,22 @@ ExitCode runCrypt(const Context &context, const CryptOptions &options, bool encr
                            "refused: the output is the input, which opening it for writing would empty");
     }
     Bytes key = keyBytes(options.key, {16});
+    requireReadable(options.in);
     umask(077);
     unsigned result = 0;
     const auto lines = linesOf([&] {
         result =
             ozuutils_crypt_aes128ecb(options.in.c_str(), options.out.c_str(), key.data(), encrypt ? 1 : 0);
     });
-    OPENSSL_cleanse(key.data(), key.size());
     if (result != 0) {
+        OPENSSL_cleanse(key.data(), key.size());
         const char *why =
             encrypt ? "the cipher failed" : "the cipher failed: another key, or not a whole encrypted file";
         throw CommandError(kLibraryFailed, (lines.empty() ? why : lines.back().text) + " (code " +
                                                std::to_string(result) + ")");
     }
+    requireWritten(options, key, encrypt);
+    OPENSSL_cleanse(key.data(), key.size());
     print(context, {{"file", options.out}, {"bytes", sizeOf(options.out)}});
     return kDone;
 }
@@ -182,8 +230,11 @@ struct VideoOptions {
 const char *videoFailure(unsigned result) {
     switch (result) {
     case 1:
-        return "nothing was written if the file does not begin with 'OZU' under this key at this offset; "
-               "after a failed write the file is decrypted in part";
+        return "is it another key or offset? Decrypted with this one, the file does not begin with the mark "
+               "of "
+               "a video at the offset, and nothing was changed; or a write failed, and the file is decrypted "
+               "in "
+               "part";
     case 70:
         return "the file cannot be opened for reading and writing";
     default:
@@ -193,6 +244,12 @@ const char *videoFailure(unsigned result) {
 
 ExitCode runVideo(const Context &context, const VideoOptions &options) {
     Bytes key = keyBytes(options.key, {16, 24, 32});
+    requireReadable(options.file);
+    if (static_cast<std::uintmax_t>(options.offset) >= sizeOf(options.file)) {
+        throw CommandError(kUsage, "--offset must be below the file's size of " +
+                                       std::to_string(sizeOf(options.file)) + " bytes, not " +
+                                       std::to_string(options.offset) + "; nothing was changed");
+    }
     context.requireConsent("decrypts the file in place, which cannot be undone");
     unsigned result = 0;
     {
@@ -203,8 +260,8 @@ ExitCode runVideo(const Context &context, const VideoOptions &options) {
     const std::size_t chunk = key.size();
     OPENSSL_cleanse(key.data(), key.size());
     if (result != 0) {
-        throw CommandError(kLibraryFailed,
-                           std::string(videoFailure(result)) + " (code " + std::to_string(result) + ")");
+        throw CommandError(kLibraryFailed, std::string(videoFailure(result)) + " (" +
+                                               libraryCode(static_cast<int>(result)) + ")");
     }
     const auto size = sizeOf(options.file), offset = static_cast<std::uintmax_t>(options.offset);
     const auto region = size > offset ? size - offset : 0;
@@ -219,8 +276,8 @@ void addVideo(CLI::App &app, Context &context) {
     auto options = std::make_shared<VideoOptions>();
     addKeyOptions(*command, options->key, "32, 48 or 64 digits");
     command->add_option("file", options->file, "File to rewrite")->required();
-    command->add_option("--offset", options->offset, "Where the encrypted region begins, in bytes")
-        ->check(CLI::NonNegativeNumber);
+    addNumber(*command, "--offset", options->offset, 0, std::numeric_limits<long>::max(),
+              "Where the encrypted region begins, in bytes");
     command->callback([&context, options] {
         context.command = [&context, options] { return runVideo(context, *options); };
     });
@@ -229,7 +286,7 @@ void addVideo(CLI::App &app, Context &context) {
 ExitCode runRandomBytes(const Context &context, int count) {
     Bytes bytes(static_cast<std::size_t>(count));
     if (const unsigned result = ozuutils_rand_bytes(bytes.data(), count); result != 0) {
-        throw CommandError(kLibraryFailed, "no random bytes (code " + std::to_string(result) + ")");
+        throw CommandError(kLibraryFailed, "no random bytes (" + libraryCode(static_cast<int>(result)) + ")");
     }
     print(context, hexText(bytes));
     return kDone;
@@ -237,7 +294,8 @@ ExitCode runRandomBytes(const Context &context, int count) {
 
 ExitCode runRandomNumber(const Context &context, int min, int max) {
     if (min > max) {
-        throw CommandError(kUsage, "the least number is above the greatest");
+        throw CommandError(kUsage, "min must not be above max, but " + std::to_string(min) + " is above " +
+                                       std::to_string(max));
     }
     unsigned seed = 0;
     ozuutils_rand_bytes(reinterpret_cast<unsigned char *>(&seed), sizeof(seed));
@@ -251,14 +309,14 @@ void addRandom(CLI::App &app, Context &context) {
     group->require_subcommand(1);
     CLI::App *bytes = group->add_subcommand("bytes", "Random bytes in hexadecimal, fit for keys");
     auto count = std::make_shared<int>(16);
-    bytes->add_option("count", *count, "How many (16)")->check(CLI::Range(0, 1 << 20));
+    addNumber(*bytes, "count", *count, 0, 1 << 20, "How many (16)");
     bytes->callback([&context, count] {
         context.command = [&context, count] { return runRandomBytes(context, *count); };
     });
     CLI::App *number = group->add_subcommand("number", "A random number, not for secrets");
     auto limits = std::make_shared<std::pair<int, int>>();
-    number->add_option("min", limits->first, "Least number")->required();
-    number->add_option("max", limits->second, "Greatest number")->required();
+    addNumber(*number, "min", limits->first, kLeastInt, kMostInt, "Least number")->required();
+    addNumber(*number, "max", limits->second, kLeastInt, kMostInt, "Greatest number")->required();
     number->callback([&context, limits] {
         context.command = [&context, limits] {
             return runRandomNumber(context, limits->first, limits->second);

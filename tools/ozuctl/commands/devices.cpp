@@ -1,42 +1,33 @@
 // ozuctl nxp, gpio: requests to the co-processor and to the radio.
 
+#include "arguments.h"
+#include "codes.h"
 #include "commands/commands.h"
+#include "numbers.h"
 #include "panel_messages.h"
 
 #include <utils_ozu/coprocessor.h>
 #include <utils_ozu/messages.h>
 
-#include <charconv>
 #include <memory>
 
 namespace ozuctl {
 
 namespace {
 
+constexpr const char *kSends = "sends a request to the panel's co-processor";
+
 ExitCode sent(const Context &context, int code, int result) {
     if (result != 0) {
-        throw CommandError(kLibraryFailed, "the request was not sent (code " + std::to_string(result) + ")");
+        throw CommandError(kLibraryFailed, "the request was not sent (" + platformCode(result) + ")");
     }
     print(context, {{"request", coded(code, nxpRequestName(code))}});
     return kDone;
 }
 
-std::vector<std::uint8_t> bytesOf(const std::string &hex) {
-    std::vector<std::uint8_t> bytes(hex.size() / 2);
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        const char *digits = hex.data() + 2 * i;
-        if (std::from_chars(digits, digits + 2, bytes[i], 16).ptr != digits + 2) {
-            throw CommandError(kUsage, "'" + hex + "' is not a row of bytes in hexadecimal");
-        }
-    }
-    if (hex.size() % 2 != 0) {
-        throw CommandError(kUsage, "'" + hex + "' ends in half a byte");
-    }
-    return bytes;
-}
-
 ExitCode sendBlock(const Context &context, const std::string &hex, unsigned command) {
-    const auto block = bytesOf(hex);
+    const auto block = requireBytes("BYTES", hex);
+    context.requireConsent(kSends);
     Context::startPanelProcess();
     const int code = block.empty() ? -1 : block[0];
     return sent(context, code,
@@ -45,12 +36,14 @@ ExitCode sendBlock(const Context &context, const std::string &hex, unsigned comm
 
 ExitCode housing(const Context &context) {
     const int version = Context::state().cpPlasticVersion;
+    context.requireConsent(kSends);
     Context::startPanelProcess();
     const int result = ozuutils_setNxpPlasticVersion();
     if (result == 1) {
-        throw CommandError(kLibraryFailed, "the shared state's housing version is " +
-                                               std::to_string(version) +
-                                               "; it must be 1 to 3 (ozuctl state set cpPlasticVersion=1)");
+        throw CommandError(kLibraryFailed,
+                           "the shared state's housing version is " + std::to_string(version) +
+                               "; it must be 1 to 3",
+                           "'ozuctl state set cpPlasticVersion=1' sets it.");
     }
     return sent(context, OZU_NXP_PLASTIC_VERSION, result);
 }
@@ -59,6 +52,7 @@ void addRequest(CLI::App &nxp, Context &context, const char *word, const char *h
                 int (*request)()) {
     nxp.add_subcommand(word, help)->callback([&context, code, request] {
         context.command = [&context, code, request] {
+            context.requireConsent(kSends);
             Context::startPanelProcess();
             return sent(context, code, request());
         };
@@ -88,9 +82,10 @@ void registerNxp(CLI::App &app, Context &context) {
 
     auto options = std::make_shared<Options>();
     CLI::App *command = nxp->add_subcommand("uart", "Set the protocol of its UART");
-    command->add_option("PROTOCOL", options->protocol)->required()->check(CLI::Range(0, 255));
+    addNumber(*command, "PROTOCOL", options->protocol, 0, 255, "Number of the protocol")->required();
     command->callback([options, &context] {
         context.command = [options, &context] {
+            context.requireConsent(kSends);
             Context::startPanelProcess();
             return sent(context, OZU_NXP_UART_PROTOCOL, ozuutils_updateNxpUartProtocol(options->protocol));
         };
@@ -102,7 +97,7 @@ void registerNxp(CLI::App &app, Context &context) {
 
     command = nxp->add_subcommand("send", "Send it any request block");
     command->add_option("BYTES", options->block, "In hexadecimal; may be empty")->required();
-    command->add_option("--command", options->command, "Command of the envelope (4)");
+    addNumber(*command, "--command", options->command, 0, 255, "Command of the envelope (4)");
     command->callback([options, &context] {
         context.command = [options, &context] {
             return sendBlock(context, options->block, options->command);
@@ -113,14 +108,15 @@ void registerNxp(CLI::App &app, Context &context) {
 void registerGpio(CLI::App &app, Context &context) {
     auto options = std::make_shared<Options>();
     CLI::App *command = app.add_subcommand("gpio", "Set an output of the CC1352 radio");
-    command->add_option("N", options->gpio, "Number of the output")->required();
-    command->add_option("LEVEL", options->level, "0 low, anything else high")->required();
+    addNumber(*command, "N", options->gpio, 0, 255, "Number of the output")->required();
+    addNumber(*command, "LEVEL", options->level, 0, 255, "0 low, anything else high")->required();
     command->add_option("--sender", options->sender, "Label of the sender (OZUCTL)");
     command->callback([options, &context] {
         context.command = [options, &context] {
+            context.requireConsent("sets an output of the panel's radio");
             Context::startPanelProcess();
             controlCC1352Gpio(options->sender.c_str(), options->gpio, options->level);
-            print(context, {{"gpio", options->gpio & 255U}, {"level", options->level & 255U}});
+            print(context, {{"gpio", options->gpio}, {"level", options->level}});
             return kDone; // the library does not tell; the log does
         };
     });

@@ -1,7 +1,12 @@
 // ozuctl events: the system event log, and lines for it.
 
+#include "arguments.h"
+#include "codes.h"
 #include "commands/commands.h"
+#include "named_numbers.h"
 #include "panel_messages.h"
+#include "platform_errors.h"
+#include "text.h"
 
 #include <utils_ozu/partitions.h>
 
@@ -61,10 +66,12 @@ std::vector<Json> eventsAfter(std::int64_t &id, const Options &options) {
     std::vector<platform::SystemEvent> events;
     do {
         events.clear();
-        if (const int code = platform::readEvents(id, kEventsPerLook, events); code != 0) {
-            throw CommandError(kUnreachable, std::string("cannot read the events: ") +
-                                                 platform::codeText(code) + " (data folder " +
-                                                 platform::dataFolder() + ")");
+        const int code = platform::readEvents(id, kEventsPerLook, events);
+        if (code == platform::kNothingThere && options.follow) {
+            return found; // the panel's first process is yet to come
+        }
+        if (code != 0) {
+            throw platformFailure("cannot read the events", code);
         }
         for (const auto &event : events) {
             id = event.id;
@@ -80,9 +87,9 @@ ExitCode follow(const Context &context, const Options &options, std::int64_t id)
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(options.seconds);
     signal(SIGINT, [](int) { stopped = 1; });
     signal(SIGTERM, [](int) { stopped = 1; });
-    signal(SIGPIPE, SIG_DFL); // `events -f | head` ends with head
     while (stopped == 0 && (options.seconds <= 0 || std::chrono::steady_clock::now() < end)) {
         std::this_thread::sleep_for(kLook);
+        requireReader();
         for (const Json &event : eventsAfter(id, options)) {
             printRecord(context, event, eventText(event));
         }
@@ -108,6 +115,17 @@ ExitCode events(const Context &context, const Options &options) {
 
 // --- new lines ---
 
+// A number or one of its names.
+CLI::Option *addNamed(CLI::App &command, const char *name, unsigned &target, const NamedNumbers &(*names)(),
+                      const char *help) {
+    return addChecked(
+        command, name, "N",
+        [&target, names](const std::string &what, const std::string &text) {
+            target = static_cast<unsigned>(requireNamed(what, text, 0, kMostUnsigned, names()));
+        },
+        help);
+}
+
 struct Line {
     unsigned command = 0;
     unsigned partition = 0;
@@ -119,22 +137,25 @@ struct Line {
     unsigned port = 0;
 };
 
-ExitCode written(int code) {
+constexpr const char *kWrites = "writes to the panel's event log";
+
+ExitCode written(const Context &context, int code) {
     if (code != 0) {
-        throw CommandError(kLibraryFailed,
-                           std::string("the line was not written: ") + platform::codeText(code));
+        throw CommandError(kLibraryFailed, "the line was not written (" + platformCode(code) + ")");
     }
+    printChanged(context, "the event log");
     return kDone;
 }
 
 // Connects to a TCP port, writes the opening and the closing.
-ExitCode addSocket(const Line &line) {
+ExitCode addSocket(const Context &context, const Line &line) {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(line.port));
     if (inet_pton(AF_INET, line.server.c_str(), &address.sin_addr) != 1) {
-        throw CommandError(kUsage, "'" + line.server + "' is not an IPv4 address");
+        throw CommandError(kUsage, "ADDRESS must be a dotted IPv4 address, not " + inQuotes(line.server));
     }
+    context.requireConsent(kWrites);
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const bool connected =
         fd >= 0 && connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
@@ -148,6 +169,7 @@ ExitCode addSocket(const Line &line) {
     if (!connected) {
         throw CommandError(kNo, "nothing listens on " + line.server + " port " + std::to_string(line.port));
     }
+    printChanged(context, "the event log");
     return kDone;
 }
 
@@ -159,12 +181,15 @@ void addWriters(CLI::App &events, Context &context) {
     using Writer = int (*)(unsigned, unsigned, const char *);
     const auto addSecurity = [&](const char *word, const char *help, Writer writer) {
         CLI::App *command = add->add_subcommand(word, help);
-        command->add_option("NUMBER", line->command, "Command or event, 0 to 19")->required();
-        command->add_option("PARTITION", line->partition, "0 to 9")->required();
+        addNamed(*command, "NUMBER", line->command, securityCommands,
+                 "Command or event, 0 to 19, or its name")
+            ->required();
+        addNamed(*command, "PARTITION", line->partition, partitions, "0 to 9, or its name")->required();
         command->add_option("MEDIA", line->media, "Where it came from")->required();
         command->callback([line, writer, &context] {
-            context.command = [line, writer] {
-                return written(writer(line->command, line->partition, line->media.c_str()));
+            context.command = [line, writer, &context] {
+                context.requireConsent(kWrites);
+                return written(context, writer(line->command, line->partition, line->media.c_str()));
             };
         });
     };
@@ -172,21 +197,25 @@ void addWriters(CLI::App &events, Context &context) {
     addSecurity("event", "A security event", writeSecurityEventToSystemLog);
 
     CLI::App *command = add->add_subcommand("http", "An HTTP request");
-    command->add_option("ACTION", line->action)->required();
-    command->add_option("SERVER", line->server)->required();
-    command->add_option("RESULT", line->result, "HTTP status, or a code of the transfer library")->required();
+    command->add_option("ACTION", line->action, "For example GET")->required();
+    command->add_option("SERVER", line->server, "Its name")->required();
+    addNumber(*command, "RESULT", line->result, kLeastInt, kMostInt,
+              "HTTP status, or a code of the transfer library")
+        ->required();
     command->add_option("IFACE", line->iface, "Network interface; by default none");
     command->callback([line, &context] {
-        context.command = [line] {
-            return written(ozuutils_sysLogHTTPSPrinter(line->action.c_str(), line->server.c_str(),
-                                                       line->iface.c_str(), line->result));
+        context.command = [line, &context] {
+            context.requireConsent(kWrites);
+            return written(context, ozuutils_sysLogHTTPSPrinter(line->action.c_str(), line->server.c_str(),
+                                                                line->iface.c_str(), line->result));
         };
     });
 
     command = add->add_subcommand("socket", "Opening and closing of a connection that is made for it");
     command->add_option("ADDRESS", line->server, "IPv4 address")->required();
-    command->add_option("PORT", line->port)->required()->check(CLI::Range(0, 65535));
-    command->callback([line, &context] { context.command = [line] { return addSocket(*line); }; });
+    addNumber(*command, "PORT", line->port, 0, 65535, "TCP port")->required();
+    command->callback(
+        [line, &context] { context.command = [line, &context] { return addSocket(context, *line); }; });
 }
 
 } // namespace
@@ -195,10 +224,16 @@ void registerEvents(CLI::App &app, Context &context) {
     auto options = std::make_shared<Options>();
     CLI::App *command = app.add_subcommand("events", "The system event log, oldest first");
     command->add_flag("-f,--follow", options->follow, "Go on with new events until interrupted");
-    command->add_option("-n,--last", options->last, "Only the last so many of those that are there");
-    command->add_option("--category", options->category, "Only this category");
-    command->add_option("--for", options->seconds, "With -f: stop after so many seconds")
-        ->check(CLI::PositiveNumber);
+    addNumber(*command, "-n,--last", options->last, 1, kMostInt,
+              "Only the last so many of those that are there");
+    addChecked(
+        *command, "--category", "N",
+        [options](const std::string &what, const std::string &text) {
+            options->category =
+                static_cast<int>(requireNamed(what, text, kLeastInt, kMostInt, eventCategories()));
+        },
+        "Only this category: number or name, e.g. 11 or ARM");
+    addSeconds(*command, "--for", options->seconds, "With -f: stop after so many seconds");
     addWriters(*command, context);
     command->callback([options, command, &context] {
         if (command->get_subcommands().empty()) {

@@ -1,5 +1,6 @@
 // ozuctl identity, dialer, keyfob: who the panel is, and look-ups in its tables.
 
+#include "arguments.h"
 #include "commands/commands.h"
 
 #include <utils_ozu/identity.h>
@@ -61,9 +62,9 @@ void registerIdentity(CLI::App &app, Context &context) {
 
     auto given = std::make_shared<Numbers>();
     command = app.add_subcommand("dialer", "Whether the dialer table has an entry with these attributes");
-    command->add_option("ID", given->id, "1 to 16")->required();
-    command->add_option("A", given->checkA, "dialerCheckA")->required();
-    command->add_option("B", given->checkB, "dialerCheckB")->required();
+    addNumber(*command, "ID", given->id, 0, 255, "1 to 16")->required();
+    addNumber(*command, "A", given->checkA, 0, 255, "dialerCheckA")->required();
+    addNumber(*command, "B", given->checkB, 0, 255, "dialerCheckB")->required();
     command->callback([given, &context] {
         context.command = [given, &context] {
             return dialer(context, given->id, given->checkA, given->checkB);
@@ -71,12 +72,12 @@ void registerIdentity(CLI::App &app, Context &context) {
     });
 
     command = app.add_subcommand("keyfob", "The SY9 keyfob of a user");
-    command->add_option("USER", given->id)->required();
+    addNumber(*command, "USER", given->id, 0, 255, "Number of the user")->required();
     command->callback(
         [given, &context] { context.command = [given, &context] { return keyfob(context, given->id); }; });
 
     command = app.add_subcommand("profiles", "Whether a UMKRL camera's firmware supports profiles");
-    command->add_option("DEVICE", given->device, "Index of the device")->required();
+    addNumber(*command, "DEVICE", given->device, 0, kMostInt, "Index of the device")->required();
     command->callback([given, &context] {
         context.command = [given, &context] { return profiles(context, given->device); };
     });

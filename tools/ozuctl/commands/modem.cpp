@@ -1,6 +1,8 @@
 // ozuctl modem, imsi: versions of the cellular modem, codes of a SIM.
 
+#include "arguments.h"
 #include "commands/commands.h"
+#include "text.h"
 
 #include <utils_ozu/modem.h>
 
@@ -42,7 +44,7 @@ ExitCode imsi(const Context &context, const std::string &digits) {
     char mnc[4] = {};
     const int length = ozuutils_IMSItoMccMnc(digits.c_str(), mcc, mnc);
     if (length == 0) {
-        throw CommandError(kUsage, "an IMSI has at least six digits");
+        throw CommandError(kUsage, "DIGITS must be an IMSI, at least six digits, not " + inQuotes(digits));
     }
     print(context, {{"mcc", mcc}, {"mnc", mnc}, {"mncLength", length}});
     return kDone;
@@ -72,7 +74,7 @@ void registerModem(CLI::App &app, Context &context) {
     CLI::App *command =
         modem->add_subcommand("app", "Application version in a version text. 1 when there is none");
     command->add_option("TEXT", options->text, "By default the firmware version");
-    command->add_option("--digits", options->appDigits, "Digits it has (6)")->check(CLI::Range(1, 6));
+    addNumber(*command, "--digits", options->appDigits, 1, 6, "Digits it has (6)");
     command->callback([options, &context] {
         context.command = [options, &context] {
             return showPart(context, "application", getAppModemVersion, options->text, options->appDigits);
@@ -81,7 +83,7 @@ void registerModem(CLI::App &app, Context &context) {
 
     command = modem->add_subcommand("beta", "Beta number in a version text. 1 when there is none");
     command->add_option("TEXT", options->text, "By default the firmware version");
-    command->add_option("--digits", options->betaDigits, "Digits it has (1)")->check(CLI::Range(1, 3));
+    addNumber(*command, "--digits", options->betaDigits, 1, 3, "Digits it has (1)");
     command->callback([options, &context] {
         context.command = [options, &context] {
             return showPart(context, "beta", getAppBetaModemVersion, options->text, options->betaDigits);
@@ -89,7 +91,7 @@ void registerModem(CLI::App &app, Context &context) {
     });
 
     command = modem->add_subcommand("awake", "Whether it neither saves power nor works in CBank mode");
-    command->add_option("PSM", options->psm, "Its power-saving state")->required();
+    addNumber(*command, "PSM", options->psm, kLeastInt, kMostInt, "Its power-saving state")->required();
     command->callback([options, &context] {
         context.command = [options, &context] {
             static_cast<void>(Context::state());

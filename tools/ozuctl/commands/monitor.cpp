@@ -1,23 +1,25 @@
 // ozuctl monitor: bus messages, state changes, log lines and system events as one stream in the order of
 // time.
 
+#include "arguments.h"
 #include "bus_listener.h"
 #include "commands/commands.h"
 #include "commands/processes.h"
 #include "log_follower.h"
+#include "log_line.h"
 #include "panel_messages.h"
 #include "state_fields.h"
+#include "text.h"
 #include "timeline.h"
+#include "topics.h"
 
 #include <ozu_platform_tools.h>
 
 #include <chrono>
 #include <csignal>
 #include <cstring>
-#include <ctime>
 #include <memory>
 #include <optional>
-#include <regex>
 #include <thread>
 
 namespace ozuctl {
@@ -107,39 +109,24 @@ class StateWatcher {
 
 // --- log lines ---
 
-std::optional<std::int64_t> millisecondsOf(const std::string &iso) {
-    tm parts = {};
-    const char *rest = strptime(iso.c_str(), "%Y-%m-%dT%H:%M:%S", &parts);
-    if (rest == nullptr) {
-        return std::nullopt;
-    }
-    std::int64_t fraction = 0;
-    if (*rest == '.') {
-        const std::string digits = (std::string(rest + 1) + "000").substr(0, 3);
-        fraction = strtol(digits.c_str(), nullptr, 10);
-    }
-    return std::int64_t{timegm(&parts)} * 1000 + fraction;
-}
-
-// "time level letter process[pid] source function:line text", with "- -" for a line without position. Any
-// other line is passed on as it is.
+// A line that is none of the log's is passed on as it is.
 Happening logHappening(const std::string &file, const std::string &line) {
-    static const std::regex shape(R"(^(\S+) (\d+) ([A-Z]) (.+?)\[(\d+)\] (\S+) (?:-|(\S+):(\d+)) (.*)$)");
-    std::smatch part;
-    if (!std::regex_match(line, part, shape)) {
-        return {nowMilliseconds(), {{"kind", "log"}, {"process", file}, {"text", line}}, "log    " + line};
+    const auto parts = splitLogLine(line);
+    if (!parts) {
+        return {nowMilliseconds(),
+                {{"kind", "log"}, {"process", file}, {"text", line}},
+                "log    " + visible(line)};
     }
-    const bool placed = part[7].matched;
     Json record = {{"kind", "log"},
-                   {"process", part[4].str()},
-                   {"pid", std::stol(part[5])},
-                   {"level", coded(std::stol(part[2]), part[3])},
-                   {"source", placed ? Json(part[6]) : Json(nullptr)},
-                   {"function", placed ? Json(part[7]) : Json(nullptr)},
-                   {"line", placed ? Json(std::stol(part[8])) : Json(nullptr)},
-                   {"text", part[9].str()}};
-    std::string text = "log    " + part[4].str() + " " + part[3].str() + " " + part[9].str();
-    return {millisecondsOf(part[1]).value_or(nowMilliseconds()), std::move(record), std::move(text)};
+                   {"process", parts->process},
+                   {"pid", parts->pid},
+                   {"level", coded(parts->level, parts->letter)},
+                   {"source", parts->placed ? Json(parts->source) : Json(nullptr)},
+                   {"function", parts->placed ? Json(parts->function) : Json(nullptr)},
+                   {"line", parts->placed ? Json(parts->line) : Json(nullptr)},
+                   {"text", parts->text}};
+    return {parts->timeMs, std::move(record),
+            "log    " + visible(parts->process) + " " + parts->letter + " " + visible(parts->text)};
 }
 
 // --- system events ---
@@ -168,9 +155,9 @@ class EventReader {
                             {"subtype", event.subtype ? Json(*event.subtype) : Json(nullptr)},
                             {"suppressed", event.suppressed},
                             {"text", event.text}},
-                           "event  " + event.process + " " +
+                           "event  " + visible(event.process) + " " +
                                plainText(coded(event.category, eventCategoryName(event.category))) + ": " +
-                               event.text});
+                               visible(event.text)});
         }
     }
 
@@ -181,19 +168,37 @@ class EventReader {
 
 // --- the stream ---
 
-std::string snapshotText(const Json &snapshot) {
-    std::string text = "snapshot";
+// None as long as the panel's first process is yet to come.
+Json processesNow() {
+    try {
+        return runningProcesses();
+    } catch (const CommandError &error) {
+        if (error.code != kUnreachable) {
+            throw;
+        }
+        return Json::array();
+    }
+}
+
+void showSnapshot(const Context &context, const Json &snapshot) {
+    const std::string time = isoTimeMilliseconds(nowMilliseconds());
+    Json record = {{"time", time}};
+    record.update(snapshot);
+    printRecord(context, record, time + " snapshot");
+    if (context.json) {
+        return;
+    }
     for (const auto &process : snapshot["processes"]) {
-        text += "\n  process " + plainText(process["process"]) + "[" + plainText(process["pid"]) + "] " +
-                plainText(process["severity"]);
+        writeLine("  process " + plainText(process["process"]) + "[" + plainText(process["pid"]) + "] " +
+                  plainText(process["severity"]));
     }
     if (snapshot["fields"].is_null()) {
-        return text + "\n  no shared record yet";
+        writeLine("  no shared record yet");
+        return;
     }
     for (const auto &[path, value] : snapshot["fields"].items()) {
-        text += "\n  " + path + " " + plainText(value);
+        writeLine("  " + path + " " + plainText(value));
     }
-    return text;
 }
 
 void show(const Context &context, const Happening &happening) {
@@ -203,6 +208,9 @@ void show(const Context &context, const Happening &happening) {
 }
 
 ExitCode monitor(const Context &context, const Options &options) {
+    if (!options.noBus) {
+        requireFilter(options.topic);
+    }
     Timeline timeline(kHoldMs);
     std::optional<BusListener> bus;
     if (!options.noBus) {
@@ -221,12 +229,11 @@ ExitCode monitor(const Context &context, const Options &options) {
     }
     signal(SIGINT, [](int) { stopped = 1; });
     signal(SIGTERM, [](int) { stopped = 1; });
-    signal(SIGPIPE, SIG_DFL); // `monitor | head` ends with head
 
     state.look();
     const Json snapshot = {
-        {"kind", "snapshot"}, {"processes", runningProcesses()}, {"fields", state.snapshot()["fields"]}};
-    show(context, {nowMilliseconds(), snapshot, snapshotText(snapshot)});
+        {"kind", "snapshot"}, {"processes", processesNow()}, {"fields", state.snapshot()["fields"]}};
+    showSnapshot(context, snapshot);
 
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(options.seconds);
     for (int look = 0; stopped == 0 && (options.seconds <= 0 || std::chrono::steady_clock::now() < end);
@@ -243,6 +250,7 @@ ExitCode monitor(const Context &context, const Options &options) {
         for (const Happening &happening : timeline.ripe()) {
             show(context, happening);
         }
+        requireReader();
         std::this_thread::sleep_for(kLook);
     }
     if (logs) {
@@ -270,7 +278,7 @@ void registerMonitor(CLI::App &app, Context &context) {
     command->add_flag("--no-log", options->noLog, "Leave out log lines");
     command->add_flag("--no-events", options->noEvents, "Leave out system events");
     command->add_option("--topic", options->topic, "Messages of this topic only, with MQTT wildcards");
-    command->add_option("--for", options->seconds, "Stop after so many seconds")->check(CLI::PositiveNumber);
+    addSeconds(*command, "--for", options->seconds, "Stop after so many seconds");
     command->callback([options, &context] {
         context.command = [&context, options] { return monitor(context, *options); };
     });

@@ -1,7 +1,9 @@
 // ozuctl names, device-type: names of device types and radio messages, both ways.
 
+#include "arguments.h"
 #include "commands/commands.h"
 #include "device_types.h"
+#include "named_numbers.h"
 
 #include <utils_ozu/names.h>
 
@@ -41,12 +43,20 @@ struct Options {
     std::optional<int> sub;
 };
 
+NamedNumbers namesOf(const Table &table) {
+    NamedNumbers names;
+    for (int code = 0; code < kCodes; ++code) {
+        if (std::string name = table.nameOf(code); name != kUnknown) {
+            names.push_back({std::move(name), code});
+        }
+    }
+    return names;
+}
+
 ExitCode listTable(const Context &context, const Table &table) {
     Json rows = Json::array();
-    for (int code = 0; code < kCodes; ++code) {
-        if (const std::string name = table.nameOf(code); name != kUnknown) {
-            rows.push_back(coded(code, name));
-        }
+    for (const NamedNumber &one : namesOf(table)) {
+        rows.push_back(coded(one.number, one.name));
     }
     print(context, rows);
     return kDone;
@@ -75,9 +85,15 @@ void registerNames(CLI::App &app, Context &context) {
     for (const Table &table : kTables) {
         auto options = std::make_shared<Options>();
         CLI::App *command = names->add_subcommand(table.word, table.help);
-        command->add_option("CODE", options->code, "Decimal, or hexadecimal with 0x");
+        addChecked(
+            *command, "CODE", "N",
+            [options, &table](const std::string &what, const std::string &text) {
+                options->code =
+                    static_cast<int>(requireNamed(what, text, kLeastInt, kMostInt, namesOf(table)));
+            },
+            "Decimal, or hexadecimal with 0x; or a name");
         if (table.subNameOf != nullptr) {
-            command->add_option("SUB", options->sub, "Sub-opcode of CODE");
+            addNumber(*command, "SUB", options->sub, kLeastInt, kMostInt, "Sub-opcode of CODE");
         }
         command->callback([options, &table, &context] {
             context.command = [options, &table, &context] { return showName(context, table, *options); };

@@ -1,7 +1,11 @@
 // ozuctl net: addresses, routes, names and the DNS file.
 
+#include "arguments.h"
+#include "codes.h"
 #include "commands/commands.h"
 #include "log_tap.h"
+#include "numbers.h"
+#include "text.h"
 
 #include <utils_ozu/host_names.h>
 #include <utils_ozu/interfaces.h>
@@ -17,7 +21,6 @@
 #include <chrono>
 #include <cstdio>
 #include <fstream>
-#include <iostream>
 #include <memory>
 
 namespace ozuctl {
@@ -49,10 +52,12 @@ ExitCode address(const Context &context, const std::string &interface) {
         code = ozuutils_gethostIPv4byIfname(&own, &broadcast, interface.c_str());
     }
     if (code == 7) {
-        throw CommandError(kLibraryFailed, "no socket could be opened (code 7)");
+        throw CommandError(kLibraryFailed, "no socket could be opened (" + libraryCode(7) + ")");
     }
     if (own.sin_family != AF_INET) {
-        throw CommandError(kNo, interface + " does not exist or has no IPv4 address");
+        throw CommandError(kNo,
+                           "the interface " + inQuotes(interface) + " does not exist or has no IPv4 address",
+                           "'ip -4 addr' lists the interfaces.");
     }
     Json document = {{"interface", interface}, {"address", dotted(own)}};
     document["broadcast"] = code == 0 ? Json(dotted(broadcast)) : Json(nullptr);
@@ -67,7 +72,7 @@ ExitCode gateway(const Context &context, const std::string &interface) {
         return retrieveDefGateway(0, text.data(), interface.c_str());
     }();
     if (code != 0) {
-        throw CommandError(kNo, "no route of the main table has a gateway through '" + interface + "'");
+        throw CommandError(kNo, "no route of the main table has a gateway through " + inQuotes(interface));
     }
     print(context, {{"interface", interface}, {"gateway", text.data()}});
     return kDone;
@@ -86,17 +91,11 @@ void splitPrefix(RouteWords &route) {
     const std::size_t slash = route.destination.find('/');
     int prefix = 32;
     if (slash != std::string::npos) {
-        try {
-            prefix = std::stoi(route.destination.substr(slash + 1));
-        } catch (const std::exception &) {
-            prefix = -1;
-        }
+        prefix = static_cast<int>(
+            requireNumber("the prefix", std::string_view(route.destination).substr(slash + 1), 0, 32));
         route.destination.erase(slash);
     } else if (!route.mask.empty()) {
         return;
-    }
-    if (prefix < 0 || prefix > 32) {
-        throw CommandError(kUsage, "the prefix must be 0 to 32");
     }
     sockaddr_in mask = {};
     mask.sin_addr.s_addr = prefix == 0 ? 0 : htonl(0xFFFFFFFFu << (32 - prefix));
@@ -106,7 +105,7 @@ void splitPrefix(RouteWords &route) {
 void requireAddress(const std::string &what, const std::string &text) {
     in_addr ignored = {};
     if (inet_pton(AF_INET, text.c_str(), &ignored) != 1) {
-        throw CommandError(kUsage, what + " '" + text + "' is not a dotted IPv4 address");
+        throw CommandError(kUsage, what + " must be a dotted IPv4 address, not " + inQuotes(text));
     }
 }
 
@@ -142,6 +141,7 @@ ExitCode changeRoute(const Context &context, RouteWords route, bool add) {
                            std::string(add ? "the route was not confirmed" : "the route was not removed") +
                                (refusal.empty() ? "" : ": " + refusal));
     }
+    printChanged(context, "the routes");
     return kDone;
 }
 
@@ -162,7 +162,7 @@ ExitCode valid(const Context &context, const std::string &text) {
     Json document = {{"text", text}, {"valid", accepted}};
     document["reason"] = accepted ? Json(nullptr) : Json(reason);
     document["anyAddress"] = isValidIpAddress(text.c_str()) != 0;
-    print(context, context.json ? document : Json(accepted ? "yes" : "no: " + reason));
+    print(context, document, accepted ? "yes" : "no: " + reason);
     return accepted ? kDone : kNo;
 }
 
@@ -171,9 +171,9 @@ ExitCode hostOf(const Context &context, std::string url) {
     const int found = parse_host(url.data(), host.data(), static_cast<unsigned int>(host.size()));
     host.resize(host.find('\0'));
     if (found == 0) {
-        throw CommandError(kNo, "there is no host in '" + url + "'");
+        throw CommandError(kNo, "there is no host in " + inQuotes(url));
     }
-    print(context, context.json ? Json{{"url", url}, {"host", host}} : Json(host));
+    print(context, {{"url", url}, {"host", host}}, host);
     return kDone;
 }
 
@@ -248,6 +248,11 @@ ExitCode resolve(const Context &context, ResolveWords words) {
     if (words.via != "ares" && !words.interface.empty()) {
         throw CommandError(kUsage, "only --via ares can bind to an interface");
     }
+    for (const std::string &server : {words.server, words.second}) {
+        if (!server.empty()) {
+            requireAddress("a server", server);
+        }
+    }
     Steps steps(context.json);
     AddressText text = {};
     int code = 0;
@@ -266,8 +271,8 @@ ExitCode resolve(const Context &context, ResolveWords words) {
     } else if (code == 0) {
         print(context, Json(text.data()));
     } else {
-        std::cerr << "ozuctl: " << words.host << " was not resolved in " << seconds << " s (code " << code
-                  << ")\n";
+        throw CommandError(kNo, inQuotes(words.host) + " was not resolved in " + Json(seconds).dump() +
+                                    " s (" + libraryCode(code) + ")");
     }
     return code == 0 ? kDone : kNo;
 }
@@ -277,7 +282,7 @@ ExitCode writeDnsFile(const Context &context) {
     context.requireConsent(std::string("rewrites ") + kDnsFile);
     if (const int code = write_permanent_dns(); code != 0) {
         throw CommandError(kLibraryFailed,
-                           std::string(kDnsFile) + " was not written (code " + std::to_string(code) + ")");
+                           std::string(kDnsFile) + " was not written (" + libraryCode(code) + ")");
     }
     // A file that cannot be opened is no failure for the library; here it is.
     std::ifstream file(kDnsFile);
@@ -303,7 +308,7 @@ void addRouteCommands(CLI::App &net, Context &context) {
         command->add_option("--gateway", words->gateway, "Address of the gateway");
         command->add_option("--mask", words->mask, "Network mask, instead of a prefix");
         command->add_option("--dev", words->device, "Network device");
-        command->add_option("--metric", words->metric, "Metric")->check(CLI::Range(0, 32766));
+        addNumber(*command, "--metric", words->metric, 0, 32766, "Metric");
         command->callback([words, add, &context] {
             context.command = [words, add, &context] { return changeRoute(context, *words, add); };
         });
@@ -317,21 +322,23 @@ void addResolveCommand(CLI::App &net, Context &context) {
     command->add_option("--server", words->server, "Primary DNS server, dotted");
     command->add_option("--second", words->second, "Secondary DNS server, dotted");
     command->add_option("--iface", words->interface, "Network device the queries leave through (ares)");
-    command
-        ->add_option("--via", words->via,
-                     "ares (with servers), raw (one datagram each), system (without servers)")
-        ->check(CLI::IsMember({"raw", "ares", "system"}));
-    command->add_option("--tries", words->tries, "Calls to make at most (ares)")->check(CLI::Range(1, 100));
+    addChecked(
+        *command, "--via", "WAY",
+        [words](const std::string &what, const std::string &text) {
+            words->via = requireWord(what, text, {"ares", "raw", "system"});
+        },
+        "ares (with servers), raw (one datagram each), system (without servers)");
+    addNumber(*command, "--tries", words->tries, 1, 100, "Calls to make at most (ares)");
     command->callback(
         [words, &context] { context.command = [words, &context] { return resolve(context, *words); }; });
 }
 
 // A command with one word.
-void addWordCommand(CLI::App &net, Context &context, const char *name, const char *word,
+void addWordCommand(CLI::App &net, Context &context, const char *name, const char *word, const char *meaning,
                     const char *description, ExitCode (*run)(const Context &, const std::string &)) {
     auto value = std::make_shared<std::string>();
     CLI::App *command = net.add_subcommand(name, description);
-    command->add_option(word, *value)->required();
+    command->add_option(word, *value, meaning)->required();
     command->callback([value, run, &context] {
         context.command = [value, run, &context] { return run(context, *value); };
     });
@@ -342,13 +349,15 @@ void addWordCommand(CLI::App &net, Context &context, const char *name, const cha
 void registerNet(CLI::App &app, Context &context) {
     CLI::App *net = app.add_subcommand("net", "Addresses, routes, names, DNS file");
     net->require_subcommand(1);
-    addWordCommand(*net, context, "address", "IF", "IPv4 and broadcast address of an interface", address);
-    addWordCommand(*net, context, "gateway", "IF",
+    addWordCommand(*net, context, "address", "IF", "Network interface",
+                   "IPv4 and broadcast address of an interface", address);
+    addWordCommand(*net, context, "gateway", "IF", "Part of its name",
                    "Gateway of the first route through an interface with this in its name", gateway);
     addRouteCommands(*net, context);
-    addWordCommand(*net, context, "valid", "TEXT", "Is it an address that a host of the panel's may have?",
-                   valid);
-    addWordCommand(*net, context, "host-of", "URL", "The host in a URL",
+    addWordCommand(*net, context, "valid", "TEXT", "A text",
+                   "Is it an address that a host of the panel's may have?", valid);
+    addWordCommand(*net, context, "host-of", "URL", "With or without scheme, user, port and path",
+                   "The host in a URL",
                    [](const Context &where, const std::string &url) { return hostOf(where, url); });
     addResolveCommand(*net, context);
     CLI::App *file = net->add_subcommand("dns-file", "The file of the DNS servers the panel knows");

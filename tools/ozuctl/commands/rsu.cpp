@@ -1,5 +1,6 @@
 // ozuctl rsu: folders of firmware images for radio devices.
 
+#include "codes.h"
 #include "commands/commands.h"
 #include "device_types.h"
 
@@ -55,8 +56,9 @@ Json row(int type) {
 int requireFolder(const std::string &word) {
     const int type = deviceTypeOf(word);
     if (std::string(ozuutils_getRsuFolder(type)) == kNoFolder) {
-        throw CommandError(kNo, "device type " + plainText(coded(type, getDeviceTypeName(type))) +
-                                    " has no update folder; 'ozuctl rsu list' shows those that have");
+        throw CommandError(
+            kNo, "device type " + plainText(coded(type, getDeviceTypeName(type))) + " has no update folder",
+            "'ozuctl rsu list' shows those that have.");
     }
     return type;
 }
@@ -79,10 +81,16 @@ ExitCode removeFiles(const Context &context, const std::string &word) {
     const int type = requireFolder(word);
     const std::string folder = ozuutils_getRsuFolder(type);
     context.requireConsent("deletes everything in " + folder);
+    std::error_code ignored;
+    const bool exists = fs::is_directory(folder, ignored);
     if (const int result = ozuutils_removeRsuFile(type); result != 0) {
-        throw CommandError(kLibraryFailed, "not everything in " + folder + " could be deleted (code " +
-                                               std::to_string(result) + ", see the log)");
+        const std::string what = exists
+                                     ? "not everything in " + folder + " could be deleted; its log says why"
+                                     : "there is no folder " + folder + ": nothing was deleted";
+        throw CommandError(kLibraryFailed, what + " (" + libraryCode(result) + ")",
+                           exists ? "" : "'ozuctl rsu list' shows the folders that exist.");
     }
+    printChanged(context, folder);
     return kDone;
 }
 

@@ -2,6 +2,9 @@
 
 #include "commands/commands.h"
 #include "commands/processes.h"
+#include "platform_errors.h"
+#include "suggest.h"
+#include "text.h"
 
 #include <ozu_platform_tools.h>
 
@@ -15,15 +18,9 @@ namespace {
 namespace platform = ozu::platform;
 
 void require(int code, const std::string &doing) {
-    if (code == 0) {
-        return;
+    if (code != 0) {
+        throw platformFailure(doing, code);
     }
-    const ExitCode status = code == platform::kInvalidArgument                             ? kUsage
-                            : code == platform::kNotFound                                  ? kNo
-                            : code == platform::kCannotOpen || code == platform::kReadOnly ? kUnreachable
-                                                                                           : kLibraryFailed;
-    throw CommandError(status, doing + ": " + platform::codeText(code) + " (code " + std::to_string(code) +
-                                   ", data folder " + platform::dataFolder() + ")");
 }
 
 Json levelOf(const std::string &severity) {
@@ -46,20 +43,20 @@ ExitCode list(const Context &context) {
 ExitCode show(const Context &context, const std::string &process) {
     char severity[9] = {};
     require(ozudb_getSeverityNameByProcName(severity, 8, process.c_str()),
-            "cannot tell the severity of " + process);
+            "cannot tell the severity of " + inQuotes(process));
     print(context, {{"process", process}, {"severity", severity}, {"level", levelOf(severity)}});
     return kDone;
 }
 
-ExitCode change(const std::string &process, const std::string &severity) {
+ExitCode change(const Context &context, const std::string &process, const std::string &severity) {
     if (!platform::severityLevel(severity)) {
-        std::string names;
-        for (const auto &name : platform::severityNames()) {
-            names += " " + name;
-        }
-        throw CommandError(kUsage, "there is no severity '" + severity + "'; the severities are:" + names);
+        const auto &names = platform::severityNames();
+        throw CommandError(kUsage, "there is no severity " + inQuotes(severity) + didYouMean(severity, names),
+                           "The severities are " + listed(names) + ".");
     }
-    require(platform::setSeverity(process, severity), "cannot change the severity of " + process);
+    context.requireConsent("changes which log lines a panel process keeps");
+    require(platform::setSeverity(process, severity), "cannot change the severity of " + inQuotes(process));
+    printChanged(context, "the severity of " + process);
     return kDone;
 }
 
@@ -96,13 +93,14 @@ void registerSeverity(CLI::App &app, Context &context) {
         app.add_subcommand("severity", "The log severity of a process; with NAME sets it, at once for "
                                        "a running process, too; alone lists all");
     command->add_option("PROCESS", words->first, "Registered name, or * for every process without its own");
-    command->add_option("NAME", words->second, "TRACE DEBUG INFO NOTICE WARNING REMOTE ERROR CRITICAL OFF");
+    command->add_option("NAME", words->second,
+                        "TRACE, DEBUG, INFO, NOTICE, WARNING, REMOTE, ERROR, CRITICAL or OFF");
     command->callback([words, &context] {
         context.command = [words, &context] {
             const auto &[process, severity] = *words;
-            return process.empty()    ? list(context)
-                   : severity.empty() ? show(context, process)
-                                      : change(process, severity);
+            return words->first.empty() ? list(context)
+                   : severity.empty()   ? show(context, process)
+                                        : change(context, process, severity);
         };
     });
 }

@@ -1,7 +1,9 @@
 // ozuctl state: the fields of the panel's shared record.
 
+#include "arguments.h"
 #include "commands/commands.h"
 #include "state_fields.h"
+#include "text.h"
 #include "timeline.h"
 
 #include <chrono>
@@ -69,25 +71,27 @@ std::vector<Assignment> parseAssignments(const std::vector<std::string> &words) 
     for (const std::string &word : words) {
         const std::size_t equals = word.find('=');
         if (equals == std::string::npos) {
-            throw CommandError(kUsage, "'" + word + "' is not FIELD=VALUE");
+            throw CommandError(kUsage, inQuotes(word) + " is not FIELD=VALUE");
         }
         assignments.push_back({requireField(word.substr(0, equals)), word.substr(equals + 1)});
     }
     return assignments;
 }
 
-ExitCode set(const Options &options) {
+ExitCode set(const Context &context, const Options &options) {
     const auto assignments = parseAssignments(options.paths);
     // All values are tried on a scratch record first: either every field changes or none.
     auto scratch = std::make_unique<PanelSharedState>();
     for (const Assignment &assignment : assignments) {
         assignment.field.write(*scratch, assignment.text);
     }
+    context.requireConsent("changes the panel's shared record");
     Context::changeState([&assignments](PanelSharedState &state) {
         for (const Assignment &assignment : assignments) {
             assignment.field.write(state, assignment.text);
         }
     });
+    printChanged(context, "the shared record");
     return kDone;
 }
 
@@ -125,6 +129,7 @@ ExitCode watch(const Context &context, const Options &options) {
     std::size_t seen = 0;
     while (interrupted == 0) {
         *after = live;
+        requireReader();
         for (const Field &field : fields) {
             if (field.differs(*before, *after)) {
                 printChange(context, field, *before, *after);
@@ -163,18 +168,17 @@ void addSet(CLI::App &state, Context &context) {
         "Change fields. Values: numbers; names of device types (W3) and partition states (ARMED_2); times\n"
         "as 2026-03-01T12:00:00Z, now, now+30; never (an expiry)");
     command->add_option("CHANGE", options->paths, "FIELD=VALUE")->required();
-    command->callback([options, &context] { context.command = [options] { return set(*options); }; });
+    command->callback(
+        [options, &context] { context.command = [options, &context] { return set(context, *options); }; });
 }
 
 void addWatch(CLI::App &state, Context &context) {
     auto options = std::make_shared<Options>();
     CLI::App *command = state.add_subcommand("watch", "Show changes of fields as they happen");
     command->add_option("FIELD", options->paths, "Fields or parts to watch; all of them by default");
-    command->add_option("--interval", options->intervalMs, "Milliseconds between two looks (50)")
-        ->check(CLI::Range(1, 60000));
-    command->add_option("--for", options->seconds, "Stop after so many seconds")->check(CLI::PositiveNumber);
-    command->add_option("--changes", options->changes, "Stop after so many changes")
-        ->check(CLI::PositiveNumber);
+    addNumber(*command, "--interval", options->intervalMs, 1, 60000, "Milliseconds between two looks (50)");
+    addSeconds(*command, "--for", options->seconds, "Stop after so many seconds");
+    addNumber(*command, "--changes", options->changes, 1, kMostInt, "Stop after so many changes");
     command
         ->add_option("--until", options->until, "Stop when FIELD=VALUE holds; 124 when --for runs out first")
         ->allow_extra_args(false);

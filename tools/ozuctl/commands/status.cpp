@@ -1,14 +1,18 @@
 // ozuctl status, ask: what the panel state queries answer now.
 
+#include "arguments.h"
 #include "commands/commands.h"
+#include "named_numbers.h"
+#include "numbers.h"
 #include "state_fields.h"
 #include "state_queries.h"
+#include "suggest.h"
+#include "text.h"
 
 #include <utils_ozu/names.h>
 #include <utils_ozu/state.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <ctime>
 #include <memory>
 
@@ -20,7 +24,12 @@ const StateQuery &queryNamed(std::string_view name) {
     const auto queries = stateQueries();
     const auto found = std::ranges::find(queries, name, &StateQuery::name);
     if (found == queries.end()) {
-        throw CommandError(kUsage, "there is no query '" + std::string(name) + "'; 'ozuctl ask' lists them");
+        std::vector<std::string> names;
+        for (const StateQuery &query : queries) {
+            names.emplace_back(query.name);
+        }
+        throw CommandError(kUsage, "there is no query " + inQuotes(name) + didYouMean(name, names),
+                           "'ozuctl ask' lists them.");
     }
     return *found;
 }
@@ -100,7 +109,7 @@ ExitCode status(const Context &context) {
     for (const char *part : {"panel", "partitions", "devices"}) {
         if (!document[part].empty()) {
             print(context, document[part]);
-            print(context, "");
+            writeLine("");
         }
     }
     return kDone;
@@ -116,13 +125,22 @@ Json queryList() {
     return rows;
 }
 
-std::int64_t argumentNumber(const std::string &word) {
-    char *end = nullptr;
-    const long long value = strtoll(word.c_str(), &end, 0);
-    if (word.empty() || *end != '\0') {
-        throw CommandError(kUsage, "'" + word + "' is not a number");
+// The numbers for a query's arguments, which must fit what the function takes.
+std::vector<std::int64_t> numbersFor(const StateQuery &query, const std::vector<std::string> &words) {
+    const auto names = query.argumentNames();
+    if (words.size() != names.size()) {
+        throw CommandError(kUsage, std::string(query.name) + " takes " +
+                                       (names.empty() ? "no arguments" : std::string(query.arguments)));
     }
-    return value;
+    std::vector<std::int64_t> numbers;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const std::string &what = names[i];
+        numbers.push_back(what == "PARTITION" ? requireNamed(what, words[i], 0, kMostUnsigned, partitions())
+                          : what == "TYPE" ? requireNamed(what, words[i], kLeastInt, kMostInt, deviceTypes())
+                          : what == "RFID" ? requireNumber(what, words[i], 0, kMostUnsigned)
+                                           : requireNumber(what, words[i], kLeastInt, kMostInt));
+    }
+    return numbers;
 }
 
 ExitCode ask(const Context &context, const std::vector<std::string> &words) {
@@ -131,20 +149,10 @@ ExitCode ask(const Context &context, const std::vector<std::string> &words) {
         return kDone;
     }
     const StateQuery &query = queryNamed(words.front());
-    if (words.size() - 1 != query.argumentCount()) {
-        throw CommandError(kUsage,
-                           words.front() + " takes " +
-                               (query.arguments.empty() ? "no arguments" : std::string(query.arguments)));
-    }
-    std::vector<std::int64_t> arguments;
-    std::transform(words.begin() + 1, words.end(), std::back_inserter(arguments), argumentNumber);
+    const auto arguments = numbersFor(query, {words.begin() + 1, words.end()});
     static_cast<void>(Context::state());
     const Json answer = answered(query, arguments.data());
-    if (context.json) {
-        print(context, answer);
-    } else {
-        print(context, plainText(answer["answer"]) + " " + plainText(answer["meaning"]));
-    }
+    print(context, answer, plainText(answer["answer"]) + " " + plainText(answer["meaning"]));
     const std::int64_t value = answer["answer"];
     const bool isNo = query.yesOrNo ? value == 0 : value < 0;
     return isNo ? kNo : kDone;

@@ -1,7 +1,9 @@
 // ozuctl reboot, exec, ps, klog, uptime: the machine under the panel.
 
+#include "arguments.h"
 #include "commands/commands.h"
 #include "log_tap.h"
+#include "text.h"
 
 #include <utils_ozu/command.h>
 #include <utils_ozu/dates.h>
@@ -17,7 +19,6 @@
 
 #include <array>
 #include <cstring>
-#include <iostream>
 #include <memory>
 #include <optional>
 
@@ -49,9 +50,12 @@ void addReboot(CLI::App &app, Context &context) {
     CLI::App *command =
         app.add_subcommand("reboot", "Reboot the panel in an orderly way: tell everybody, store the reason,\n"
                                      "wait for unsent messages. Does not return");
-    command->add_option("--delay", options->delay, "Seconds between the announcement and the reboot (0)");
-    command->add_option("--reason", options->reason, "Reason code (0); stored with --text only");
-    command->add_option("--wait", options->wait, "Longest wait for unsent messages, in seconds (30)");
+    addNumber(*command, "--delay", options->delay, 0, kMostUnsigned,
+              "Seconds between the announcement and the reboot (0)");
+    addNumber(*command, "--reason", options->reason, kLeastInt, kMostInt,
+              "Reason code (0); stored with --text only");
+    addNumber(*command, "--wait", options->wait, kLeastInt, kMostInt,
+              "Longest wait for unsent messages, in seconds (30)");
     command->add_option("--text", options->text, "Reason in words, for the log");
     command->callback(
         [options, &context] { context.command = [&context, options] { return reboot(context, *options); }; });
@@ -69,8 +73,8 @@ std::string commandLine(const std::vector<std::string> &words) {
     std::string line;
     for (const auto &word : words) {
         if (word.empty() || word.find(' ') != std::string::npos) {
-            throw CommandError(kUsage,
-                               "'" + word + "': a word cannot be empty or hold a blank, there is no quoting");
+            throw CommandError(kUsage, inQuotes(word) +
+                                           ": a word cannot be empty or hold a space, there is no quoting");
         }
         line += (line.empty() ? "" : " ") + word;
     }
@@ -89,7 +93,7 @@ ExitCode exec(const Context &context, const Exec &options) {
                         {"result", coded(result, outcomes[result + 2])},
                         {"output", std::string(output.data())}});
     } else {
-        std::cout << output.data();
+        writeLines(output.data());
     }
     if (result == 1) {
         return kDone;
@@ -105,7 +109,7 @@ void addExec(CLI::App &app, Context &context) {
     CLI::App *command = app.add_subcommand(
         "exec", "Run a program without a shell until it prints a text or the time is up; prints what it\n"
                 "printed with that text. Give the program after '--'");
-    command->add_option("--timeout", options->timeout, "Seconds (10)")->check(CLI::NonNegativeNumber);
+    addNumber(*command, "--timeout", options->timeout, 0, kMostInt, "Seconds (10)");
     command->add_option("--until", options->until, "The text to wait for");
     command->add_option("COMMAND", options->words, "Program and arguments, 18 words at most")->required();
     command->callback(
@@ -116,11 +120,8 @@ void addExec(CLI::App &app, Context &context) {
 
 ExitCode findProcess(const Context &context, const std::string &name) {
     const int pid = ozuutils_findProcessId(name.c_str());
-    if (context.json) {
-        print(context, {{"name", name}, {"pid", pid < 0 ? Json(nullptr) : Json(pid)}});
-    } else if (pid >= 0) {
-        std::cout << pid << '\n';
-    }
+    print(context, {{"name", name}, {"pid", pid < 0 ? Json(nullptr) : Json(pid)}},
+          pid < 0 ? "" : std::to_string(pid));
     return pid < 0 ? kNo : kDone;
 }
 
@@ -158,13 +159,9 @@ ExitCode findInKernelLog(const Context &context, const std::string &text) {
     if (line == nullptr && found != 0) {
         line = text.c_str(); // longer than the line that the library cuts it to
     }
-    if (context.json) {
-        print(
-            context,
-            {{"text", text}, {"found", found != 0}, {"line", line == nullptr ? Json(nullptr) : Json(line)}});
-    } else if (line != nullptr) {
-        std::cout << line << '\n';
-    }
+    print(context,
+          {{"text", text}, {"found", found != 0}, {"line", line == nullptr ? Json(nullptr) : Json(line)}},
+          line == nullptr ? "" : line);
     return found != 0 ? kDone : kNo;
 }
 

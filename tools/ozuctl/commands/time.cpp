@@ -1,7 +1,9 @@
 // ozuctl time: date texts as the panel reads them, and its time zone.
 
+#include "arguments.h"
 #include "commands/commands.h"
 #include "log_tap.h"
+#include "numbers.h"
 
 #include <ozulog.h>
 #include <utils_ozu/dates.h>
@@ -67,10 +69,11 @@ ExitCode parse(const Context &context, const Options &options) {
 }
 
 ExitCode zone(const Context &context, const Options &options) {
-    context.requireConsent("changes the time zone of this machine");
     if (options.zone.size() > kLongestZone) {
-        throw CommandError(kUsage, "a zone's name has at most 103 characters");
+        throw CommandError(kUsage, "NAME must have at most 103 characters, not " +
+                                       std::to_string(options.zone.size()));
     }
+    context.requireConsent("changes the time zone of this machine");
     if (options.notify) {
         Context::startPanelProcess();
     }
@@ -103,7 +106,12 @@ void registerTime(CLI::App &app, Context &context) {
     for (const auto &format : kFormats) {
         names.emplace_back(format.name);
     }
-    parsing->add_option("--format", options->format, layouts())->check(CLI::IsMember(names));
+    addChecked(
+        *parsing, "--format", "LAYOUT",
+        [options, names](const std::string &what, const std::string &text) {
+            options->format = requireWord(what, text, names);
+        },
+        layouts());
     parsing->add_option("TEXT", options->text, "The text")->required();
     parsing->callback(
         [options, &context] { context.command = [&context, options] { return parse(context, *options); }; });
