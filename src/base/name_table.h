@@ -45,37 +45,36 @@ consteval bool sortedAndUnique() {
     return std::ranges::adjacent_find(Rows, std::greater_equal(), key) == std::end(Rows);
 }
 
-// The codes of one group, from 0 to its last one, are neighbours in starts.
-struct CodeRange {
-    std::uint16_t first;
-    std::uint16_t count;
-};
-
 template <std::size_t Groups, std::size_t Codes, std::size_t Size>
 struct NameTable {
-    std::array<CodeRange, Groups> ranges;
+    // Where in starts a group's codes begin, from 0 to its last one; they end where those of the next group
+    // begin.
+    std::array<std::uint16_t, Groups + 1> firsts;
     std::array<std::uint16_t, Codes> starts; // where the code's name begins in the text
     std::array<char, Size> text;
 
     // Negative numbers are large here, so one comparison answers for both ends.
     [[nodiscard]] constexpr const char *name(unsigned int group, unsigned int code) const noexcept {
-        const CodeRange range = group < Groups ? ranges[group] : CodeRange{};
-        return text.data() + (code < range.count ? starts[range.first + code] : 0);
+        if (group >= Groups) {
+            return text.data();
+        }
+        const unsigned int first = firsts[group];
+        return text.data() + (code < firsts[group + 1] - first ? starts[first + code] : 0);
     }
     [[nodiscard]] constexpr const char *name(unsigned int code) const noexcept { return name(0, code); }
     [[nodiscard]] constexpr bool has(unsigned int code) const noexcept { return name(code) != text.data(); }
 };
 
 template <const auto &Rows>
-consteval auto rangesOf() {
-    std::array<CodeRange, std::rbegin(Rows)->group + 1U> ranges{};
+consteval auto firstsOf() {
+    std::array<std::uint16_t, std::rbegin(Rows)->group + 2U> firsts{};
     for (const auto &row : Rows) {
-        ranges[row.group].count = static_cast<std::uint16_t>(row.code + 1);
+        firsts[row.group + 1U] = static_cast<std::uint16_t>(row.code + 1); // how many, at first
     }
-    for (std::size_t group = 1; group < ranges.size(); ++group) {
-        ranges[group].first = static_cast<std::uint16_t>(ranges[group - 1].first + ranges[group - 1].count);
+    for (std::size_t group = 1; group < firsts.size(); ++group) {
+        firsts[group] = static_cast<std::uint16_t>(firsts[group] + firsts[group - 1]);
     }
-    return ranges;
+    return firsts;
 }
 
 template <const auto &Rows>
@@ -90,13 +89,12 @@ consteval std::size_t textSize() {
 template <const auto &Rows>
 consteval auto nameTable() {
     static_assert(sortedAndUnique<Rows>() && textSize<Rows>() <= UINT16_MAX);
-    constexpr auto kRanges = rangesOf<Rows>();
-    NameTable<kRanges.size(), kRanges.back().first + std::size_t{kRanges.back().count}, textSize<Rows>()>
-        table{kRanges, {}, {}};
+    constexpr auto kFirsts = firstsOf<Rows>();
+    NameTable<kFirsts.size() - 1, kFirsts.back(), textSize<Rows>()> table{kFirsts, {}, {}};
     kUnknownName.copy(table.text.data(), kUnknownName.size());
     std::size_t start = kUnknownName.size() + 1;
     for (const auto &row : Rows) {
-        table.starts[std::size_t{kRanges[row.group].first} + row.code] = static_cast<std::uint16_t>(start);
+        table.starts[std::size_t{kFirsts[row.group]} + row.code] = static_cast<std::uint16_t>(start);
         row.name.copy(table.text.data() + start, row.name.size());
         start += row.name.size() + 1;
     }
