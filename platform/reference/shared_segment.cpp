@@ -377,12 +377,12 @@ std::string identityInUse(const std::string &folder, const std::string &preferre
 }
 
 std::string identityForReading(const std::string &folder) {
-    const std::string own = existingIdentity(folder);
+    std::string own = existingIdentity(folder);
     struct stat found {};
     if (stat(folder.c_str(), &found) != 0) {
         return own;
     }
-    const std::string inUse = identityInUse(folder, own);
+    std::string inUse = identityInUse(folder, own);
     return inUse.empty() ? own : inUse;
 }
 
