@@ -7,6 +7,7 @@
 
 #include <utils_ozu/results.h>
 
+#include <cstdint>
 #include <cstring>
 #include <iterator>
 
