@@ -1,3 +1,4 @@
+#!/usr/bin/python3
 """The names that the library exports and the platform declares: the headers are the source, the rest is written from them.
 
 usage: exported_names.py [--check]
@@ -131,6 +132,9 @@ def main():
         for path in stale:
             print(f"{path} is out of date; run scripts/exported_names.py", file=sys.stderr)
         return 1 if stale else 0
+    if sys.argv[1:] == ["--help"]:
+        print(__doc__.strip())
+        return 0
     if sys.argv[1:]:
         sys.exit(__doc__)
     for path, text in outputs().items():
