@@ -1,5 +1,5 @@
-// The platform of fuzz targets: the fake one, keeping nothing. Log lines are formatted all the same, so that a text
-// without a terminator shows.
+// The platform of fuzz targets: the fake one, keeping nothing. Log lines are formatted all the same, so that
+// a text without a terminator shows.
 
 #include <ozu_fake_platform.h>
 

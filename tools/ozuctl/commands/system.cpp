@@ -179,15 +179,14 @@ void addKlog(CLI::App &app, Context &context) {
 
 // --- uptime ---
 
-// The reason stored for the reboot that began this boot; null when there is none to be known. The first process
-// of a boot makes it that of this boot: until then it stands as the next one's.
+// The reason stored for the reboot that began this boot; null when there is none to be known. The first
+// process of a boot makes it that of this boot: until then it stands as the next one's.
 Json rebootReason() {
 #ifdef OZUCTL_REFERENCE_PLATFORM
     std::optional<int> next;
     std::optional<int> last;
     std::string segment;
-    if (access(platform::databaseFile().c_str(), R_OK) == 0 &&
-        platform::readRebootReasons(next, last) == 0) {
+    if (access(platform::databaseFile().c_str(), R_OK) == 0 && platform::readRebootReasons(next, last) == 0) {
         const bool begun = platform::segmentFile(segment) != platform::kNotFound;
         const auto reason = begun ? last : next;
         return reason ? Json(*reason) : Json(nullptr);
