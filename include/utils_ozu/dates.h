@@ -76,7 +76,8 @@ OZU_API int localTimeStrToTimeT(const char *text) OZU_NOEXCEPT;
 /**
  * Turns calendar time, taken as UTC, into epoch seconds.
  *
- * @param utc  not null. Its fields are brought into range, as mktime() does; untouched when the result is -1
+ * @param utc  not null. Its tm_isdst should be 0: a positive one may take an hour off, as in mktime().
+ *             Its fields are brought into range, as mktime() does; untouched when the result is -1
  * @return epoch seconds; -1 for a time that 32 bits cannot hold and for the second before the epoch
  *
  * Sets the environment variable TZ for the duration of the call and restores it. Not to be called while

@@ -222,6 +222,20 @@ TEST_F(Clock, fieldsAreBroughtIntoRange) {
     EXPECT_EQ(time.tm_wday, 3);
 }
 
+TEST_F(Clock, aDaylightSavingFlagCountsAsTheCLibraryCountsIt) {
+    setenv("TZ", "", 1);
+    tzset();
+    for (const int flag : {-1, 0, 1}) {
+        tm expected = calendar(2024, 7, 15, 12);
+        expected.tm_isdst = flag;
+        tm time = expected;
+        const time_t seconds = mktime(&expected);
+        EXPECT_EQ(ozuutils_timegm_to_epoch(&time), seconds) << flag;
+        EXPECT_EQ(time.tm_hour, expected.tm_hour) << flag;
+        EXPECT_EQ(time.tm_isdst, expected.tm_isdst) << flag;
+    }
+}
+
 TEST_F(Clock, onlyThirtyTwoBitsOfTime) {
     EXPECT_EQ(epoch(calendar(2038, 1, 19, 3, 14, 7)), 2147483647);
     EXPECT_EQ(epoch(calendar(2038, 1, 19, 3, 14, 8)), -1);
