@@ -70,8 +70,9 @@ OZU_API int ozuutils_random(int min, int max) OZU_NOEXCEPT;
  * first 24 are kept. The first chunk must decrypt to something that begins with "OZU"; otherwise nothing is
  * written.
  *
- * A call that fails later, or a process that is killed, leaves a file that is decrypted up to the end of some
- * chunk and encrypted from there on. It cannot be resumed: work on a copy where that matters.
+ * A call that fails later, or a process that is killed, leaves a file that is decrypted up to some point, as
+ * a rule the end of a chunk, and encrypted from there on. It cannot be resumed: work on a copy where that
+ * matters.
  *
  * @param path    file, writable
  * @param key     keyLen bytes

@@ -48,17 +48,17 @@ OZU_API int ozuutils_findProcessId(const char *name) OZU_NOEXCEPT;
  *
  * @param path    a file that the process may read and write
  * @param buffer  receives the buffer, which the caller must free with free(). The bytes are not
- *                null-terminated. Untouched when stat() fails; null when memory is short. When the file
- *                cannot be opened: a buffer of zeros, which must be freed, too
+ *                null-terminated. Untouched when stat() fails or the file is too large; null when memory is
+ *                short. When the file cannot be opened: a buffer of zeros, which must be freed, too
  * @return the size of the file in bytes as stat() gave it, however many bytes could be read;
- *         -1 when stat() failed, memory was short or the file could not be opened
+ *         -1 when stat() failed, the file has 2 GiB or more, memory was short or the file could not be opened
  *
  * The size counts, not the content. Bytes that could not be read are zero. A file that grows meanwhile is
  * truncated at its former size. Most files under /proc have size 0, so nothing of them is kept. Most files
- * under /sys have size 4096 and hold less: the rest is zero. Files of 2 GiB and more are refused.
+ * under /sys have size 4096 and hold less: the rest is zero.
  *
  * Logs its steps at 20000, also a read that failed; other failures at 70000. Blocks while it reads: for good
- * on a FIFO.
+ * on a FIFO or a device without an end.
  */
 OZU_API int allocFileToBuff(const char *path, void **buffer) OZU_NOEXCEPT;
 

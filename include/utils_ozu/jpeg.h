@@ -16,7 +16,8 @@ struct jpeg_common_struct; /* the part that libjpeg's decoder and encoder record
  * extra bytes at the end of a scan may go unnoticed. What follows the end mark is not looked at. Which kinds
  * of JPEG are known is up to libjpeg: a later release may accept one that an earlier release refuses.
  *
- * Each step is logged at 30000 ("Proc: ..."), and so is the decoder's complaint.
+ * Each step is logged at 30000 ("Proc: ..."), and so are the decoder's complaint, what makes the image
+ * invalid and the end of a complete decoding.
  *
  * Memory: one buffer of width x height x components bytes on top of what libjpeg takes. When decoding fails
  * half-way, that buffer is not freed: the process keeps the address range, but not the memory of its whole

@@ -22,6 +22,7 @@ OZU_API int get_ring_buffer_size(void) OZU_NOEXCEPT;
  * @param buffer      receives the newest messages since the last clear_ring_buffer() that fit into
  *                    bufferSize - 1 bytes, null-terminated. When the text is found, a zero also ends its line
  *                    there, at most 100 characters from the start of the match. Untouched on a refusal
+ *                    and when there is nothing to read: not terminated then, either
  * @param bufferSize  size of buffer in bytes, best get_ring_buffer_size(); any other size is used as well and
  *                    logged at 50000
  * @param text        what to look for, not empty; case-sensitive

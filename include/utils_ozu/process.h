@@ -24,8 +24,8 @@ OZU_BEGIN_DECLS
  *         what had succeeded is not undone, and each attempt registers cleanup() once more
  *
  * Blocks for as long as the platform does. With the reference platform: up to 5 s for the connection, 5 s for
- * the broker's answer to the subscription, and 5 s in each database call while another process writes. Not to
- * be called concurrently.
+ * the broker's answer to the subscription, and 5 s in each database call while another process writes.
+ * Another session of the same name adds up to 2 s. Not to be called concurrently.
  */
 OZU_API int ozuutils_processInit(const char *processName, void *mqttArg) OZU_NOEXCEPT;
 

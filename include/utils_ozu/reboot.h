@@ -45,7 +45,8 @@ OZU_API void ozuutils_RebootSystem(unsigned int delaySeconds, int rebootReason, 
 
 /**
  * Waits until no message is in flight, by the word of ozudb_isInFlightData(): with the reference platform,
- * until no message of any process waits for the broker's acknowledgement.
+ * until no message of any process waits for the broker's acknowledgement. There the messages of a process
+ * that has been without the broker for its setting bus.patience_s (30 s unless set) do not count.
  *
  * @param maxSeconds  longest wait, in seconds; 0 and below: ask once
  * @return 1 when nothing is in flight, 0 when something still is after maxSeconds
