@@ -10,7 +10,7 @@ OBJECTS = tree.BUILD / "src/CMakeFiles/utils_ozu_objects.dir"
 INJECTION = tree.ROOT / "tests/unit/injection"
 
 CANNOT_FAIL = {
-    "computes or copies": """difftime inet_addr inet_ntoa inet_ntop inet_pton memchr memcmp memcpy memmem
+    "computes or copies": """difftime inet_addr inet_ntoa inet_ntop inet_pton memchr memcmp memcpy mempcpy memmem
         memmove memset snprintf sscanf strchr strchrnul strcmp strlen strncmp strncpy strnlen strptime strstr
         strtok_r strtol strtoll tolower toupper ares_strerror""",
     "tells what is there": "dirfd sysconf errno_location h_errno_location getenv getpid strerror program_invocation_short_name time",
