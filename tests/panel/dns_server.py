@@ -60,6 +60,9 @@ class Server:
             self.note(query, sender)
             if self.behaviour == "slow":
                 threading.Timer(float(self.argument), self.answer, (query, sender)).start()
+            elif self.behaviour == "only":
+                # Late enough that the asker is waiting again: each answer is an event of its own.
+                threading.Timer(0.05, self.answer, (query, sender)).start()
             else:
                 self.answer(query, sender)
 

@@ -102,7 +102,7 @@ def test_uptime_is_the_kernels(box):
     fields = dict(line.split() for line in run(box, "uptime").stdout.splitlines())
     after = float(pathlib.Path("/proc/uptime").read_text().split()[0])
     assert before <= float(fields["uptime"]) <= after
-    assert fields["rebootReason"] == "null"
+    assert fields["rebootReason"] == "none"
 
 
 # --- the kernel's log: read only, and never cleared

@@ -88,11 +88,12 @@ def test_partitions(box):
     run(box, "state", "set", "partitions[1].partitionState=2", "partitions[2].disarmTime=1000000000")
     assert ask(box, "partition-find", "partition", "find", "main") == coded(1, "PARTITION_DAY")
     assert ask(box, "partition-disarmed", "partition", "disarmed", "main")["disarmed"] == "2001-09-09T01:46:40Z"
-    assert "bad zone (perimeter - partial1)" in run(box, "partition", "find", "perimeter", "partial1", status=1).stderr
+    refusal = run(box, "partition", "find", "perimeter", "partial1", status=1).stderr
+    assert "zone 'perimeter' has no partition for arm type 'partial1'" in refusal
     assert ask(box, "partition-words", "partition", "words", 3)["zone"] == "perimeter"
     assert "bad partition id 4" in run(box, "partition", "words", 4, status=1).stderr
     assert ask(box, "partition-alarm-type", "partition", "alarm-type", "shock") == coded(7, "shock")
-    assert "bad alarm type 'none'" in run(box, "partition", "alarm-type", "none", status=1).stderr
+    assert "there is no alarm word 'none'" in run(box, "partition", "alarm-type", "none", status=1).stderr
 
 
 @pytest.mark.parametrize("words, answer", [

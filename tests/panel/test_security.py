@@ -233,7 +233,7 @@ def test_video_that_does_not_fit_the_key_stays_as_it_is(panel):
     content = video(100_000, 16)
     (panel.tmp / "video").write_bytes(content)
     done = decrypt(panel, "/tmp/video", 32)
-    assert done.returncode == 4 and "(code 1)" in done.stderr
+    assert done.returncode == 4 and "(code 1: the operation failed)" in done.stderr
     assert (panel.tmp / "video").read_bytes() == content
 
 
@@ -242,7 +242,7 @@ def test_video_on_a_read_only_disk(panel):
     (panel.tmp / "video").write_bytes(video(1000, 16))
     panel.run(["sh", "-c", f"cp /tmp/video {disk}/video && mount -o remount,bind,ro {disk}"], check=True)
     done = decrypt(panel, f"{disk}/video", 16)
-    assert done.returncode == 4 and "(code 70)" in done.stderr
+    assert done.returncode == 4 and "(code 70: file missing)" in done.stderr
     assert panel.run(["cmp", "/tmp/video", f"{disk}/video"]).returncode == 0
 
 
@@ -265,7 +265,7 @@ def test_video_on_a_full_disk_ends_on_a_chunk(panel, key_length):
     (panel.tmp / "start").write_bytes(video(20_000, key_length))
     (panel.tmp / "whole").write_bytes(video(20_000, key_length) + bytes(100_000))
     panel.run(["sh", "-c", f"cp /tmp/start {disk}/video && truncate -s 120000 {disk}/video"], check=True)
-    assert "(code 1)" in decrypt(panel, f"{disk}/video", key_length).stderr
+    assert "(code 1: the operation failed)" in decrypt(panel, f"{disk}/video", key_length).stderr
     now = panel.run(["cat", f"{disk}/video"], text=False).stdout
     before = (panel.tmp / "whole").read_bytes()
     assert decrypt(panel, "/tmp/whole", key_length).returncode == 0
