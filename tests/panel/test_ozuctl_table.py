@@ -72,6 +72,7 @@ GOOD = {
     "events add command": ["1", "1", "m"], "events add event": ["1", "1", "m"],
     "events add http": ["GET", "server", "200"], "events add socket": ["127.0.0.1", "1883"],
     "net route add": ["10.0.0.1"], "net route del": ["10.0.0.1"], "net resolve": ["host"],
+    "wait-for state": ["cpPlasticVersion=1"], "wait-for bus": ["a"], "wait-for process": ["X"], "replay": ["/tmp/recording"],
     "partition words": ["1"], "exec": ["true"], "names tarn1": ["1", "1"], "names tarnplus": ["1", "1"],
 }
 NUMBER = re.compile(r"^(-?\d+\.\.-?\d+|N|SECONDS)$")
@@ -209,12 +210,14 @@ LOOKING = [["names", "device"], ["names", "tarn1", "1"], ["names", "tarnplus", "
            ["imsi", "310590123456789"], ["modem", "version"], ["rsu", "list"], ["country", "Spain"], ["net", "valid", "10.0.0.1"],
            ["net", "gateway", "x"], ["dialer", "1", "1", "1"], ["keyfob", "1"], ["profiles", "1"], ["error"],
            ["random", "bytes"], ["time", "parse", "x"], ["ps", "init"], ["monitor", "--no-bus", "--for", "0.1"],
-           ["state", "watch", "--for", "0.1"], ["partition", "find", "main"], ["partition", "disarmed", "main"]]
+           ["state", "watch", "--for", "0.1"], ["partition", "find", "main"], ["partition", "disarmed", "main"],
+           ["log"], ["doctor"], ["settings"], ["settings", "log.files"], ["completion", "bash"],
+           ["wait-for", "process", "X", "--gone"]]
 CHANGING = [["state", "set", "cpPlasticVersion=1"], ["publish", "Process/NOBODY", "00"], ["severity", "X", "DEBUG"],
             ["events", "add", "command", "1", "1", "m"], ["events", "add", "http", "GET", "s", "200"],
             ["events", "add", "socket", "127.0.0.1", "1"], ["nxp", "serial"], ["nxp", "uart", "1"], ["nxp", "send", "00"],
             ["gpio", "1", "1"], ["net", "route", "add", "10.9.8.7"], ["net", "route", "del", "10.9.8.7"],
-            ["time", "zone", "UTC"], ["reboot"]]
+            ["time", "zone", "UTC"], ["reboot"], ["settings", "log.files", "3"]]
 
 
 def segments():
@@ -284,7 +287,7 @@ def test_output_that_cannot_be_written(words, tmp_path):
 
 def test_streams_end_with_their_reader(box):
     box.run(box.program("ozuctl", "state", "set", "cpPlasticVersion=1"), check=True)
-    for words in (["monitor"], ["--json", "monitor", "--no-bus"], ["state", "watch"], ["events", "-f"]):
+    for words in (["monitor"], ["--json", "monitor", "--no-bus"], ["state", "watch"], ["events", "-f"], ["log", "-f"]):
         stream = box.popen(box.program("ozuctl", *words), stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         stream.stdout.close()
         assert stream.wait(20) == 4, words
@@ -298,6 +301,10 @@ DOCUMENTS = [  # arguments, exit status, schema
     (["publish", "Process/NOBODY", "00"], 0, "publish"), (["state", "set", "cpPlasticVersion=1"], 0, "done"),
     (["state", "get"], 0, "state"), (["state", "get", "nothing"], 1, "failure"), (["status"], 0, "status"),
     (["ask"], 0, "ask-list"), (["ask", "IsPanelInAlarm"], 1, "ask"), (["ask", "Nothing"], 2, "failure"),
+    (["settings", "log.files", "3"], 0, "done"), (["settings", "log.files"], 0, "settings"), (["settings"], 0, "settings-list"),
+    (["settings", "nothing"], 1, "failure"), (["log"], 0, "log"), (["wait-for", "process", "X", "--gone"], 0, "wait-for"),
+    (["wait-for", "state", "cpPlasticVersion=9", "--for", "0.1"], 124, "failure"), (["doctor"], 0, "doctor"),
+    (["replay", "/none"], 1, "failure"), (["completion", "fish"], 2, "failure"),
     (["severity", "X", "DEBUG"], 0, "done"), (["severity", "X"], 0, "severity"), (["severity"], 0, "severity-list"),
     (["severity", "X", "LOUD"], 2, "failure"), (["processes"], 0, "processes"), (["events"], 0, "events"),
     (["events", "add", "command", "DISARM", "0", "m"], 2, "failure"),

@@ -13,7 +13,10 @@
 #include <cstring>
 #include <exception>
 #include <optional>
+#include <random>
 #include <span>
+
+#include <unistd.h>
 
 namespace ozuctl {
 
@@ -22,6 +25,8 @@ namespace {
 constexpr const char *kBrokerHost = "127.0.0.1";
 constexpr int kBrokerPort = 1883;
 constexpr int kKeepAliveSeconds = 10;
+
+constexpr std::uint32_t kSessionExpirySeconds = 60; // how long the broker keeps messages for a lost listener
 
 constexpr std::size_t kMostShown = std::size_t{64} * 1024; // bytes of a payload
 
@@ -96,6 +101,9 @@ Happening messageHappening(const mosquitto_message &message, const mosquitto_pro
     if (shown.size() < whole.size()) {
         record["cut"] = true;
     }
+    if (message.retain) {
+        record["retained"] = true; // the broker kept it; it was sent before we listened
+    }
     const auto meaning =
         meaningOf(message.topic, sender.messageClass.value_or(-1), sender.command.value_or(-1), whole);
     if (meaning) {
@@ -107,15 +115,23 @@ Happening messageHappening(const mosquitto_message &message, const mosquitto_pro
     return {nowMilliseconds(), std::move(record), std::move(text)};
 }
 
+std::string freshClientName() {
+    std::random_device random;
+    char name[48];
+    snprintf(name, sizeof name, "OZUCTL-LISTENER-%d-%08x%08x", getpid(), random(), random());
+    return name;
+}
+
 } // namespace
 
 struct BusListener::Session {
     Timeline *timeline;
-    std::string topic;
+    std::vector<std::string> topics;
+    std::int64_t goneMs = 0; // since when the broker cannot reach us
     mosquitto *client = nullptr;
     std::mutex lock;
     std::condition_variable changed;
-    bool subscribed = false;
+    std::size_t answers = 0; // to subscriptions
 
     // A message that could not be shown, most likely for want of memory.
     void tellTrouble(const char *what) const noexcept {
@@ -128,36 +144,53 @@ struct BusListener::Session {
         }
     }
 
-    void tellBroker(bool connected) const noexcept {
+    void tellGone() noexcept {
         try {
-            timeline->add({nowMilliseconds(),
-                           {{"kind", "broker"}, {"connected", connected}},
-                           connected ? "broker connected" : "broker gone"});
+            goneMs = nowMilliseconds();
+            timeline->add({goneMs, {{"kind", "broker"}, {"connected", false}}, "broker gone"});
         } catch (const std::exception &error) {
             tellTrouble(error.what());
         }
     }
 
-    static void onConnect(mosquitto *client, void *object, int reason, int, const mosquitto_property *) {
-        if (reason == 0) {
-            mosquitto_subscribe_v5(client, nullptr, static_cast<Session *>(object)->topic.c_str(), 1, 0,
-                                   nullptr);
+    // Kept: the broker remembers us, so that what it took meanwhile arrives now.
+    void tellBack(bool kept) const noexcept {
+        try {
+            const std::string since = isoTimeMilliseconds(goneMs);
+            timeline->add({nowMilliseconds(),
+                           {{"kind", "broker"}, {"connected", true}, {"since", since}, {"missing", !kept}},
+                           kept ? "broker connected; what it took since " + since + " follows"
+                                : "broker connected; messages since " + since + " may be missing"});
+        } catch (const std::exception &error) {
+            tellTrouble(error.what());
+        }
+    }
+
+    static void onConnect(mosquitto *client, void *object, int reason, int flags,
+                          const mosquitto_property *) {
+        if (reason != 0) {
+            return;
+        }
+        const auto *session = static_cast<Session *>(object);
+        if (session->goneMs != 0) {
+            session->tellBack((flags & 1) != 0);
+        }
+        for (const std::string &topic : session->topics) {
+            mosquitto_subscribe_v5(client, nullptr, topic.c_str(), 1, MQTT_SUB_OPT_SEND_RETAIN_NEW, nullptr);
         }
     }
 
     static void onSubscribe(mosquitto *, void *object, int, int, const int *, const mosquitto_property *) {
         auto *session = static_cast<Session *>(object);
         const std::lock_guard guard(session->lock);
-        if (session->subscribed) {
-            session->tellBroker(true); // back after a break
-        }
-        session->subscribed = true;
+        ++session->answers;
         session->changed.notify_all();
     }
 
     static void onDisconnect(mosquitto *, void *object, int reason, const mosquitto_property *) {
-        if (reason != 0) {
-            static_cast<Session *>(object)->tellBroker(false);
+        auto *session = static_cast<Session *>(object);
+        if (reason != 0 && session->answers != 0) {
+            session->tellGone();
         }
     }
 
@@ -172,13 +205,13 @@ struct BusListener::Session {
     }
 };
 
-BusListener::BusListener(Timeline &timeline, const std::string &topic)
+BusListener::BusListener(Timeline &timeline, std::vector<std::string> topics)
     : session_(std::make_unique<Session>()) {
     Session &session = *session_;
     session.timeline = &timeline;
-    session.topic = topic;
+    session.topics = std::move(topics);
     mosquitto_lib_init();
-    session.client = mosquitto_new(nullptr, true, &session);
+    session.client = mosquitto_new(freshClientName().c_str(), false, &session);
     if (session.client == nullptr) {
         throw CommandError(kUnreachable, "no memory for a session with the broker");
     }
@@ -188,27 +221,34 @@ BusListener::BusListener(Timeline &timeline, const std::string &topic)
     mosquitto_subscribe_v5_callback_set(session.client, Session::onSubscribe);
     mosquitto_disconnect_v5_callback_set(session.client, Session::onDisconnect);
     mosquitto_message_v5_callback_set(session.client, Session::onMessage);
-    bool ready =
-        mosquitto_connect(session.client, kBrokerHost, kBrokerPort, kKeepAliveSeconds) == MOSQ_ERR_SUCCESS &&
-        mosquitto_loop_start(session.client) == MOSQ_ERR_SUCCESS;
+    mosquitto_property *expiry = nullptr;
+    mosquitto_property_add_int32(&expiry, MQTT_PROP_SESSION_EXPIRY_INTERVAL, kSessionExpirySeconds);
+    const int connected = mosquitto_connect_bind_v5(session.client, kBrokerHost, kBrokerPort,
+                                                    kKeepAliveSeconds, nullptr, expiry);
+    mosquitto_property_free_all(&expiry);
+    bool ready = connected == MOSQ_ERR_SUCCESS && mosquitto_loop_start(session.client) == MOSQ_ERR_SUCCESS;
     if (ready) {
         std::unique_lock guard(session.lock);
         ready = session.changed.wait_for(guard, std::chrono::seconds(5),
-                                         [&session] { return session.subscribed; });
+                                         [&session] { return session.answers >= session.topics.size(); });
     }
     if (!ready) {
         mosquitto_loop_stop(session.client, true);
         mosquitto_destroy(session.client);
         session_.reset();
         throw CommandError(kUnreachable, "no broker answers on 127.0.0.1:1883",
-                           "Start one, type 'ozuctl box shell' for a box with a broker of its own, or add "
-                           "--no-bus.");
+                           "Start one, or type 'ozuctl box shell' for a box with a broker of its own; "
+                           "'ozuctl monitor --no-bus' does without.");
     }
 }
 
 BusListener::~BusListener() {
     if (session_ != nullptr) {
-        mosquitto_disconnect(session_->client);
+        // The broker forgets who leaves on purpose.
+        mosquitto_property *expiry = nullptr;
+        mosquitto_property_add_int32(&expiry, MQTT_PROP_SESSION_EXPIRY_INTERVAL, 0);
+        mosquitto_disconnect_v5(session_->client, 0, expiry);
+        mosquitto_property_free_all(&expiry);
         mosquitto_loop_stop(session_->client, false);
         mosquitto_destroy(session_->client);
         mosquitto_lib_cleanup();

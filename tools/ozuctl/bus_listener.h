@@ -5,16 +5,21 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 struct mosquitto;
 
 namespace ozuctl {
 
-// Listens from construction to destruction, through breaks of the broker; a break is a happening, too.
+// Listens from construction to destruction, through breaks of the broker; a break is a happening, too. The
+// broker keeps what is sent while it cannot reach us, unless it dies and forgets: the line of its return says
+// which.
 class BusListener {
   public:
     // Throws kUnreachable when the broker does not answer.
-    BusListener(Timeline &timeline, const std::string &topic);
+    BusListener(Timeline &timeline, std::vector<std::string> topics);
+    BusListener(Timeline &timeline, const std::string &topic)
+        : BusListener(timeline, std::vector<std::string>{topic}) {}
     ~BusListener();
     BusListener(const BusListener &) = delete;
     BusListener &operator=(const BusListener &) = delete;

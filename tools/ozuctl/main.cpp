@@ -2,7 +2,7 @@
 
 #include "codes.h"
 #include "command_line.h"
-#include "commands/commands.h"
+#include "commands/more_commands.h"
 #include "help.h"
 
 #ifdef OZUCTL_REFERENCE_PLATFORM
@@ -26,6 +26,12 @@ constexpr void (*kGroups[])(CLI::App &, Context &) = {
     registerMedia,
 #ifdef OZUCTL_REFERENCE_PLATFORM
     registerMonitor,
+    registerWaitFor,
+    registerLog,
+    registerReplay,
+    registerSettings,
+    registerDoctor,
+    registerCompletion,
     registerEvents,
     registerProcesses,
     registerSeverity,

@@ -1,23 +1,21 @@
-// ozuctl monitor: bus messages, state changes, log lines and system events as one stream in the order of
-// time.
+// ozuctl monitor: bus messages, state changes, log lines, system events, starts and ends of processes as one
+// stream in the order of time.
 
 #include "arguments.h"
 #include "bus_listener.h"
 #include "commands/commands.h"
 #include "commands/processes.h"
+#include "filter.h"
 #include "log_follower.h"
-#include "log_line.h"
-#include "panel_messages.h"
-#include "state_fields.h"
-#include "text.h"
-#include "timeline.h"
+#include "numbers.h"
+#include "recording.h"
+#include "sources.h"
 #include "topics.h"
 
-#include <ozu_platform_tools.h>
-
+#include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <cstring>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -31,9 +29,8 @@ namespace platform = ozu::platform;
 // Long enough for a log line or an event to be written and found after it happened.
 constexpr std::int64_t kHoldMs = 300;
 // The record has no time stamps: its changes are as exact as the looks at it are frequent.
-constexpr auto kLook = std::chrono::milliseconds(5);
-constexpr int kLooksPerRead = 10; // log files and events carry their own times
-constexpr int kEventsPerLook = 1000;
+constexpr auto kLook = std::chrono::milliseconds(2);
+constexpr int kLooksPerRead = 25; // log files, events and processes carry their own times
 
 volatile std::sig_atomic_t stopped = 0;
 
@@ -42,131 +39,13 @@ struct Options {
     bool noState = false;
     bool noLog = false;
     bool noEvents = false;
-    std::string topic = "#";
+    bool noProcesses = false;
+    Filter filter;
+    std::string times = "utc";
+    std::string file;
+    std::size_t count = 0; // 0: no limit
     double seconds = 0;
 };
-
-// --- the shared record ---
-
-class StateWatcher {
-  public:
-    explicit StateWatcher(Timeline &timeline) : timeline_(timeline), fields_(fieldsBelow("")) {}
-
-    // Attaches once there is a record; from then on tells every change.
-    void look() {
-        if (live_ == nullptr) {
-            std::string why;
-            if (platform::attachState(live_, why) != 0) {
-                return;
-            }
-            before_ = *live_;
-            if (late_) {
-                timeline_.add({nowMilliseconds(), snapshot(), "state  the shared record has appeared"});
-            }
-            return;
-        }
-        const PanelSharedState now = *live_;
-        // Padding that differs only costs the comparison of the fields.
-        if (memcmp(&now, &before_, sizeof now) == 0) { // NOLINT(bugprone-suspicious-memory-comparison)
-            return;
-        }
-        for (const Field &field : fields_) {
-            if (field.differs(before_, now)) {
-                tell(field, field.read(before_), field.read(now));
-            }
-        }
-        before_ = now;
-    }
-
-    // What differs from an untouched panel, or null while there is no record.
-    Json snapshot() {
-        late_ = true;
-        if (live_ == nullptr) {
-            return {{"kind", "state"}, {"fields", nullptr}};
-        }
-        Json fields = Json::object();
-        for (const Field &field : fields_) {
-            if (!field.isUsual(before_)) {
-                fields[field.path()] = field.read(before_);
-            }
-        }
-        return {{"kind", "state"}, {"fields", std::move(fields)}};
-    }
-
-  private:
-    void tell(const Field &field, const Json &before, const Json &after) {
-        timeline_.add({nowMilliseconds(),
-                       {{"kind", "state"}, {"field", field.path()}, {"old", before}, {"new", after}},
-                       "state  " + field.path() + " " + plainText(before) + " -> " + plainText(after)});
-    }
-
-    Timeline &timeline_;
-    std::vector<Field> fields_;
-    const PanelSharedState *live_ = nullptr;
-    PanelSharedState before_ = {};
-    bool late_ = false;
-};
-
-// --- log lines ---
-
-// A line that is none of the log's is passed on as it is.
-Happening logHappening(const std::string &file, const std::string &line) {
-    const auto parts = splitLogLine(line);
-    if (!parts) {
-        return {nowMilliseconds(),
-                {{"kind", "log"}, {"process", file}, {"text", line}},
-                "log    " + visible(line)};
-    }
-    Json record = {{"kind", "log"},
-                   {"process", parts->process},
-                   {"pid", parts->pid},
-                   {"level", coded(parts->level, parts->letter)},
-                   {"source", parts->placed ? Json(parts->source) : Json(nullptr)},
-                   {"function", parts->placed ? Json(parts->function) : Json(nullptr)},
-                   {"line", parts->placed ? Json(parts->line) : Json(nullptr)},
-                   {"text", parts->text}};
-    return {parts->timeMs, std::move(record),
-            "log    " + visible(parts->process) + " " + parts->letter + " " + visible(parts->text)};
-}
-
-// --- system events ---
-
-class EventReader {
-  public:
-    explicit EventReader(Timeline &timeline) : timeline_(timeline) {
-        std::vector<platform::SystemEvent> old;
-        while (platform::readEvents(last_, kEventsPerLook, old) == 0 && !old.empty()) {
-            last_ = old.back().id;
-        }
-    }
-
-    void look() {
-        std::vector<platform::SystemEvent> events;
-        if (platform::readEvents(last_, kEventsPerLook, events) != 0) {
-            return;
-        }
-        for (const auto &event : events) {
-            last_ = event.id;
-            timeline_.add({event.timeMs,
-                           {{"kind", "event"},
-                            {"process", event.process},
-                            {"pid", event.pid},
-                            {"category", coded(event.category, eventCategoryName(event.category))},
-                            {"subtype", event.subtype ? Json(*event.subtype) : Json(nullptr)},
-                            {"suppressed", event.suppressed},
-                            {"text", event.text}},
-                           "event  " + visible(event.process) + " " +
-                               plainText(coded(event.category, eventCategoryName(event.category))) + ": " +
-                               visible(event.text)});
-        }
-    }
-
-  private:
-    Timeline &timeline_;
-    std::int64_t last_ = 0;
-};
-
-// --- the stream ---
 
 // None as long as the panel's first process is yet to come.
 Json processesNow() {
@@ -180,105 +59,220 @@ Json processesNow() {
     }
 }
 
-void showSnapshot(const Context &context, const Json &snapshot) {
-    const std::string time = isoTimeMilliseconds(nowMilliseconds());
-    Json record = {{"time", time}};
-    record.update(snapshot);
-    printRecord(context, record, time + " snapshot");
-    if (context.json) {
-        return;
+// Filters that overlap would bring a message once for each of them, and a recording keeps all messages: then
+// everything comes, and the filter chooses. "#" does not stand for the broker's own topics.
+std::vector<std::string> subscriptions(const Options &options) {
+    const auto &topics = options.filter.topics;
+    if (topics.size() == 1 && options.file.empty()) {
+        return topics;
     }
-    for (const auto &process : snapshot["processes"]) {
-        writeLine("  process " + plainText(process["process"]) + "[" + plainText(process["pid"]) + "] " +
-                  plainText(process["severity"]));
-    }
-    if (snapshot["fields"].is_null()) {
-        writeLine("  no shared record yet");
-        return;
-    }
-    for (const auto &[path, value] : snapshot["fields"].items()) {
-        writeLine("  " + path + " " + plainText(value));
-    }
+    std::vector<std::string> all = {"#"};
+    std::ranges::copy_if(topics, std::back_inserter(all),
+                         [](const std::string &topic) { return topic.starts_with('$'); });
+    return all;
 }
 
-void show(const Context &context, const Happening &happening) {
-    Json record = {{"time", isoTimeMilliseconds(happening.timeMs)}};
-    record.update(happening.record);
-    printRecord(context, record, isoTimeMilliseconds(happening.timeMs) + " " + happening.text);
-}
+// What is looked at, each source if it is wanted.
+class Sources {
+  public:
+    Sources(Timeline &timeline, const Options &options) : state_(timeline), wantsState_(!options.noState) {
+        if (!options.noBus) {
+            bus_.emplace(timeline, subscriptions(options));
+        }
+        if (!options.noLog) {
+            logs_.emplace(platform::logFolder(),
+                          [&timeline](const std::string &file, const std::string &line) {
+                              timeline.add(logHappening(file, line));
+                          });
+        }
+        if (!options.noEvents) {
+            events_.emplace(timeline);
+        }
+        if (!options.noProcesses) {
+            processes_.emplace(timeline);
+        }
+        state_.look();
+    }
+
+    Json snapshot() {
+        return {{"kind", "snapshot"}, {"processes", processesNow()}, {"fields", state_.snapshot()["fields"]}};
+    }
+
+    void lookAtState() {
+        if (wantsState_) {
+            state_.look();
+        }
+    }
+
+    void lookAtFiles() {
+        if (logs_) {
+            logs_->look();
+        }
+        if (events_) {
+            events_->look();
+        }
+        if (processes_) {
+            processes_->look();
+        }
+    }
+
+  private:
+    std::optional<BusListener> bus_;
+    StateSource state_;
+    bool wantsState_;
+    std::optional<LogFollower> logs_;
+    std::optional<EventSource> events_;
+    std::optional<ProcessSource> processes_;
+};
+
+// Shows happenings, and keeps all of them where that is asked for.
+class Stream {
+  public:
+    Stream(const Context &context, const Options &options) : context_(context), options_(options) {
+        if (!options.file.empty()) {
+            recording_.emplace(options.file);
+        }
+    }
+
+    void begin(const Json &snapshot) {
+        const std::int64_t now = nowMilliseconds();
+        start_ = before_ = now;
+        const Json record = timed(now, snapshot);
+        keep(record);
+        printRecord(context_, record, timeText(now) + " snapshot");
+        if (!context_.json) {
+            writeSnapshot(snapshot);
+        }
+    }
+
+    // False once as many have been shown as were asked for.
+    bool show(const std::vector<Happening> &happenings) {
+        for (const Happening &happening : happenings) {
+            const Json record = timed(happening.timeMs, happening.record);
+            keep(record);
+            if (!options_.filter.passes(happening.record)) {
+                continue;
+            }
+            printRecord(context_, record, timeText(happening.timeMs) + " " + happening.text);
+            before_ = happening.timeMs;
+            if (++shown_ == options_.count) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+  private:
+    static Json timed(std::int64_t timeMs, const Json &happening) {
+        Json record = {{"time", isoTimeMilliseconds(timeMs)}};
+        record.update(happening);
+        return record;
+    }
+
+    void keep(const Json &record) {
+        if (recording_) {
+            recording_->add(record);
+        }
+    }
+
+    [[nodiscard]] std::string timeText(std::int64_t timeMs) const {
+        if (options_.times == "utc") {
+            return isoTimeMilliseconds(timeMs);
+        }
+        char text[32];
+        snprintf(text, sizeof text, "%+10.3f",
+                 static_cast<double>(timeMs - (options_.times == "delta" ? before_ : start_)) / 1000);
+        return text;
+    }
+
+    static void writeSnapshot(const Json &snapshot) {
+        for (const auto &process : snapshot["processes"]) {
+            writeLine("  process " + plainText(process["process"]) + "[" + plainText(process["pid"]) + "] " +
+                      plainText(process["severity"]));
+        }
+        if (snapshot["fields"].is_null()) {
+            writeLine("  no shared record yet");
+            return;
+        }
+        for (const auto &[path, value] : snapshot["fields"].items()) {
+            writeLine("  " + path + " " + plainText(value));
+        }
+    }
+
+    const Context &context_;
+    const Options &options_;
+    std::optional<RecordingFile> recording_;
+    std::int64_t start_ = 0;
+    std::int64_t before_ = 0; // time of the line above
+    std::size_t shown_ = 0;
+};
 
 ExitCode monitor(const Context &context, const Options &options) {
-    if (!options.noBus) {
-        requireFilter(options.topic);
+    for (const std::string &topic : options.filter.topics) {
+        requireFilter(topic);
     }
-    Timeline timeline(kHoldMs);
-    std::optional<BusListener> bus;
-    if (!options.noBus) {
-        bus.emplace(timeline, options.topic);
-    }
-    StateWatcher state(timeline);
-    std::optional<LogFollower> logs;
-    if (!options.noLog) {
-        logs.emplace(platform::logFolder(), [&timeline](const std::string &file, const std::string &line) {
-            timeline.add(logHappening(file, line));
-        });
-    }
-    std::optional<EventReader> events;
-    if (!options.noEvents) {
-        events.emplace(timeline);
+    for (const std::string &field : options.filter.fields) {
+        requireFields(field);
     }
     signal(SIGINT, [](int) { stopped = 1; });
     signal(SIGTERM, [](int) { stopped = 1; });
-
-    state.look();
-    const Json snapshot = {
-        {"kind", "snapshot"}, {"processes", processesNow()}, {"fields", state.snapshot()["fields"]}};
-    showSnapshot(context, snapshot);
+    Timeline timeline(kHoldMs);
+    Sources sources(timeline, options);
+    Stream stream(context, options);
+    stream.begin(sources.snapshot());
 
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(options.seconds);
     for (int look = 0; stopped == 0 && (options.seconds <= 0 || std::chrono::steady_clock::now() < end);
          ++look) {
-        if (!options.noState) {
-            state.look();
+        sources.lookAtState();
+        if (look % kLooksPerRead == 0) {
+            sources.lookAtFiles();
         }
-        if (logs && look % kLooksPerRead == 0) {
-            logs->look();
-        }
-        if (events && look % kLooksPerRead == 0) {
-            events->look();
-        }
-        for (const Happening &happening : timeline.ripe()) {
-            show(context, happening);
+        if (!stream.show(timeline.ripe())) {
+            return kDone;
         }
         requireReader();
         std::this_thread::sleep_for(kLook);
     }
-    if (logs) {
-        logs->look();
-    }
-    if (events) {
-        events->look();
-    }
-    for (const Happening &happening : timeline.ripe(true)) {
-        show(context, happening);
-    }
-    return kDone;
+    sources.lookAtFiles();
+    const bool more = stream.show(timeline.ripe(true));
+    return options.count != 0 && more && stopped == 0 ? kTimedOut : kDone;
 }
 
 } // namespace
 
 void registerMonitor(CLI::App &app, Context &context) {
     auto options = std::make_shared<Options>();
-    CLI::App *command = app.add_subcommand(
-        "monitor",
-        "Bus messages, state changes, log lines and system events as one stream in the order of time;\n"
-        "first a snapshot. Ends with an interrupt");
+    CLI::App *command =
+        app.add_subcommand("monitor", "Bus messages, state changes, log lines, system events, starts and "
+                                      "ends of processes as one stream in\n"
+                                      "the order of time; first a snapshot. Filters narrow the kinds that "
+                                      "they apply to. Ends with an interrupt");
     command->add_flag("--no-bus", options->noBus, "Leave out the messages");
     command->add_flag("--no-state", options->noState, "Leave out changes of the shared record");
     command->add_flag("--no-log", options->noLog, "Leave out log lines");
     command->add_flag("--no-events", options->noEvents, "Leave out system events");
-    command->add_option("--topic", options->topic, "Messages of this topic only, with MQTT wildcards");
+    command->add_flag("--no-processes", options->noProcesses, "Leave out starts and ends of processes");
+    command
+        ->add_option("--topic", options->filter.topics,
+                     "Messages of this topic only, with MQTT wildcards; may be given again")
+        ->allow_extra_args(false);
+    command
+        ->add_option("--field", options->filter.fields,
+                     "Changes of this field or part only: devices[3], zones; may be given again")
+        ->allow_extra_args(false);
+    addLogFilters(*command, options->filter);
+    addChecked(
+        *command, "--times", "utc|relative|delta",
+        [options](const std::string &what, const std::string &text) {
+            options->times = requireWord(what, text, {"utc", "relative", "delta"});
+        },
+        "As they are, since the start, or since the line above, in seconds");
+    addNumber(*command, "--count", options->count, 1, kMostInt,
+              "Stop after so many lines; 124 when --for runs out first");
     addSeconds(*command, "--for", options->seconds, "Stop after so many seconds");
+    command->add_option("--record", options->file,
+                        "Keep everything, whatever is shown, in this file, for 'replay'");
     command->callback([options, &context] {
         context.command = [&context, options] { return monitor(context, *options); };
     });
