@@ -284,6 +284,16 @@ def test_settings(box):
     assert "did you mean 'log.files'" in ozuctl(box, "settings", "log.file", status=1).stderr
 
 
+def test_severity_is_unset(box):
+    ozuctl(box, "severity", "X", "ERROR")
+    assert tool.ask(box, "done", "severity", "X", "--unset")
+    assert tool.ask(box, "severity", "severity", "X")["severity"] == "INFO"
+    assert "X" not in [row["process"] for row in tool.ask(box, "severity-list", "severity")]
+    assert "no severity of its own" in ozuctl(box, "severity", "X", "--unset", status=1).stderr
+    for wrong in (["--unset"], ["X", "DEBUG", "--unset"]):
+        assert "--unset takes a process" in ozuctl(box, "severity", *wrong, status=2).stderr
+
+
 def test_doctor_says_what_is_wrong(box):
     ozuctl(box, "publish", "Some/thing")
     rows = {row["check"]: row for row in tool.ask(box, "doctor", "doctor")}

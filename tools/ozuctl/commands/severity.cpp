@@ -60,6 +60,35 @@ ExitCode change(const Context &context, const std::string &process, const std::s
     return kDone;
 }
 
+ExitCode unset(const Context &context, const std::string &process) {
+    context.requireConsent("changes which log lines a panel process keeps");
+    const int code = platform::removeSeverity(process);
+    if (code == platform::kNotFound) {
+        throw CommandError(kNo, inQuotes(process) + " has no severity of its own");
+    }
+    require(code, "cannot take away the severity of " + inQuotes(process));
+    printChanged(context, "the severity of " + process);
+    return kDone;
+}
+
+struct Words {
+    std::string process;
+    std::string severity;
+    bool unset = false;
+};
+
+ExitCode runSeverity(const Context &context, const Words &words) {
+    if (words.unset && (words.process.empty() || !words.severity.empty())) {
+        throw CommandError(kUsage, "--unset takes a process and no severity");
+    }
+    if (words.unset) {
+        return unset(context, words.process);
+    }
+    return words.process.empty()    ? list(context)
+           : words.severity.empty() ? show(context, words.process)
+                                    : change(context, words.process, words.severity);
+}
+
 } // namespace
 
 Json runningProcesses() {
@@ -88,21 +117,16 @@ void registerProcesses(CLI::App &app, Context &context) {
 }
 
 void registerSeverity(CLI::App &app, Context &context) {
-    auto words = std::make_shared<std::pair<std::string, std::string>>();
+    auto words = std::make_shared<Words>();
     CLI::App *command =
         app.add_subcommand("severity", "The log severity of a process; with NAME sets it, at once for "
                                        "a running process, too; alone lists all");
-    command->add_option("PROCESS", words->first, "Registered name, or * for every process without its own");
-    command->add_option("NAME", words->second,
+    command->add_option("PROCESS", words->process, "Registered name, or * for every process without its own");
+    command->add_option("NAME", words->severity,
                         "TRACE, DEBUG, INFO, NOTICE, WARNING, REMOTE, ERROR, CRITICAL or OFF");
-    command->callback([words, &context] {
-        context.command = [words, &context] {
-            const auto &[process, severity] = *words;
-            return words->first.empty() ? list(context)
-                   : severity.empty()   ? show(context, process)
-                                        : change(context, process, severity);
-        };
-    });
+    command->add_flag("--unset", words->unset, "Take its own severity away: that of * holds again");
+    command->callback(
+        [words, &context] { context.command = [words, &context] { return runSeverity(context, *words); }; });
 }
 
 } // namespace ozuctl
