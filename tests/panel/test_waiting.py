@@ -284,6 +284,16 @@ def test_settings(box):
     assert "did you mean 'log.files'" in ozuctl(box, "settings", "log.file", status=1).stderr
 
 
+def test_payload_as_text_and_from_standard_input(box):
+    with box.capture() as bus:
+        ozuctl(box, "publish", "Wanted/x", "--text", "grüß\n")
+        box.run(box.program("ozuctl", "publish", "Wanted/x", "-"), input=b"\x00\xff-", text=False, check=True)
+        ozuctl(box, "publish", "Wanted/x", "--text", "")
+        seen = [message.hex for message in bus.settle() if message.topic == "Wanted/x"]
+    assert seen == ["grüß\n".encode().hex(), "00ff2d", ""]
+    assert "exclude each other" in ozuctl(box, "publish", "Wanted/x", "00", "--text", "x", status=2).stderr
+
+
 def test_severity_is_unset(box):
     ozuctl(box, "severity", "X", "ERROR")
     assert tool.ask(box, "done", "severity", "X", "--unset")

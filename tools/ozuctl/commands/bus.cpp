@@ -3,6 +3,7 @@
 #include "arguments.h"
 #include "codes.h"
 #include "commands/commands.h"
+#include "files.h"
 #include "log_tap.h"
 #include "numbers.h"
 #include "topics.h"
@@ -34,7 +35,22 @@ struct Options {
     int messageClass = 0;
     int command = 0;
     std::string payload;
+    std::optional<std::string> text;
 };
+
+constexpr std::uint64_t kMostBytes = 268435455; // of an MQTT packet
+
+// The payload: hexadecimal, standard input as it is, or the text.
+std::vector<unsigned char> payloadOf(const Options &options) {
+    if (options.text && !options.payload.empty()) {
+        throw CommandError(kUsage, "PAYLOAD and --text exclude each other");
+    }
+    if (!options.text && options.payload != "-") {
+        return requireBytes("PAYLOAD", options.payload);
+    }
+    const std::string bytes = options.text ? *options.text : contentOf("/dev/stdin", kMostBytes);
+    return {bytes.begin(), bytes.end()};
+}
 
 #ifdef OZUCTL_REFERENCE_PLATFORM
 
@@ -76,7 +92,7 @@ bool taken() {
 
 ExitCode publish(const Context &context, const Options &options) {
     requireTopic(options.topic);
-    const auto bytes = requireBytes("PAYLOAD", options.payload);
+    const auto bytes = payloadOf(options);
     context.requireConsent("sends a message to the panel's processes");
     Context::startPanelProcess();
     int code = 0;
@@ -112,8 +128,11 @@ void registerBus(CLI::App &app, Context &context) {
     auto options = std::make_shared<Options>();
     CLI::App *command = app.add_subcommand("publish", "Send one message to panel processes");
     command->add_option("TOPIC", options->topic, "For example Process/ALL")->required();
-    command->add_option("PAYLOAD", options->payload,
-                        "Hexadecimal, two digits a byte; nothing for an empty message");
+    command->add_option(
+        "PAYLOAD", options->payload,
+        "Hexadecimal, two digits a byte; nothing for an empty message; '-' for the bytes on standard "
+        "input");
+    command->add_option("--text", options->text, "The payload as text");
     command->add_option("--label", options->label, "Sender label (OZUCTL)");
     addNumber(*command, "--class", options->messageClass, 0, 255, "Class of the message (0)");
     addNumber(*command, "--command", options->command, 0, 255, "Command within the class (0)");
