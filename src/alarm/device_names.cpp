@@ -104,7 +104,11 @@ int codeOf(const char *name) noexcept {
         if (order == 0) {
             return kByName[middle];
         }
-        (order < 0 ? end : first) = order < 0 ? middle : middle + 1;
+        if (order < 0) {
+            end = middle;
+        } else {
+            first = middle + 1;
+        }
     }
     return kNotFound;
 }
