@@ -120,7 +120,7 @@ int ozuutils_hexStringToBinary(const char *hex, unsigned char *out, unsigned int
     }
     if (reverse == 0) {
         readHexPairs<1>(hex, count, out);
-    } else {
+    } else if (count > 0) {
         readHexPairs<-1>(hex, count, out + count - 1);
     }
     return static_cast<int>(count);

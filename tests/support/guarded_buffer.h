@@ -36,7 +36,9 @@ class GuardedBuffer {
     }
     // Holds the text's bytes, without terminator.
     explicit GuardedBuffer(std::string_view text, Edge edge = Edge::Back) : GuardedBuffer(text.size(), edge) {
-        memcpy(data_, text.data(), text.size());
+        if (!text.empty()) {
+            memcpy(data_, text.data(), text.size());
+        }
     }
     ~GuardedBuffer() { munmap(base_, mapped_); }
     GuardedBuffer(const GuardedBuffer &) = delete;
