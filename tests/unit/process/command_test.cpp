@@ -814,8 +814,10 @@ void takeLocks(const std::atomic<bool> &stop, FILE *sink, unsigned int seed) {
 
 TEST_F(Command, startsWhileOtherThreadsHoldLocks) {
     // A lock that another thread holds at the fork must not be needed by the child: it would wait for ever.
+    // As many calls as fit the time, and on a busy machine still enough to show something.
     constexpr int kCalls = 10000;
-    constexpr std::chrono::seconds kAtMost(8);
+    constexpr int kAtLeast = 50;
+    constexpr std::chrono::seconds kTime(8);
     FILE *sink = fopen("/dev/null", "we");
     before_ = openFds();
     std::atomic<bool> stop = false;
@@ -824,9 +826,10 @@ TEST_F(Command, startsWhileOtherThreadsHoldLocks) {
         storm.emplace_back([&stop, sink, i] { takeLocks(stop, sink, i); });
     }
     testing::internal::CaptureStderr();
-    const auto until = std::chrono::steady_clock::now() + kAtMost;
+    const auto until = std::chrono::steady_clock::now() + kTime;
     int calls = 0;
-    for (; calls < kCalls && std::chrono::steady_clock::now() < until && !HasFailure(); ++calls) {
+    const auto goesOn = [&] { return calls < kAtLeast || std::chrono::steady_clock::now() < until; };
+    for (; calls < kCalls && goesOn() && !HasFailure(); ++calls) {
         if (calls % 4 == 3) {
             EXPECT_EQ(run("/bin/echo READY", 20, "READY"), 1);
         } else {
@@ -851,5 +854,4 @@ TEST_F(Command, startsWhileOtherThreadsHoldLocks) {
     }
     fclose(sink);
     RecordProperty("calls", calls);
-    EXPECT_GE(calls, 50) << "too few to show anything";
 }
