@@ -51,6 +51,11 @@ typedef enum sec_partition {
 
 /** Source that the log lines of this header carry. */
 #define SECURITY_OZU_SOURCE "inc_ozu/security_ozu"
+#ifdef __cplusplus
+#define SECURITY_OZU_INT(value) static_cast<int>(value)
+#else
+#define SECURITY_OZU_INT(value) ((int)(value))
+#endif
 
 /**
  * Names a security command.
@@ -83,7 +88,7 @@ static inline const char *stringFromSec_cmd(unsigned int command) OZU_NOEXCEPT {
     const char *name = names;
     if (command > MAX_SEC_CMD) {
         ozulog_printf_extend(OZULOG_CRITICAL, "%d is not a valid sec_cmd", SECURITY_OZU_SOURCE, __func__,
-                             __LINE__, (int)command);
+                             __LINE__, SECURITY_OZU_INT(command));
         return "ERR ENUM";
     }
     for (; command > 0; --command) {
@@ -107,7 +112,7 @@ static inline const char *stringFromSec_partition(unsigned int partition) OZU_NO
     };
     if (partition > MAX_PARTITION_ID) {
         ozulog_printf_extend(OZULOG_CRITICAL, "%d is not a valid sec_partition", SECURITY_OZU_SOURCE,
-                             __func__, __LINE__, (int)partition);
+                             __func__, __LINE__, SECURITY_OZU_INT(partition));
         return "ERR ENUM";
     }
     return names[partition];

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace ozu::platform {
 
@@ -66,7 +67,7 @@ void requireFiles(const std::string &path) {
 
 } // namespace
 
-DatabaseFile::DatabaseFile(const std::string &path) : path_(path) {
+DatabaseFile::DatabaseFile(std::string path) : path_(std::move(path)) {
     open();
     sqlite3_db_config(handle_.get(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     run("PRAGMA journal_mode=WAL");
@@ -74,7 +75,7 @@ DatabaseFile::DatabaseFile(const std::string &path) : path_(path) {
     run("PRAGMA foreign_keys=ON");
 }
 
-DatabaseFile::DatabaseFile(const std::string &path, ForRepair /*repair*/) : path_(path) {
+DatabaseFile::DatabaseFile(std::string path, ForRepair /*repair*/) : path_(std::move(path)) {
     open();
     sqlite3_db_config(handle_.get(), SQLITE_DBCONFIG_DEFENSIVE, 0, nullptr);
     run("PRAGMA writable_schema=ON");

@@ -20,9 +20,9 @@ struct ForRepair {};
 class DatabaseFile {
   public:
     // Opens or creates the file with the settings that every connection of the platform uses.
-    explicit DatabaseFile(const std::string &path);
+    explicit DatabaseFile(std::string path);
     // Opens a file that may be damaged, in such a way that its list of tables can be changed.
-    DatabaseFile(const std::string &path, ForRepair repair);
+    DatabaseFile(std::string path, ForRepair repair);
 
     void run(const char *sql);
     [[nodiscard]] Statement prepare(const char *sql);

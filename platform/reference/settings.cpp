@@ -148,7 +148,7 @@ std::optional<std::string> firstText(DatabaseFile &file, const char *sql, const 
 std::optional<std::string> configured(DatabaseFile &file, const std::string &process) {
     bool unusable = false;
     for (const std::string &key : {process, std::string(kAnyProcess)}) {
-        const auto severity = firstText(file, "SELECT severity FROM severities WHERE process = ?", key);
+        auto severity = firstText(file, "SELECT severity FROM severities WHERE process = ?", key);
         if (severity && levelOfSeverity(*severity)) {
             return severity;
         }

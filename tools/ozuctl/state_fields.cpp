@@ -152,7 +152,7 @@ std::pair<std::int64_t, std::int64_t> limits(const Field &field) {
 
 // What a field takes, in words.
 std::string wantedBy(FieldKind kind, std::int64_t low, std::int64_t high) {
-    const std::string number = rangeWords(low, high);
+    std::string number = rangeWords(low, high);
     switch (kind) {
     case FieldKind::Expiry:
         return number + ", a time (2026-03-01T12:00:00Z, now, now+30) or never";

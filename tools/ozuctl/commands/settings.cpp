@@ -38,6 +38,7 @@ ExitCode show(const Context &context, const std::string &name) {
     const auto found = std::ranges::find(settings, name, &platform::Setting::name);
     if (found == settings.end()) {
         std::vector<std::string> names;
+        names.reserve(settings.size());
         for (const auto &one : settings) {
             names.push_back(one.name);
         }
