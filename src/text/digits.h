@@ -56,10 +56,9 @@ inline constexpr unsigned int kNoHexDigit = 0x100;
 constexpr std::array<std::uint16_t, 256> hexValues(unsigned int shift) noexcept {
     std::array<std::uint16_t, 256> values{};
     for (std::size_t c = 0; c < values.size(); ++c) {
-        const int digit = kDigitValues[c];
-        const bool isHexadecimal = digit >= 0 && digit < static_cast<int>(kHexDigits.size());
-        values[c] = static_cast<std::uint16_t>(isHexadecimal ? static_cast<unsigned int>(digit) << shift
-                                                             : kNoHexDigit);
+        const auto digit = static_cast<unsigned char>(kDigitValues[c]); // -1 becomes the largest number
+        values[c] = static_cast<std::uint16_t>(
+            digit < kHexDigits.size() ? static_cast<unsigned int>(digit) << shift : kNoHexDigit);
     }
     return values;
 }
