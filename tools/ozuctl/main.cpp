@@ -2,7 +2,7 @@
 
 #include "codes.h"
 #include "command_line.h"
-#include "commands/more_commands.h"
+#include "commands/commands.h"
 #include "help.h"
 
 #ifdef OZUCTL_REFERENCE_PLATFORM

@@ -36,5 +36,11 @@ void registerState(CLI::App &app, Context &context);
 void registerStatus(CLI::App &app, Context &context);
 void registerSystem(CLI::App &app, Context &context);
 void registerTime(CLI::App &app, Context &context);
+void registerCompletion(CLI::App &app, Context &context);
+void registerDoctor(CLI::App &app, Context &context);
+void registerLog(CLI::App &app, Context &context);
+void registerReplay(CLI::App &app, Context &context);
+void registerSettings(CLI::App &app, Context &context);
+void registerWaitFor(CLI::App &app, Context &context);
 
 } // namespace ozuctl

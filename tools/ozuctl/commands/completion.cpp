@@ -2,7 +2,7 @@
 // themselves.
 
 #include "arguments.h"
-#include "commands/more_commands.h"
+#include "commands/commands.h"
 #include "help.h"
 #include "numbers.h"
 

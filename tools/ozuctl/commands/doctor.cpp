@@ -1,6 +1,6 @@
 // ozuctl doctor: what is wrong with this panel's platform, and what to do about it.
 
-#include "commands/more_commands.h"
+#include "commands/commands.h"
 #include "diagnosis.h"
 
 namespace ozuctl {

@@ -1,7 +1,7 @@
 // ozuctl log: the lines of all panel processes, past and to come, in the order of time.
 
 #include "arguments.h"
-#include "commands/more_commands.h"
+#include "commands/commands.h"
 #include "filter.h"
 #include "log_files.h"
 #include "log_follower.h"

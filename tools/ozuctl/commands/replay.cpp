@@ -2,7 +2,7 @@
 
 #include "arguments.h"
 #include "codes.h"
-#include "commands/more_commands.h"
+#include "commands/commands.h"
 #include "numbers.h"
 #include "recording.h"
 #include "state_fields.h"

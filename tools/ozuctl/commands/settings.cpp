@@ -1,6 +1,6 @@
 // ozuctl settings: what the reference platform is told about itself.
 
-#include "commands/more_commands.h"
+#include "commands/commands.h"
 #include "platform_errors.h"
 #include "suggest.h"
 #include "text.h"

@@ -2,7 +2,7 @@
 
 #include "arguments.h"
 #include "bus_listener.h"
-#include "commands/more_commands.h"
+#include "commands/commands.h"
 #include "commands/processes.h"
 #include "filter.h"
 #include "log_files.h"
