@@ -51,6 +51,7 @@ typedef enum sec_partition {
 
 /** Source that the log lines of this header carry. */
 #define SECURITY_OZU_SOURCE "inc_ozu/security_ozu"
+/** The value as the log's %d takes it, converted without a warning in C and in C++. */
 #ifdef __cplusplus
 #define SECURITY_OZU_INT(value) static_cast<int>(value)
 #else
