@@ -66,7 +66,7 @@ configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/ozuConfig.cmake.in"
     INSTALL_DESTINATION "${OZU_INSTALL_CMAKEDIR}"
     NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/package/ozuConfigVersion.cmake"
-    VERSION "${PROJECT_VERSION}" COMPATIBILITY SameMinorVersion)
+    VERSION "${PROJECT_VERSION}" COMPATIBILITY SameMajorVersion)
 install(FILES
     "${PROJECT_BINARY_DIR}/package/ozuConfig.cmake"
     "${PROJECT_BINARY_DIR}/package/ozuConfigVersion.cmake"
@@ -142,7 +142,7 @@ if(OZU_SCDOC AND _ozu_pages)
         set(_ozu_output "${PROJECT_BINARY_DIR}/man/${_ozu_man_name}")
         add_custom_command(OUTPUT "${_ozu_output}"
             COMMAND "${CMAKE_COMMAND}" -E make_directory "${PROJECT_BINARY_DIR}/man"
-            COMMAND "${OZU_SCDOC}" < "${_ozu_page}" > "${_ozu_output}"
+            COMMAND sed "1s/$/ \"libutils_ozu ${OZU_VERSION}\"/" "${_ozu_page}" | "${OZU_SCDOC}" > "${_ozu_output}"
             DEPENDS "${_ozu_page}" VERBATIM)
         list(APPEND _ozu_man "${_ozu_output}")
         set(_ozu_component doc)
