@@ -45,7 +45,7 @@ namespace {
 
 constexpr const char *kHost = "panel.example";
 constexpr const char *kServer = "127.0.0.1";
-constexpr int kMostRounds = 2000;
+constexpr int kMaxRounds = 2000;
 constexpr std::array<unsigned char, 31> kQuery = {0,   1,   1,   0,   0,   1,   0,   0, 0,   0,   0,
                                                   0,   5,   'p', 'a', 'n', 'e', 'l', 7, 'e', 'x', 'a',
                                                   'm', 'p', 'l', 'e', 0,   0,   1,   0, 1};
@@ -190,7 +190,7 @@ void bareAres() {
 struct Way {
     const char *name;
     void (*look)();
-    std::array<double, kMostRounds> microseconds = {};
+    std::array<double, kMaxRounds> microseconds = {};
 };
 
 double timeOf(void (*look)(), int calls) {
@@ -202,7 +202,7 @@ double timeOf(void (*look)(), int calls) {
            calls;
 }
 
-double median(std::array<double, kMostRounds> values, std::size_t count) {
+double median(std::array<double, kMaxRounds> values, std::size_t count) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(count / 2);
     std::nth_element(values.begin(), middle, values.begin() + static_cast<std::ptrdiff_t>(count));
     return *middle;
@@ -210,7 +210,7 @@ double median(std::array<double, kMostRounds> values, std::size_t count) {
 
 // True when the limit is met.
 bool compare(const Way &ours, const Way &other, double limit, std::size_t rounds) {
-    std::array<double, kMostRounds> ratios = {};
+    std::array<double, kMaxRounds> ratios = {};
     for (std::size_t i = 0; i < rounds; ++i) {
         ratios[i] = ours.microseconds[i] / other.microseconds[i];
     }
@@ -224,7 +224,7 @@ bool compare(const Way &ours, const Way &other, double limit, std::size_t rounds
 } // namespace
 
 int main(int argc, char **argv) {
-    const int rounds = argc > 1 ? std::clamp(atoi(argv[1]), 1, kMostRounds) : 400;
+    const int rounds = argc > 1 ? std::clamp(atoi(argv[1]), 1, kMaxRounds) : 400;
     const int calls = argc > 2 ? std::max(1, atoi(argv[2])) : 50;
     const pid_t server = startServer();
     ares_global_library_init("bench");

@@ -8,17 +8,17 @@ namespace ozu::platform {
 
 namespace {
 
-constexpr std::size_t kLongestText = 65535; // two bytes tell the length
-constexpr std::ptrdiff_t kMostLevels = 200; // of the broker
+constexpr std::size_t kMaxText = 65535;    // two bytes tell the length
+constexpr std::ptrdiff_t kMaxLevels = 200; // of the broker
 constexpr std::string_view kShared = "$share/";
 
 bool isText(std::string_view text) noexcept {
-    return text.size() <= kLongestText && text.find('\0') == std::string_view::npos &&
+    return text.size() <= kMaxText && text.find('\0') == std::string_view::npos &&
            mosquitto_validate_utf8(text.data(), static_cast<int>(text.size())) == MOSQ_ERR_SUCCESS;
 }
 
 bool isTopicText(std::string_view topic) noexcept {
-    return !topic.empty() && isText(topic) && std::count(topic.begin(), topic.end(), '/') < kMostLevels;
+    return !topic.empty() && isText(topic) && std::count(topic.begin(), topic.end(), '/') < kMaxLevels;
 }
 
 // "$share/GROUP/FILTER": neither may be empty, the group has no wildcards.

@@ -98,8 +98,8 @@ bool kept(Log &log, int level) noexcept {
 
 // Lines that went to standard error alone, which a daemon has closed.
 void keepEarlyLine(Log &log, int level, const std::string &line) {
-    constexpr std::size_t kMost = 64;
-    if (!log.opened.load() && level >= kEarlyLevel && log.early.size() < kMost) {
+    constexpr std::size_t kMaxEarlyLines = 64;
+    if (!log.opened.load() && level >= kEarlyLevel && log.early.size() < kMaxEarlyLines) {
         log.early.push_back(line);
     }
 }

@@ -85,7 +85,7 @@ std::string formatText(const char *format, std::va_list arguments) {
     if (format == nullptr) {
         return "(no format)";
     }
-    std::array<char, kLongestLine> text; // NOLINT: filled by the next line
+    std::array<char, kMaxLine> text; // NOLINT: filled by the next line
     const int length = vsnprintf(text.data(), text.size(), format, arguments);
     if (length < 0) {
         return "(text cannot be formatted)";
@@ -118,17 +118,17 @@ std::string escaped(std::string_view text, std::size_t most) {
 
 std::string lineBody(int level, const std::string &process, int pid, const LinePosition &position,
                      std::string_view text) {
-    constexpr std::size_t kLongestName = 128;
+    constexpr std::size_t kMaxName = 128;
     std::string body = std::to_string(level) + ' ' + severityRow(level).letter + ' ' +
-                       escaped(process, kLongestName) + '[' + std::to_string(pid) + "] ";
+                       escaped(process, kMaxName) + '[' + std::to_string(pid) + "] ";
     if (position.source == nullptr) {
         body += "- - ";
     } else {
-        body += escaped(position.source, kLongestName) + ' ' +
-                escaped(position.function != nullptr ? position.function : "-", kLongestName) + ':' +
+        body += escaped(position.source, kMaxName) + ' ' +
+                escaped(position.function != nullptr ? position.function : "-", kMaxName) + ':' +
                 std::to_string(position.line) + ' ';
     }
-    return body + escaped(text, kLongestLine - kTimeRoom - body.size());
+    return body + escaped(text, kMaxLine - kTimeRoom - body.size());
 }
 
 } // namespace ozu::platform

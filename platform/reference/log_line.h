@@ -9,7 +9,7 @@ namespace ozu::platform {
 
 // A line is written with one write of at most this many bytes, its line feed included: a pipe takes that much
 // in one piece.
-inline constexpr std::size_t kLongestLine = 4096;
+inline constexpr std::size_t kMaxLine = 4096;
 
 struct LinePosition {
     const char *source = nullptr; // null: a line without position

@@ -128,7 +128,7 @@ int ozumqttc_topicSubscribe(const char *topic) {
 int ozumqttc_messagePublish(const char *topic, unsigned int payloadLength, const char *senderLabel,
                             int messageClass, int command, const void *payload) {
     return guarded(__func__, [&]() -> int {
-        if (topic == nullptr || (payload == nullptr && payloadLength != 0) || payloadLength > kMostBytes) {
+        if (topic == nullptr || (payload == nullptr && payloadLength != 0) || payloadLength > kMaxBytes) {
             return kInvalidArgument;
         }
         const auto *bytes = static_cast<const unsigned char *>(payload);

@@ -106,7 +106,7 @@ void MqttSession::renewClient() {
                     "bus session " + name_ + " cannot be made");
     }
     mosquitto_int_option(client_, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
-    mosquitto_int_option(client_, MOSQ_OPT_SEND_MAXIMUM, static_cast<int>(kMostSent));
+    mosquitto_int_option(client_, MOSQ_OPT_SEND_MAXIMUM, static_cast<int>(kMaxSent));
     mosquitto_int_option(client_, MOSQ_OPT_RECEIVE_MAXIMUM, kReceiveMaximum);
     mosquitto_int_option(client_, MOSQ_OPT_TCP_NODELAY, 1);
     mosquitto_connect_v5_callback_set(client_, Callbacks::connect);

@@ -206,10 +206,10 @@ void MqttSession::serveConnection() {
 // in the same moment.
 void MqttSession::waitBeforeRetry() {
     constexpr int kFirstMs = 500;
-    constexpr int kLongestMs = 30000;
+    constexpr int kMaxMs = 30000;
     thread_local std::minstd_rand random(std::random_device{}());
     const unsigned doublings = std::min(failures_, 6U);
-    const int most = std::min(kFirstMs << doublings, kLongestMs);
+    const int most = std::min(kFirstMs << doublings, kMaxMs);
     const int delay = std::uniform_int_distribution(most / 2, most)(random);
     const auto until = Clock::now() + std::chrono::milliseconds(delay);
     std::unique_lock lock(mutex_);
@@ -220,7 +220,7 @@ void MqttSession::waitBeforeRetry() {
 
 // Hands messages to the MQTT library as long as it has room for them.
 void MqttSession::pump() {
-    while (sent_.size() < (cautiously_ > 0 ? 1 : kMostSent)) {
+    while (sent_.size() < (cautiously_ > 0 ? 1 : kMaxSent)) {
         sent_.emplace_back();
         {
             const std::lock_guard guard(mutex_);
@@ -269,9 +269,9 @@ void MqttSession::giveUp(const Outgoing &outgoing, const std::string &why) {
 void MqttSession::takeBack() {
     if (sent_.size() == 1 && endedByBroker_) {
         failures_ = std::min(failures_, 2U); // the broker is there
-        if (++sent_.front().losses >= kMostLosses) {
+        if (++sent_.front().losses >= kMaxLosses) {
             giveUp(sent_.front(),
-                   "the broker ended the session each of " + std::to_string(kMostLosses) + " times");
+                   "the broker ended the session each of " + std::to_string(kMaxLosses) + " times");
             sent_.clear();
         }
     }

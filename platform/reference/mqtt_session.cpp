@@ -46,7 +46,7 @@ std::size_t packetBytes(const BusMessage &message) {
 } // namespace
 
 bool isSendable(const BusMessage &message) noexcept {
-    return isPublishable(message.topic) && isLabel(message.label) && message.payload.size() <= kMostBytes;
+    return isPublishable(message.topic) && isLabel(message.label) && message.payload.size() <= kMaxBytes;
 }
 
 void MqttSession::wake() noexcept {
@@ -176,7 +176,7 @@ int MqttSession::publish(BusMessage message) {
     if (phase_ == Phase::Ended || stopping_) {
         return kNotConnected;
     }
-    if (unacknowledged_ >= kMostMessages || unacknowledgedBytes_ + bytes > kMostBytes) {
+    if (unacknowledged_ >= kMaxMessages || unacknowledgedBytes_ + bytes > kMaxBytes) {
         return kQueueFull;
     }
     waiting_.push_back({std::move(message)});

@@ -45,12 +45,12 @@ inline constexpr const char *kClassProperty = "class";
 inline constexpr const char *kCommandProperty = "command";
 
 // A message is accepted while the ones that wait for their acknowledgement stay within both bounds.
-inline constexpr std::size_t kMostMessages = 1000;
-inline constexpr std::size_t kMostBytes = std::size_t{4} << 20;
-inline constexpr std::size_t kMostSent = 100; // handed to the MQTT library at a time
+inline constexpr std::size_t kMaxMessages = 1000;
+inline constexpr std::size_t kMaxBytes = std::size_t{4} << 20;
+inline constexpr std::size_t kMaxSent = 100; // handed to the MQTT library at a time
 // A message that was the only one under way so often when the connection broke is given up: it may be what
 // the broker cannot bear.
-inline constexpr int kMostLosses = 5;
+inline constexpr int kMaxLosses = 5;
 // How long a caller waits: for the session, for the answer to a subscription, for the last acknowledgements.
 inline constexpr std::chrono::milliseconds kConnectTimeout{5000};
 inline constexpr std::chrono::milliseconds kLastingConnection{10000};

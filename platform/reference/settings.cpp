@@ -27,7 +27,7 @@ constexpr int kKeptEvents = 10000;
 // Limited event lines: so many of one category and subtype within the window, the others are counted.
 constexpr int kLinesPerWindow = 5;
 constexpr std::int64_t kWindowMs = 60000;
-constexpr std::size_t kLongestEvent = 1024;
+constexpr std::size_t kMaxEvent = 1024;
 
 std::recursive_mutex databaseMutex;
 DatabaseFile *database = nullptr;
@@ -166,7 +166,7 @@ void insertEvent(DatabaseFile &file, int category, const std::optional<int> &sub
         .bind(subtype)
         .bind(loggingName())
         .bind(getpid())
-        .bind(text.substr(0, kLongestEvent))
+        .bind(text.substr(0, kMaxEvent))
         .bind(suppressed)
         .step();
     file.prepare("DELETE FROM system_events WHERE id <= (SELECT max(id) FROM system_events) - ?")

@@ -25,7 +25,7 @@ constexpr std::array<SeverityRow, 9> kSeverities{{
 static_assert(std::all_of(kSeverities.begin(), kSeverities.end(),
                           [](const SeverityRow &row) { return row.name.size() <= 8; }));
 
-constexpr std::size_t kLongestName = 64;
+constexpr std::size_t kMaxName = 64;
 
 } // namespace
 
@@ -52,7 +52,7 @@ bool usableProcessName(const char *name) noexcept {
     std::size_t length = 0;
     for (const char *at = name; *at != '\0'; ++at, ++length) {
         const auto byte = static_cast<unsigned char>(*at);
-        if (byte == '/' || byte < 0x20 || byte == 0x7F || length == kLongestName) {
+        if (byte == '/' || byte < 0x20 || byte == 0x7F || length == kMaxName) {
             return false;
         }
     }

@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr std::uint32_t kMostPixels = 1U << 18;
+constexpr std::uint32_t kMaxPixels = 1U << 18;
 
 void *pixels; // the buffer of the running validation
 
@@ -60,7 +60,7 @@ bool claimsTooMuch(const std::uint8_t *data, std::size_t size) {
         if (data[at] == 0xFF && (data[at + 1] & 0xF0) == 0xC0) {
             const std::uint32_t height = data[at + 5] * 256U + data[at + 6];
             const std::uint32_t width = data[at + 7] * 256U + data[at + 8];
-            if (height * width > kMostPixels) {
+            if (height * width > kMaxPixels) {
                 return true;
             }
         }

@@ -30,12 +30,26 @@ def tracked_files():
                   if name.endswith(SUFFIXES) and not name.startswith("build/") and (ROOT / name).is_file())
 
 
-def compiled_files():
-    """What ships and was compiled by this build."""
+@functools.cache
+def compile_commands():
+    """The build's compile commands, source by source: sources that are compiled as one each get its command."""
     commands = BUILD / "compile_commands.json"
     if not commands.exists():
         return []
-    files = {os.path.relpath(entry["file"], ROOT) for entry in json.loads(commands.read_text())}
+    entries = []
+    for entry in json.loads(commands.read_text()):
+        text = pathlib.Path(entry["file"])
+        sources = [entry["file"]]
+        if text.parent.name == "Unity":
+            sources = re.findall(r'^#include "(.+)"$', text.read_text(), re.MULTILINE)
+        entries += [{**entry, "file": source, "command": entry["command"].replace(entry["file"], source)}
+                    for source in sources]
+    return entries
+
+
+def compiled_files():
+    """What ships and was compiled by this build."""
+    files = {os.path.relpath(entry["file"], ROOT) for entry in compile_commands()}
     return sorted(name for name in files if name.startswith(SHIPPED))
 
 
@@ -44,7 +58,7 @@ def commands_for_tidy():
     """A folder with the compile commands without gcc's precompiled headers, which clang cannot read."""
     folder = BUILD / "tidy"
     folder.mkdir(exist_ok=True)
-    commands = (BUILD / "compile_commands.json").read_text()
+    commands = json.dumps(compile_commands(), indent=1)
     (folder / "compile_commands.json").write_text(re.sub(r" -Winvalid-pch -include \S+/cmake_pch\.hxx", "", commands))
     return folder
 

@@ -38,8 +38,8 @@ CLI::Option *addNumber(CLI::App &command, const std::string &name, std::optional
 }
 
 constexpr std::int64_t kLeastInt = std::numeric_limits<std::int32_t>::min();
-constexpr std::int64_t kMostInt = std::numeric_limits<std::int32_t>::max();
-constexpr std::int64_t kMostUnsigned = std::numeric_limits<std::uint32_t>::max();
+constexpr std::int64_t kMaxInt = std::numeric_limits<std::int32_t>::max();
+constexpr std::int64_t kMaxUnsigned = std::numeric_limits<std::uint32_t>::max();
 
 // Seconds above 0, with decimals if need be.
 CLI::Option *addSeconds(CLI::App &command, const std::string &name, double &target, const std::string &help);

@@ -6,8 +6,8 @@ namespace ozuctl {
 
 namespace {
 
-constexpr std::size_t kMostBytes = std::size_t{16} * 1024;
-constexpr int kMostLevels = 16;
+constexpr std::size_t kMaxJsonBytes = std::size_t{16} * 1024;
+constexpr int kMaxJsonLevels = 16;
 
 // Brackets outside of texts never stand deeper than allowed.
 bool isShallow(std::span<const unsigned char> bytes) {
@@ -21,7 +21,7 @@ bool isShallow(std::span<const unsigned char> bytes) {
         } else if (byte == '"') {
             inText = true;
         } else if (byte == '[' || byte == '{') {
-            if (++depth > kMostLevels) {
+            if (++depth > kMaxJsonLevels) {
                 return false;
             }
         } else if (byte == ']' || byte == '}') {
@@ -34,7 +34,7 @@ bool isShallow(std::span<const unsigned char> bytes) {
 } // namespace
 
 std::optional<Json> boundedJson(std::span<const unsigned char> bytes) {
-    if (bytes.size() > kMostBytes || !isShallow(bytes)) {
+    if (bytes.size() > kMaxJsonBytes || !isShallow(bytes)) {
         return std::nullopt;
     }
     Json document = Json::parse(bytes.begin(), bytes.end(), nullptr, false);

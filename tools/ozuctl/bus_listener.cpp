@@ -28,7 +28,7 @@ constexpr int kKeepAliveSeconds = 10;
 
 constexpr std::uint32_t kSessionExpirySeconds = 60; // how long the broker keeps messages for a lost listener
 
-constexpr std::size_t kMostShown = std::size_t{64} * 1024; // bytes of a payload
+constexpr std::size_t kMaxShown = std::size_t{64} * 1024; // bytes of a payload
 
 // What the message's MQTT 5 user properties tell beside the payload. The first of a name counts.
 struct Sender {
@@ -82,7 +82,7 @@ Happening messageHappening(const mosquitto_message &message, const mosquitto_pro
     const Sender sender = senderOf(properties);
     const std::span whole(static_cast<const unsigned char *>(message.payload),
                           static_cast<std::size_t>(message.payloadlen));
-    const auto shown = whole.first(std::min(whole.size(), kMostShown));
+    const auto shown = whole.first(std::min(whole.size(), kMaxShown));
     const std::string payload = hexText(shown);
     Json record = {{"kind", "bus"},
                    {"topic", message.topic},

@@ -69,8 +69,6 @@ void Context::changeState(const std::function<void(PanelSharedState &)> &change)
 
 namespace {
 
-constexpr int kFailure = OZULOG_ERROR;
-
 // What helps when a panel process cannot start.
 std::string whatToDo(int code) {
 #ifdef OZUCTL_REFERENCE_PLATFORM
@@ -114,7 +112,7 @@ void Context::startPanelProcess(void *mqttArg) {
     std::string why;
     {
         const LogTap tap([&why](const LoggedLine &line) {
-            why = why.empty() && line.level >= kFailure ? line.text : why;
+            why = why.empty() && line.level >= OZULOG_ERROR ? line.text : why;
             return std::string();
         });
         code = ozuutils_processInit(name.c_str(), mqttArg);

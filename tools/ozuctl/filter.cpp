@@ -64,7 +64,7 @@ bool Filter::passes(const Json &record) const {
 }
 
 int requireLevel(const std::string &what, const std::string &text) {
-    if (const auto number = wholeNumber(text); number && *number >= 0 && *number <= kMostInt) {
+    if (const auto number = wholeNumber(text); number && *number >= 0 && *number <= kMaxInt) {
         return static_cast<int>(*number);
     }
     std::string name = text;
@@ -88,7 +88,7 @@ std::int64_t requireSince(const std::string &what, const std::string &text) {
         text.empty() ? units.end() : std::ranges::find(units, text.back(), &std::pair<char, double>::first);
     const std::string digits = unit == units.end() ? text : text.substr(0, text.size() - 1);
     const auto number = wholeNumber(digits);
-    if (!number || *number < 0 || *number > kMostInt) {
+    if (!number || *number < 0 || *number > kMaxInt) {
         throw CommandError(
             kUsage, what +
                         " must be a time like 2026-03-01T12:00:00Z or how long ago (90, 5m, 2h, 1d), not " +

@@ -9,7 +9,7 @@ namespace ozuctl {
 namespace {
 
 constexpr std::size_t kColumns = 80;
-constexpr std::size_t kMostIndent = 28;
+constexpr std::size_t kMaxIndent = 28;
 
 // Words in lines; a line that goes on is indented. Line feeds of the text stay.
 std::string wrapped(const std::string &text, std::size_t indent, std::size_t used) {
@@ -58,7 +58,7 @@ std::string listOf(const std::string &title, const std::vector<Entry> &entries) 
     for (const Entry &entry : entries) {
         widest = std::max(widest, entry.name.size());
     }
-    const std::size_t indent = std::min(widest + 4, kMostIndent);
+    const std::size_t indent = std::min(widest + 4, kMaxIndent);
     std::string text = "\n" + title + ":\n";
     for (const Entry &entry : entries) {
         text += "  " + entry.name;

@@ -118,13 +118,13 @@ std::optional<std::int64_t> millisecondsOf(std::string_view iso) {
 }
 
 void LineSplitter::add(std::string_view bytes) {
-    constexpr std::size_t kLongest = std::size_t{64} * 1024;
+    constexpr std::size_t kMaxLineBytes = std::size_t{64} * 1024;
     while (!bytes.empty()) {
         const std::size_t end = bytes.find('\n');
         rest_.append(bytes.substr(0, end));
         const bool complete = end != std::string_view::npos;
         bytes.remove_prefix(complete ? end + 1 : bytes.size());
-        if (complete || rest_.size() >= kLongest) {
+        if (complete || rest_.size() >= kMaxLineBytes) {
             receiver_(rest_);
             rest_.clear();
         }

@@ -2,6 +2,7 @@
 
 #include "context.h"
 #include "log_line.h"
+#include "output.h"
 #include "text.h"
 
 #include <fcntl.h>
@@ -28,19 +29,6 @@ std::optional<LoggedLine> parse(std::string_view line) {
         logged.text.resize(logged.text.size() - 2);
     }
     return logged;
-}
-
-void writeAll(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(fd, text.data(), text.size());
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written < 0) {
-            return; // nobody is there to be told
-        }
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
 }
 
 } // namespace
@@ -84,7 +72,7 @@ void LogTap::handOn(std::string_view line) const {
     const auto logged = parse(line);
     const std::string shown = logged ? receiver_(*logged) : std::string(line);
     if (!shown.empty()) {
-        writeAll(standardError_, visible(shown) + '\n');
+        static_cast<void>(writeAll(standardError_, visible(shown) + '\n'));
     }
 }
 

@@ -17,13 +17,11 @@ namespace ozuctl {
 
 namespace {
 
-constexpr std::string_view kUnknown = "UNKNOWN";
-
 template <class NameOf>
 NamedNumbers namesUpTo(int end, NameOf nameOf) {
     NamedNumbers names;
     for (int number = 0; number < end; ++number) {
-        if (std::string name = nameOf(number); name != kUnknown) {
+        if (std::string name = nameOf(number); name != kUnknownName) {
             names.push_back({std::move(name), number});
         }
     }

@@ -9,6 +9,9 @@
 
 namespace ozuctl {
 
+// What the library calls a code without a name.
+inline constexpr std::string_view kUnknownName = "UNKNOWN";
+
 struct NamedNumber {
     std::string name;
     std::int64_t number;

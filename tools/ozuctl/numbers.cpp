@@ -13,7 +13,7 @@ namespace ozuctl {
 
 namespace {
 
-constexpr double kMostSeconds = 366.0 * 24 * 3600;
+constexpr double kMaxSeconds = 366.0 * 24 * 3600;
 
 [[noreturn]] void refuse(std::string_view what, const std::string &wanted, std::string_view text,
                          const std::string &advice = {}) {
@@ -30,8 +30,8 @@ std::optional<std::int64_t> wholeNumber(std::string_view text) {
     std::uint64_t magnitude = 0;
     const char *end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, magnitude, hexadecimal ? 16 : 10);
-    constexpr auto kMost = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-    if (text.empty() || error != std::errc() || stop != end || magnitude > kMost) {
+    constexpr auto kMaxMagnitude = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    if (text.empty() || error != std::errc() || stop != end || magnitude > kMaxMagnitude) {
         return std::nullopt;
     }
     const auto value = static_cast<std::int64_t>(magnitude);
@@ -56,7 +56,7 @@ double requireSeconds(std::string_view what, std::string_view text) {
     const char *end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, value);
     if (text.empty() || error != std::errc() || stop != end || !std::isfinite(value) || value <= 0 ||
-        value > kMostSeconds) {
+        value > kMaxSeconds) {
         refuse(what, "a number of seconds above 0, at most a year", text, "; leave it out for no limit");
     }
     return value;

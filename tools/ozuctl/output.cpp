@@ -25,22 +25,6 @@ std::string dump(const Json &value, int indent) {
     return visibleJson(value.dump(indent, ' ', false, Json::error_handler_t::replace));
 }
 
-// Returns 0, or why not everything was written.
-int writeAll(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t written = write(fd, bytes.data(), bytes.size());
-        if (written >= 0) {
-            bytes.remove_prefix(static_cast<std::size_t>(written));
-        } else if (errno == EAGAIN) {
-            pollfd ready = {fd, POLLOUT, 0};
-            poll(&ready, 1, -1);
-        } else if (errno != EINTR) {
-            return errno;
-        }
-    }
-    return 0;
-}
-
 [[noreturn]] void cannotWrite(int error) {
     throw CommandError(kLibraryFailed, error == EPIPE
                                            ? std::string("nobody reads the output any more")
@@ -133,6 +117,21 @@ std::int64_t clamped(std::int64_t seconds) {
 }
 
 } // namespace
+
+int writeAll(int fd, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(fd, bytes.data(), bytes.size());
+        if (written >= 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EAGAIN) {
+            pollfd ready = {fd, POLLOUT, 0};
+            poll(&ready, 1, -1);
+        } else if (errno != EINTR) {
+            return errno;
+        }
+    }
+    return 0;
+}
 
 void prepareStreams() {
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {

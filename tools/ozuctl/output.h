@@ -31,6 +31,10 @@ std::string hexText(std::span<const unsigned char> bytes);
 // for null; lists with commas, other objects as "key=value". Fit for a line.
 std::string plainText(const Json &value);
 
+// Writes all bytes, waiting for the reader where the descriptor does not block. Returns 0, or the errno of
+// the failure.
+int writeAll(int fd, std::string_view bytes);
+
 // Prints one document: with --json as it is, otherwise an object as aligned "key  value" lines, an array of
 // objects as a table, anything else as text. Bytes that are not UTF-8 are replaced. Like all that writes to
 // standard output, it throws CommandError(kLibraryFailed) when that cannot be done.

@@ -16,12 +16,12 @@ namespace ozuctl {
 
 namespace {
 
-constexpr std::uint64_t kLargest = std::uint64_t{512} * 1024 * 1024;
-constexpr std::size_t kLongestLine = std::size_t{1024} * 1024;
+constexpr std::uint64_t kMaxFileBytes = std::uint64_t{512} * 1024 * 1024;
+constexpr std::size_t kMaxLine = std::size_t{1024} * 1024;
 constexpr int kDeepest = 12; // nesting of what monitor writes
 
 std::optional<Json> lineAsJson(std::string_view line) {
-    if (line.size() > kLongestLine) {
+    if (line.size() > kMaxLine) {
         return std::nullopt;
     }
     bool deep = false;
@@ -79,7 +79,7 @@ void RecordingFile::add(const Json &record) {
 
 std::vector<Recorded> readRecording(const std::string &path) {
     requireReadable(path);
-    const std::string content = contentOf(path, kLargest);
+    const std::string content = contentOf(path, kMaxFileBytes);
     std::vector<Recorded> recording;
     std::string_view rest = content;
     for (std::size_t number = 1; !rest.empty(); ++number) {

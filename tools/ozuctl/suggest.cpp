@@ -8,7 +8,7 @@ namespace ozuctl {
 
 namespace {
 
-constexpr std::size_t kLongest = 64; // nobody meant a known word with more
+constexpr std::size_t kMaxWord = 64; // nobody meant a known word with more
 
 std::string folded(std::string_view word) {
     std::string text;
@@ -57,7 +57,7 @@ std::size_t cost(const std::string &typed, const std::string &known) {
 } // namespace
 
 std::string nearest(std::string_view word, const std::vector<std::string> &known) {
-    if (word.empty() || word.size() > kLongest) {
+    if (word.empty() || word.size() > kMaxWord) {
         return {};
     }
     const std::string typed = folded(word);

@@ -129,8 +129,8 @@ std::string visibleLines(std::string_view text) {
 }
 
 std::string inQuotes(std::string_view text) {
-    constexpr std::size_t kMost = 120;
-    std::string_view shown = text.substr(0, kMost);
+    constexpr std::size_t kMaxShown = 120;
+    std::string_view shown = text.substr(0, kMaxShown);
     // Not in the middle of a character.
     while (shown.size() < text.size() && !shown.empty() &&
            isContinuation(static_cast<unsigned char>(text[shown.size()]))) {

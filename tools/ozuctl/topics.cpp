@@ -9,7 +9,7 @@ namespace ozuctl {
 
 namespace {
 
-constexpr std::size_t kMostBytes = 65535;
+constexpr std::size_t kMaxTopicBytes = 65535;
 
 [[noreturn]] void refuse(const std::string &topic, const std::string &why) {
     throw CommandError(kUsage, "the topic " + inQuotes(topic) + " " + why);
@@ -19,7 +19,7 @@ void requireText(const std::string &topic) {
     if (topic.empty()) {
         throw CommandError(kUsage, "the topic is empty; a topic is a text like Process/ALL");
     }
-    if (topic.size() > kMostBytes) {
+    if (topic.size() > kMaxTopicBytes) {
         refuse(topic, "is too long: at most 65535 bytes");
     }
     if (!isUtf8(topic)) {

@@ -243,7 +243,7 @@ TEST_F(Bus, whatTheBrokerCannotBearIsRefusedAtOnce) {
                     EXPECT_EQ(ozumqttc_messagePublish("a", 0, label.c_str(), 1, 1, nullptr), kInvalidArgument)
                         << when << label.substr(0, 20);
                 }
-                const std::vector<char> large(kMostBytes + 1);
+                const std::vector<char> large(kMaxBytes + 1);
                 EXPECT_EQ(
                     ozumqttc_messagePublish("a", static_cast<unsigned>(large.size()), "", 1, 1, large.data()),
                     kInvalidArgument);
@@ -615,14 +615,14 @@ TEST_F(Bus, queueIsBounded) {
         ++accepted;
     }
     EXPECT_EQ(result, kQueueFull);
-    EXPECT_EQ(accepted, kMostMessages);
+    EXPECT_EQ(accepted, kMaxMessages);
 }
 
 TEST_F(Bus, queueIsBoundedInBytes) {
     startBroker();
     ASSERT_EQ(connect(), 0);
     broker->stop(SIGKILL);
-    const std::string large(kMostBytes / 4, 'x');
+    const std::string large(kMaxBytes / 4, 'x');
     for (int i = 0; i < 4; ++i) {
         EXPECT_EQ(publish("Process/ALL", large), 0);
     }

@@ -27,9 +27,7 @@ namespace ozuctl {
 
 namespace {
 
-constexpr int kFailure = OZULOG_ERROR;
-
-struct Options {
+struct PublishOptions {
     std::string topic;
     std::string label = "OZUCTL";
     int messageClass = 0;
@@ -38,23 +36,23 @@ struct Options {
     std::optional<std::string> text;
 };
 
-constexpr std::uint64_t kMostBytes = 268435455; // of an MQTT packet
+constexpr std::uint64_t kMaxPacketBytes = 268435455; // of an MQTT packet
 
 // The payload: hexadecimal, standard input as it is, or the text.
-std::vector<unsigned char> payloadOf(const Options &options) {
+std::vector<unsigned char> payloadOf(const PublishOptions &options) {
     if (options.text && !options.payload.empty()) {
         throw CommandError(kUsage, "PAYLOAD and --text exclude each other");
     }
     if (!options.text && options.payload != "-") {
         return requireBytes("PAYLOAD", options.payload);
     }
-    const std::string bytes = options.text ? *options.text : contentOf("/dev/stdin", kMostBytes);
+    const std::string bytes = options.text ? *options.text : contentOf("/dev/stdin", kMaxPacketBytes);
     return {bytes.begin(), bytes.end()};
 }
 
 #ifdef OZUCTL_REFERENCE_PLATFORM
 
-constexpr auto kPatience = std::chrono::seconds(10);
+constexpr auto kPublishPatience = std::chrono::seconds(10);
 
 // Messages of this process that the broker has not acknowledged; nothing when that cannot be told.
 std::optional<unsigned> unacknowledged() {
@@ -72,7 +70,7 @@ std::optional<unsigned> unacknowledged() {
 
 // True once the broker has the message.
 bool taken() {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto end = std::chrono::steady_clock::now() + kPublishPatience;
     while (std::chrono::steady_clock::now() < end) {
         if (unacknowledged().value_or(0) == 0) {
             return true;
@@ -90,7 +88,7 @@ bool taken() {
 
 #endif
 
-ExitCode publish(const Context &context, const Options &options) {
+ExitCode publish(const Context &context, const PublishOptions &options) {
     requireTopic(options.topic);
     const auto bytes = payloadOf(options);
     context.requireConsent("sends a message to the panel's processes");
@@ -100,7 +98,7 @@ ExitCode publish(const Context &context, const Options &options) {
     std::string refusal;
     {
         const LogTap tap([&refusal](const LoggedLine &line) {
-            refusal = line.level >= kFailure ? line.text : refusal;
+            refusal = line.level >= OZULOG_ERROR ? line.text : refusal;
             return std::string();
         });
         code = ozumqttc_messagePublish(options.topic.c_str(), static_cast<unsigned int>(bytes.size()),
@@ -125,7 +123,7 @@ ExitCode publish(const Context &context, const Options &options) {
 } // namespace
 
 void registerBus(CLI::App &app, Context &context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<PublishOptions>();
     CLI::App *command = app.add_subcommand("publish", "Send one message to panel processes");
     command->add_option("TOPIC", options->topic, "For example Process/ALL")->required();
     command->add_option(

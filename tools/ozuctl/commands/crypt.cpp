@@ -49,10 +49,10 @@ void addKeyOptions(CLI::App &command, KeyOptions &key, const std::string &length
     group->require_option(1);
 }
 
-constexpr std::uint64_t kMostKeyText = 4096;
+constexpr std::uint64_t kMaxKeyText = 4096;
 
 std::string readText(const std::string &path) {
-    return contentOf(path == "-" ? "/dev/stdin" : path, kMostKeyText);
+    return contentOf(path == "-" ? "/dev/stdin" : path, kMaxKeyText);
 }
 
 Bytes keyBytes(const KeyOptions &options, const std::vector<std::size_t> &sizes) {
@@ -315,8 +315,8 @@ void addRandom(CLI::App &app, Context &context) {
     });
     CLI::App *number = group->add_subcommand("number", "A random number, not for secrets");
     auto limits = std::make_shared<std::pair<int, int>>();
-    addNumber(*number, "min", limits->first, kLeastInt, kMostInt, "Least number")->required();
-    addNumber(*number, "max", limits->second, kLeastInt, kMostInt, "Greatest number")->required();
+    addNumber(*number, "min", limits->first, kLeastInt, kMaxInt, "Least number")->required();
+    addNumber(*number, "max", limits->second, kLeastInt, kMaxInt, "Greatest number")->required();
     number->callback([&context, limits] {
         context.command = [&context, limits] {
             return runRandomNumber(context, limits->first, limits->second);

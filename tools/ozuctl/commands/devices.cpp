@@ -59,7 +59,7 @@ void addRequest(CLI::App &nxp, Context &context, const char *word, const char *h
     });
 }
 
-struct Options {
+struct NxpOptions {
     unsigned protocol = 0;
     unsigned command = OZU_NXP_COMMAND_REQUEST;
     std::string block;
@@ -80,7 +80,7 @@ void registerNxp(CLI::App &app, Context &context) {
     addRequest(*nxp, context, "tamper", "Have it tell the state of the tamper switch", OZU_NXP_TAMPER_STATE,
                [] { return ozuutils_GetNxpTamperState(); });
 
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<NxpOptions>();
     CLI::App *command = nxp->add_subcommand("uart", "Set the protocol of its UART");
     addNumber(*command, "PROTOCOL", options->protocol, 0, 255, "Number of the protocol")->required();
     command->callback([options, &context] {
@@ -106,7 +106,7 @@ void registerNxp(CLI::App &app, Context &context) {
 }
 
 void registerGpio(CLI::App &app, Context &context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<NxpOptions>();
     CLI::App *command = app.add_subcommand("gpio", "Set an output of the CC1352 radio");
     addNumber(*command, "N", options->gpio, 0, 255, "Number of the output")->required();
     addNumber(*command, "LEVEL", options->level, 0, 255, "0 low, anything else high")->required();

@@ -41,7 +41,7 @@ void registerError(CLI::App &app, Context &context) {
     auto code = std::make_shared<std::optional<int>>();
     CLI::App *command = app.add_subcommand(
         "error", "Words for a code of the library or the platform, or for an exit status; alone lists all");
-    addNumber(*command, "CODE", *code, kLeastInt, kMostInt, "As in a message or a log line, e.g. 21");
+    addNumber(*command, "CODE", *code, kLeastInt, kMaxInt, "As in a message or a log line, e.g. 21");
     command->callback(
         [code, &context] { context.command = [code, &context] { return words(context, *code); }; });
 }

@@ -6,6 +6,7 @@
 #include "named_numbers.h"
 #include "panel_messages.h"
 #include "platform_errors.h"
+#include "stopping.h"
 #include "text.h"
 
 #include <utils_ozu/partitions.h>
@@ -18,7 +19,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <memory>
 #include <thread>
 
@@ -28,12 +28,10 @@ namespace {
 
 namespace platform = ozu::platform;
 
-constexpr int kEventsPerLook = 1000;
-constexpr auto kLook = std::chrono::milliseconds(50);
+constexpr int kMaxEvents = 1000;
+constexpr auto kEventsLook = std::chrono::milliseconds(50);
 
-volatile std::sig_atomic_t stopped = 0;
-
-struct Options {
+struct EventsOptions {
     bool follow = false;
     std::size_t last = 0; // 0: all
     std::optional<int> category;
@@ -61,12 +59,12 @@ std::string eventText(const Json &event) {
 }
 
 // The events above an id that are asked for; the id moves on.
-std::vector<Json> eventsAfter(std::int64_t &id, const Options &options) {
+std::vector<Json> eventsAfter(std::int64_t &id, const EventsOptions &options) {
     std::vector<Json> found;
     std::vector<platform::SystemEvent> events;
     do {
         events.clear();
-        const int code = platform::readEvents(id, kEventsPerLook, events);
+        const int code = platform::readEvents(id, kMaxEvents, events);
         if (code == platform::kNothingThere && options.follow) {
             return found; // the panel's first process is yet to come
         }
@@ -79,16 +77,15 @@ std::vector<Json> eventsAfter(std::int64_t &id, const Options &options) {
                 found.push_back(eventJson(event));
             }
         }
-    } while (events.size() == kEventsPerLook);
+    } while (events.size() == kMaxEvents);
     return found;
 }
 
-ExitCode follow(const Context &context, const Options &options, std::int64_t id) {
+ExitCode follow(const Context &context, const EventsOptions &options, std::int64_t id) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(options.seconds);
-    signal(SIGINT, [](int) { stopped = 1; });
-    signal(SIGTERM, [](int) { stopped = 1; });
-    while (stopped == 0 && (options.seconds <= 0 || std::chrono::steady_clock::now() < end)) {
-        std::this_thread::sleep_for(kLook);
+    stopOnSignals();
+    while (!stopped() && (options.seconds <= 0 || std::chrono::steady_clock::now() < end)) {
+        std::this_thread::sleep_for(kEventsLook);
         requireReader();
         for (const Json &event : eventsAfter(id, options)) {
             printRecord(context, event, eventText(event));
@@ -97,7 +94,7 @@ ExitCode follow(const Context &context, const Options &options, std::int64_t id)
     return kDone;
 }
 
-ExitCode events(const Context &context, const Options &options) {
+ExitCode events(const Context &context, const EventsOptions &options) {
     std::int64_t id = 0;
     std::vector<Json> found = eventsAfter(id, options);
     if (options.last != 0 && found.size() > options.last) {
@@ -121,7 +118,7 @@ CLI::Option *addNamed(CLI::App &command, const char *name, unsigned &target, con
     return addChecked(
         command, name, "N",
         [&target, names](const std::string &what, const std::string &text) {
-            target = static_cast<unsigned>(requireNamed(what, text, 0, kMostUnsigned, names()));
+            target = static_cast<unsigned>(requireNamed(what, text, 0, kMaxUnsigned, names()));
         },
         help);
 }
@@ -199,7 +196,7 @@ void addWriters(CLI::App &events, Context &context) {
     CLI::App *command = add->add_subcommand("http", "An HTTP request");
     command->add_option("ACTION", line->action, "For example GET")->required();
     command->add_option("SERVER", line->server, "Its name")->required();
-    addNumber(*command, "RESULT", line->result, kLeastInt, kMostInt,
+    addNumber(*command, "RESULT", line->result, kLeastInt, kMaxInt,
               "HTTP status, or a code of the transfer library")
         ->required();
     command->add_option("IFACE", line->iface, "Network interface; by default none");
@@ -221,16 +218,16 @@ void addWriters(CLI::App &events, Context &context) {
 } // namespace
 
 void registerEvents(CLI::App &app, Context &context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<EventsOptions>();
     CLI::App *command = app.add_subcommand("events", "The system event log, oldest first");
     command->add_flag("-f,--follow", options->follow, "Go on with new events until interrupted");
-    addNumber(*command, "-n,--last", options->last, 1, kMostInt,
+    addNumber(*command, "-n,--last", options->last, 1, kMaxInt,
               "Only the last so many of those that are there");
     addChecked(
         *command, "--category", "N",
         [options](const std::string &what, const std::string &text) {
             options->category =
-                static_cast<int>(requireNamed(what, text, kLeastInt, kMostInt, eventCategories()));
+                static_cast<int>(requireNamed(what, text, kLeastInt, kMaxInt, eventCategories()));
         },
         "Only this category: number or name, e.g. 11 or ARM");
     addSeconds(*command, "--for", options->seconds, "With -f: stop after so many seconds");

@@ -77,7 +77,7 @@ void registerIdentity(CLI::App &app, Context &context) {
         [given, &context] { context.command = [given, &context] { return keyfob(context, given->id); }; });
 
     command = app.add_subcommand("profiles", "Whether a UMKRL camera's firmware supports profiles");
-    addNumber(*command, "DEVICE", given->device, 0, kMostInt, "Index of the device")->required();
+    addNumber(*command, "DEVICE", given->device, 0, kMaxInt, "Index of the device")->required();
     command->callback([given, &context] {
         context.command = [given, &context] { return profiles(context, given->device); };
     });

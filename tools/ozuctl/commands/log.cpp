@@ -6,13 +6,13 @@
 #include "log_files.h"
 #include "log_follower.h"
 #include "sources.h"
+#include "stopping.h"
 #include "text.h"
 
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <memory>
 #include <thread>
 
@@ -20,12 +20,11 @@ namespace ozuctl {
 
 namespace {
 
-constexpr auto kLook = std::chrono::milliseconds(50);
-constexpr std::int64_t kHoldMs = 200; // a line may be found a little later than one that was written after it
+constexpr auto kLogLook = std::chrono::milliseconds(50);
+constexpr std::int64_t kLogHoldMs =
+    200; // a line may be found a little later than one that was written after it
 
-volatile std::sig_atomic_t stopped = 0;
-
-struct Options {
+struct LogOptions {
     Filter filter;
     std::int64_t sinceMs = 0;
     std::size_t last = 0; // 0: all
@@ -33,7 +32,7 @@ struct Options {
     double seconds = 0;
 };
 
-Json timed(const Happening &line) {
+Json lineRecord(const Happening &line) {
     Json record = {{"time", line.timeMs == 0 ? Json(nullptr) : Json(isoTimeMilliseconds(line.timeMs))}};
     record.update(line.record);
     record.erase("kind");
@@ -50,15 +49,16 @@ std::string lineText(const Happening &line) {
            plainText(record["pid"]) + "] " + plainText(record["text"]);
 }
 
-ExitCode follow(const Context &context, const Options &options, Timeline &timeline, LogFollower &follower) {
+ExitCode follow(const Context &context, const LogOptions &options, Timeline &timeline,
+                LogFollower &follower) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(options.seconds);
     const auto show = [&](bool everything) {
         for (const Happening &line : timeline.ripe(everything)) {
-            printRecord(context, timed(line), lineText(line));
+            printRecord(context, lineRecord(line), lineText(line));
         }
     };
-    while (stopped == 0 && (options.seconds <= 0 || std::chrono::steady_clock::now() < end)) {
-        std::this_thread::sleep_for(kLook);
+    while (!stopped() && (options.seconds <= 0 || std::chrono::steady_clock::now() < end)) {
+        std::this_thread::sleep_for(kLogLook);
         requireReader();
         follower.look();
         show(false);
@@ -68,12 +68,11 @@ ExitCode follow(const Context &context, const Options &options, Timeline &timeli
     return kDone;
 }
 
-ExitCode log(const Context &context, const Options &options) {
-    Timeline timeline(kHoldMs);
+ExitCode log(const Context &context, const LogOptions &options) {
+    Timeline timeline(kLogHoldMs);
     std::optional<LogFollower> follower;
     if (options.follow) {
-        signal(SIGINT, [](int) { stopped = 1; });
-        signal(SIGTERM, [](int) { stopped = 1; });
+        stopOnSignals();
         // Opened before the past is read, so that nothing falls between; what is found twice is the past's.
         follower.emplace(ozu::platform::logFolder(), [&](const std::string &file, const std::string &line) {
             Happening one = logHappening(file, line);
@@ -99,13 +98,13 @@ ExitCode log(const Context &context, const Options &options) {
     if (context.json && !options.follow) {
         Json rows = Json::array();
         for (const Happening &line : past) {
-            rows.push_back(timed(line));
+            rows.push_back(lineRecord(line));
         }
         print(context, rows);
         return kDone;
     }
     for (const Happening &line : past) {
-        printRecord(context, timed(line), lineText(line));
+        printRecord(context, lineRecord(line), lineText(line));
     }
     return options.follow ? follow(context, options, timeline, *follower) : kDone;
 }
@@ -113,7 +112,7 @@ ExitCode log(const Context &context, const Options &options) {
 } // namespace
 
 void registerLog(CLI::App &app, Context &context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<LogOptions>();
     CLI::App *command = app.add_subcommand("log", "Log lines of all panel processes, oldest first");
     addLogFilters(*command, options->filter);
     addChecked(
@@ -122,7 +121,7 @@ void registerLog(CLI::App &app, Context &context) {
             options->sinceMs = requireSince(what, text);
         },
         "Lines from then on: 2026-03-01T12:00:00Z, or how long ago: 90 (seconds), 5m, 2h, 1d");
-    addNumber(*command, "-n,--last", options->last, 1, kMostInt,
+    addNumber(*command, "-n,--last", options->last, 1, kMaxInt,
               "Only the last so many of those that are there");
     command->add_flag("-f,--follow", options->follow, "Go on with new lines until interrupted");
     addSeconds(*command, "--for", options->seconds, "With -f: stop after so many seconds");

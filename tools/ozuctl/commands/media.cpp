@@ -14,7 +14,7 @@ namespace ozuctl {
 
 namespace {
 
-constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 30; // no camera sends more
+constexpr std::uint64_t kMaxVideoBytes = std::uint64_t{1} << 30; // no camera sends more
 
 // What follows a beginning in the lines of the library; empty when none begins so.
 std::string after(const std::vector<LoggedLine> &lines, const std::string &beginning) {
@@ -37,7 +37,7 @@ std::string complaint(const std::vector<LoggedLine> &lines) {
 }
 
 Json examine(const std::string &path, bool &valid) {
-    const std::string content = contentOf(path, kMostBytes);
+    const std::string content = contentOf(path, kMaxVideoBytes);
     const auto lines = linesOf([&] {
         valid = ozuutils_jpegValidator(reinterpret_cast<const unsigned char *>(content.data()),
                                        content.size()) == 0;

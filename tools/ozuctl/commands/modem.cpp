@@ -13,7 +13,7 @@ namespace ozuctl {
 namespace {
 
 constexpr std::size_t kLine = 1024;
-constexpr std::size_t kMostDigits = 6;
+constexpr std::size_t kMaxDigits = 6;
 
 // First line of the modem's version file, without its line feed.
 std::string versionLine() {
@@ -33,7 +33,7 @@ using VersionOf = int (*)(const char *text, char *out, std::size_t digits);
 ExitCode showPart(const Context &context, const char *key, VersionOf versionOf,
                   const std::optional<std::string> &given, std::size_t digits) {
     const std::string text = given ? *given : versionLine();
-    char out[kMostDigits + 2] = {};
+    char out[kMaxDigits + 2] = {};
     const int result = versionOf(text.c_str(), out, digits);
     print(context, {{"text", text}, {key, result == 0 ? Json(out) : Json(nullptr)}});
     return result == 0 ? kDone : kNo;
@@ -50,7 +50,7 @@ ExitCode imsi(const Context &context, const std::string &digits) {
     return kDone;
 }
 
-struct Options {
+struct ModemOptions {
     std::optional<std::string> text;
     std::size_t appDigits = 6;
     std::size_t betaDigits = 1;
@@ -61,7 +61,7 @@ struct Options {
 } // namespace
 
 void registerModem(CLI::App &app, Context &context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<ModemOptions>();
     CLI::App *modem = app.add_subcommand("modem", "The cellular modem");
     modem->require_subcommand(1);
     modem->add_subcommand("version", "Its firmware version, from /var/run/version")->callback([&context] {
@@ -91,7 +91,7 @@ void registerModem(CLI::App &app, Context &context) {
     });
 
     command = modem->add_subcommand("awake", "Whether it neither saves power nor works in CBank mode");
-    addNumber(*command, "PSM", options->psm, kLeastInt, kMostInt, "Its power-saving state")->required();
+    addNumber(*command, "PSM", options->psm, kLeastInt, kMaxInt, "Its power-saving state")->required();
     command->callback([options, &context] {
         context.command = [options, &context] {
             static_cast<void>(Context::state());

@@ -10,11 +10,11 @@
 #include "numbers.h"
 #include "recording.h"
 #include "sources.h"
+#include "stopping.h"
 #include "topics.h"
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -27,14 +27,12 @@ namespace {
 namespace platform = ozu::platform;
 
 // Long enough for a log line or an event to be written and found after it happened.
-constexpr std::int64_t kHoldMs = 300;
+constexpr std::int64_t kMonitorHoldMs = 300;
 // The record has no time stamps: its changes are as exact as the looks at it are frequent.
-constexpr auto kLook = std::chrono::milliseconds(2);
+constexpr auto kMonitorLook = std::chrono::milliseconds(2);
 constexpr int kLooksPerRead = 25; // log files, events and processes carry their own times
 
-volatile std::sig_atomic_t stopped = 0;
-
-struct Options {
+struct MonitorOptions {
     bool noBus = false;
     bool noState = false;
     bool noLog = false;
@@ -61,7 +59,7 @@ Json processesNow() {
 
 // Filters that overlap would bring a message once for each of them, and a recording keeps all messages: then
 // everything comes, and the filter chooses. "#" does not stand for the broker's own topics.
-std::vector<std::string> subscriptions(const Options &options) {
+std::vector<std::string> subscriptions(const MonitorOptions &options) {
     const auto &topics = options.filter.topics;
     if (topics.size() == 1 && options.file.empty()) {
         return topics;
@@ -75,7 +73,8 @@ std::vector<std::string> subscriptions(const Options &options) {
 // What is looked at, each source if it is wanted.
 class Sources {
   public:
-    Sources(Timeline &timeline, const Options &options) : state_(timeline), wantsState_(!options.noState) {
+    Sources(Timeline &timeline, const MonitorOptions &options)
+        : state_(timeline), wantsState_(!options.noState) {
         if (!options.noBus) {
             bus_.emplace(timeline, subscriptions(options));
         }
@@ -128,7 +127,7 @@ class Sources {
 // Shows happenings, and keeps all of them where that is asked for.
 class Stream {
   public:
-    Stream(const Context &context, const Options &options) : context_(context), options_(options) {
+    Stream(const Context &context, const MonitorOptions &options) : context_(context), options_(options) {
         if (!options.file.empty()) {
             recording_.emplace(options.file);
         }
@@ -200,29 +199,28 @@ class Stream {
     }
 
     const Context &context_;
-    const Options &options_;
+    const MonitorOptions &options_;
     std::optional<RecordingFile> recording_;
     std::int64_t start_ = 0;
     std::int64_t before_ = 0; // time of the line above
     std::size_t shown_ = 0;
 };
 
-ExitCode monitor(const Context &context, const Options &options) {
+ExitCode monitor(const Context &context, const MonitorOptions &options) {
     for (const std::string &topic : options.filter.topics) {
         requireFilter(topic);
     }
     for (const std::string &field : options.filter.fields) {
         requireFields(field);
     }
-    signal(SIGINT, [](int) { stopped = 1; });
-    signal(SIGTERM, [](int) { stopped = 1; });
-    Timeline timeline(kHoldMs);
+    stopOnSignals();
+    Timeline timeline(kMonitorHoldMs);
     Sources sources(timeline, options);
     Stream stream(context, options);
     stream.begin(sources.snapshot());
 
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(options.seconds);
-    for (int look = 0; stopped == 0 && (options.seconds <= 0 || std::chrono::steady_clock::now() < end);
+    for (int look = 0; !stopped() && (options.seconds <= 0 || std::chrono::steady_clock::now() < end);
          ++look) {
         sources.lookAtState();
         if (look % kLooksPerRead == 0) {
@@ -232,17 +230,17 @@ ExitCode monitor(const Context &context, const Options &options) {
             return kDone;
         }
         requireReader();
-        std::this_thread::sleep_for(kLook);
+        std::this_thread::sleep_for(kMonitorLook);
     }
     sources.lookAtFiles();
     const bool more = stream.show(timeline.ripe(true));
-    return options.count != 0 && more && stopped == 0 ? kTimedOut : kDone;
+    return options.count != 0 && more && !stopped() ? kTimedOut : kDone;
 }
 
 } // namespace
 
 void registerMonitor(CLI::App &app, Context &context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<MonitorOptions>();
     CLI::App *command =
         app.add_subcommand("monitor", "Bus messages, state changes, log lines, system events, starts and "
                                       "ends of processes as one stream in\n"
@@ -268,7 +266,7 @@ void registerMonitor(CLI::App &app, Context &context) {
             options->times = requireWord(what, text, {"utc", "relative", "delta"});
         },
         "As they are, since the start, or since the line above, in seconds");
-    addNumber(*command, "--count", options->count, 1, kMostInt,
+    addNumber(*command, "--count", options->count, 1, kMaxInt,
               "Stop after so many lines; 124 when --for runs out first");
     addSeconds(*command, "--for", options->seconds, "Stop after so many seconds");
     command->add_option("--record", options->file,

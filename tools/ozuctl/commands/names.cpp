@@ -14,7 +14,6 @@ namespace ozuctl {
 namespace {
 
 constexpr int kCodes = 256; // more than any table has
-constexpr const char *kUnknown = "UNKNOWN";
 
 struct Table {
     const char *word;
@@ -38,7 +37,7 @@ constexpr Table kTables[] = {
      [](int code, int sub) -> std::string { return getTarnPlusSubOpcodeName(code, sub); }},
 };
 
-struct Options {
+struct NamesOptions {
     std::optional<int> code;
     std::optional<int> sub;
 };
@@ -46,7 +45,7 @@ struct Options {
 NamedNumbers namesOf(const Table &table) {
     NamedNumbers names;
     for (int code = 0; code < kCodes; ++code) {
-        if (std::string name = table.nameOf(code); name != kUnknown) {
+        if (std::string name = table.nameOf(code); name != kUnknownName) {
             names.push_back({std::move(name), code});
         }
     }
@@ -62,7 +61,7 @@ ExitCode listTable(const Context &context, const Table &table) {
     return kDone;
 }
 
-ExitCode showName(const Context &context, const Table &table, const Options &options) {
+ExitCode showName(const Context &context, const Table &table, const NamesOptions &options) {
     if (!options.code) {
         return listTable(context, table);
     }
@@ -73,7 +72,7 @@ ExitCode showName(const Context &context, const Table &table, const Options &opt
         document = {{"opcode", document}, {"subOpcode", coded(*options.sub, name)}};
     }
     print(context, document);
-    return name == kUnknown ? kNo : kDone;
+    return name == kUnknownName ? kNo : kDone;
 }
 
 } // namespace
@@ -83,17 +82,17 @@ void registerNames(CLI::App &app, Context &context) {
         "names", "The name of a code in the panel's logs; without CODE the whole table. 1 when it has none");
     names->require_subcommand(1);
     for (const Table &table : kTables) {
-        auto options = std::make_shared<Options>();
+        auto options = std::make_shared<NamesOptions>();
         CLI::App *command = names->add_subcommand(table.word, table.help);
         addChecked(
             *command, "CODE", "N",
             [options, &table](const std::string &what, const std::string &text) {
                 options->code =
-                    static_cast<int>(requireNamed(what, text, kLeastInt, kMostInt, namesOf(table)));
+                    static_cast<int>(requireNamed(what, text, kLeastInt, kMaxInt, namesOf(table)));
             },
             "Decimal, or hexadecimal with 0x; or a name");
         if (table.subNameOf != nullptr) {
-            addNumber(*command, "SUB", options->sub, kLeastInt, kMostInt, "Sub-opcode of CODE");
+            addNumber(*command, "SUB", options->sub, kLeastInt, kMaxInt, "Sub-opcode of CODE");
         }
         command->callback([options, &table, &context] {
             context.command = [options, &table, &context] { return showName(context, table, *options); };

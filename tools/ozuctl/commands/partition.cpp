@@ -162,7 +162,7 @@ void registerPartition(CLI::App &app, Context &context) {
     addChecked(
         *command, "NUMBER", "N",
         [given](const std::string &what, const std::string &text) {
-            given->number = static_cast<unsigned>(requireNamed(what, text, 0, kMostUnsigned, partitions()));
+            given->number = static_cast<unsigned>(requireNamed(what, text, 0, kMaxUnsigned, partitions()));
         },
         "Its number or name, e.g. 0 or PARTITION_FULL")
         ->required();

@@ -6,13 +6,13 @@
 #include "numbers.h"
 #include "recording.h"
 #include "state_fields.h"
+#include "stopping.h"
 #include "topics.h"
 
 #include <mqttc.h>
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -22,13 +22,11 @@ namespace ozuctl {
 namespace {
 
 constexpr int kQueueFull = 23;
-constexpr auto kPatience = std::chrono::seconds(30); // for a broker that takes nothing
-constexpr std::int64_t kMostSpeed = 1000000;
-constexpr std::int64_t kLongestMs = 366LL * 24 * 3600 * 1000; // of a recording
+constexpr auto kReplayPatience = std::chrono::seconds(30); // for a broker that takes nothing
+constexpr std::int64_t kMaxSpeed = 1000000;
+constexpr std::int64_t kMaxMs = 366LL * 24 * 3600 * 1000; // of a recording
 
-volatile std::sig_atomic_t stopped = 0;
-
-struct Options {
+struct ReplayOptions {
     std::string file;
     std::int64_t speed = 1;
     bool fast = false;
@@ -72,16 +70,16 @@ bool isWhole(const Json &record) {
 
 class Replay {
   public:
-    explicit Replay(const Options &options) : options_(options) {}
+    explicit Replay(const ReplayOptions &options) : options_(options) {}
 
     Json run(const std::vector<Recorded> &recording) {
         const auto start = std::chrono::steady_clock::now();
         for (const Recorded &one : recording) {
             if (!options_.fast) {
-                const std::int64_t after = std::min(one.timeMs - recording.front().timeMs, kLongestMs);
+                const std::int64_t after = std::min(one.timeMs - recording.front().timeMs, kMaxMs);
                 waitUntil(start + std::chrono::milliseconds(after / options_.speed));
             }
-            if (stopped != 0) {
+            if (stopped()) {
                 break;
             }
             happen(one.record);
@@ -91,7 +89,7 @@ class Replay {
 
   private:
     static void waitUntil(std::chrono::steady_clock::time_point when) {
-        while (stopped == 0 && std::chrono::steady_clock::now() < when) {
+        while (!stopped() && std::chrono::steady_clock::now() < when) {
             std::this_thread::sleep_until(
                 std::min(when, std::chrono::steady_clock::now() + std::chrono::milliseconds(50)));
         }
@@ -127,7 +125,7 @@ class Replay {
             return;
         }
         const auto payload = requireBytes("payload", textOf(record, "payload"));
-        const auto end = std::chrono::steady_clock::now() + kPatience;
+        const auto end = std::chrono::steady_clock::now() + kReplayPatience;
         int code = 0;
         do {
             code = ozumqttc_messagePublish(
@@ -137,38 +135,37 @@ class Replay {
             if (code == kQueueFull) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(10));
             }
-        } while (code == kQueueFull && stopped == 0 && std::chrono::steady_clock::now() < end);
-        if (code != 0 && stopped == 0) {
+        } while (code == kQueueFull && !stopped() && std::chrono::steady_clock::now() < end);
+        if (code != 0 && !stopped()) {
             throw CommandError(kLibraryFailed, "a message was not sent (" + platformCode(code) + ")");
         }
         ++messages_;
     }
 
-    const Options &options_;
+    const ReplayOptions &options_;
     std::size_t messages_ = 0;
     std::size_t changes_ = 0;
     std::size_t skipped_ = 0;
 };
 
-ExitCode replay(const Context &context, const Options &options) {
+ExitCode replay(const Context &context, const ReplayOptions &options) {
     auto recording = readRecording(options.file);
     std::erase_if(recording, std::not_fn(canHappenAgain));
     context.requireConsent("makes a recording's messages and state changes happen on this panel");
     Context::startPanelProcess();
-    signal(SIGINT, [](int) { stopped = 1; });
-    signal(SIGTERM, [](int) { stopped = 1; });
+    stopOnSignals();
     print(context, Replay(options).run(recording));
-    return stopped == 0 ? kDone : kNo;
+    return stopped() ? kNo : kDone;
 }
 
 } // namespace
 
 void registerReplay(CLI::App &app, Context &context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<ReplayOptions>();
     CLI::App *command = app.add_subcommand(
         "replay", "Publish the messages and make the state changes of a recording again, in a panel box");
     command->add_option("FILE", options->file, "Made by 'monitor --record'")->required();
-    addNumber(*command, "--speed", options->speed, 1, kMostSpeed, "So many times as fast as it was (1)");
+    addNumber(*command, "--speed", options->speed, 1, kMaxSpeed, "So many times as fast as it was (1)");
     command->add_flag("--fast", options->fast, "Without any pause");
     command->callback(
         [options, &context] { context.command = [options, &context] { return replay(context, *options); }; });

@@ -24,7 +24,7 @@ std::vector<platform::Setting> allSettings() {
     return settings;
 }
 
-ExitCode list(const Context &context) {
+ExitCode listSettings(const Context &context) {
     Json rows = Json::array();
     for (const auto &one : allSettings()) {
         rows.push_back({{"name", one.name}, {"value", one.value}});
@@ -33,7 +33,7 @@ ExitCode list(const Context &context) {
     return kDone;
 }
 
-ExitCode show(const Context &context, const std::string &name) {
+ExitCode showSetting(const Context &context, const std::string &name) {
     const auto settings = allSettings();
     const auto found = std::ranges::find(settings, name, &platform::Setting::name);
     if (found == settings.end()) {
@@ -48,7 +48,7 @@ ExitCode show(const Context &context, const std::string &name) {
     return kDone;
 }
 
-ExitCode change(const Context &context, const std::string &name, const std::string &value) {
+ExitCode changeSetting(const Context &context, const std::string &name, const std::string &value) {
     context.requireConsent("changes a setting of the panel");
     if (const int code = platform::setSetting(name, value); code != 0) {
         throw platformFailure("cannot store the setting " + inQuotes(name), code);
@@ -60,11 +60,11 @@ ExitCode change(const Context &context, const std::string &name, const std::stri
 } // namespace
 
 void registerSettings(CLI::App &app, Context &context) {
-    struct Words {
+    struct SettingWords {
         std::string name;
         std::string value;
     };
-    auto words = std::make_shared<Words>();
+    auto words = std::make_shared<SettingWords>();
     CLI::App *command =
         app.add_subcommand("settings", "A setting of the platform; with VALUE stores it; alone lists all");
     command->add_option("NAME", words->name, "For example log.max_bytes");
@@ -72,9 +72,9 @@ void registerSettings(CLI::App &app, Context &context) {
     command->callback([words, value, &context] {
         const bool changes = value->count() != 0;
         context.command = [words, changes, &context] {
-            return words->name.empty() ? list(context)
-                   : changes           ? change(context, words->name, words->value)
-                                       : show(context, words->name);
+            return words->name.empty() ? listSettings(context)
+                   : changes           ? changeSetting(context, words->name, words->value)
+                                       : showSetting(context, words->name);
         };
     });
 }

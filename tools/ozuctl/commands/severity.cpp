@@ -28,7 +28,7 @@ Json levelOf(const std::string &severity) {
     return level ? Json(*level) : Json(nullptr);
 }
 
-ExitCode list(const Context &context) {
+ExitCode listSeverities(const Context &context) {
     std::vector<platform::ProcessSeverity> severities;
     require(platform::listSeverities(severities), "cannot read the severities");
     Json rows = Json::array();
@@ -40,7 +40,7 @@ ExitCode list(const Context &context) {
     return kDone;
 }
 
-ExitCode show(const Context &context, const std::string &process) {
+ExitCode showSeverity(const Context &context, const std::string &process) {
     char severity[9] = {};
     require(ozudb_getSeverityNameByProcName(severity, 8, process.c_str()),
             "cannot tell the severity of " + inQuotes(process));
@@ -48,7 +48,7 @@ ExitCode show(const Context &context, const std::string &process) {
     return kDone;
 }
 
-ExitCode change(const Context &context, const std::string &process, const std::string &severity) {
+ExitCode changeSeverity(const Context &context, const std::string &process, const std::string &severity) {
     if (!platform::severityLevel(severity)) {
         const auto &names = platform::severityNames();
         throw CommandError(kUsage, "there is no severity " + inQuotes(severity) + didYouMean(severity, names),
@@ -71,22 +71,22 @@ ExitCode unset(const Context &context, const std::string &process) {
     return kDone;
 }
 
-struct Words {
+struct SeverityWords {
     std::string process;
     std::string severity;
     bool unset = false;
 };
 
-ExitCode runSeverity(const Context &context, const Words &words) {
+ExitCode runSeverity(const Context &context, const SeverityWords &words) {
     if (words.unset && (words.process.empty() || !words.severity.empty())) {
         throw CommandError(kUsage, "--unset takes a process and no severity");
     }
     if (words.unset) {
         return unset(context, words.process);
     }
-    return words.process.empty()    ? list(context)
-           : words.severity.empty() ? show(context, words.process)
-                                    : change(context, words.process, words.severity);
+    return words.process.empty()    ? listSeverities(context)
+           : words.severity.empty() ? showSeverity(context, words.process)
+                                    : changeSeverity(context, words.process, words.severity);
 }
 
 } // namespace
@@ -117,7 +117,7 @@ void registerProcesses(CLI::App &app, Context &context) {
 }
 
 void registerSeverity(CLI::App &app, Context &context) {
-    auto words = std::make_shared<Words>();
+    auto words = std::make_shared<SeverityWords>();
     CLI::App *command =
         app.add_subcommand("severity", "The log severity of a process; with NAME sets it, at once for "
                                        "a running process, too; alone lists all");

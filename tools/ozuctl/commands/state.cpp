@@ -3,11 +3,11 @@
 #include "arguments.h"
 #include "commands/commands.h"
 #include "state_fields.h"
+#include "stopping.h"
 #include "text.h"
 #include "timeline.h"
 
 #include <chrono>
-#include <csignal>
 #include <ctime>
 #include <memory>
 #include <thread>
@@ -16,7 +16,7 @@ namespace ozuctl {
 
 namespace {
 
-struct Options {
+struct StateOptions {
     std::vector<std::string> paths;
     bool all = false;
     int intervalMs = 50;
@@ -24,8 +24,6 @@ struct Options {
     std::size_t changes = 0;
     std::vector<std::string> until;
 };
-
-volatile std::sig_atomic_t interrupted = 0;
 
 std::vector<Field> chosenFields(const std::vector<std::string> &paths) {
     if (paths.empty()) {
@@ -39,7 +37,7 @@ std::vector<Field> chosenFields(const std::vector<std::string> &paths) {
     return fields;
 }
 
-ExitCode get(const Context &context, const Options &options) {
+ExitCode get(const Context &context, const StateOptions &options) {
     const auto fields = chosenFields(options.paths);
     const PanelSharedState snapshot = Context::state();
     if (context.json) {
@@ -78,7 +76,7 @@ std::vector<Assignment> parseAssignments(const std::vector<std::string> &words) 
     return assignments;
 }
 
-ExitCode set(const Context &context, const Options &options) {
+ExitCode set(const Context &context, const StateOptions &options) {
     const auto assignments = parseAssignments(options.paths);
     // All values are tried on a scratch record first: either every field changes or none.
     auto scratch = std::make_unique<PanelSharedState>();
@@ -117,17 +115,16 @@ bool reached(const PanelSharedState &state, const std::vector<Assignment> &wante
 }
 
 // Ends: asked for by --until, --changes or a signal (0), or --for ran out (124 when --until was not reached).
-ExitCode watch(const Context &context, const Options &options) {
+ExitCode watch(const Context &context, const StateOptions &options) {
     const auto fields = chosenFields(options.paths);
     const auto wanted = parseAssignments(options.until);
     const PanelSharedState &live = Context::state();
     auto before = std::make_unique<PanelSharedState>(live);
     auto after = std::make_unique<PanelSharedState>();
-    signal(SIGINT, [](int) { interrupted = 1; });
-    signal(SIGTERM, [](int) { interrupted = 1; });
+    stopOnSignals();
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(options.seconds);
     std::size_t seen = 0;
-    while (interrupted == 0) {
+    while (!stopped()) {
         *after = live;
         requireReader();
         for (const Field &field : fields) {
@@ -151,7 +148,7 @@ ExitCode watch(const Context &context, const Options &options) {
 }
 
 void addGet(CLI::App &state, Context &context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<StateOptions>();
     CLI::App *command =
         state.add_subcommand("get", "Show fields, by default all that differ from an untouched panel's");
     command->add_option("FIELD", options->paths,
@@ -162,7 +159,7 @@ void addGet(CLI::App &state, Context &context) {
 }
 
 void addSet(CLI::App &state, Context &context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<StateOptions>();
     CLI::App *command = state.add_subcommand(
         "set",
         "Change fields. Values: numbers; names of device types (W3) and partition states (ARMED_2); times\n"
@@ -173,12 +170,12 @@ void addSet(CLI::App &state, Context &context) {
 }
 
 void addWatch(CLI::App &state, Context &context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<StateOptions>();
     CLI::App *command = state.add_subcommand("watch", "Show changes of fields as they happen");
     command->add_option("FIELD", options->paths, "Fields or parts to watch; all of them by default");
     addNumber(*command, "--interval", options->intervalMs, 1, 60000, "Milliseconds between two looks (50)");
     addSeconds(*command, "--for", options->seconds, "Stop after so many seconds");
-    addNumber(*command, "--changes", options->changes, 1, kMostInt, "Stop after so many changes");
+    addNumber(*command, "--changes", options->changes, 1, kMaxInt, "Stop after so many changes");
     command
         ->add_option("--until", options->until, "Stop when FIELD=VALUE holds; 124 when --for runs out first")
         ->allow_extra_args(false);

@@ -135,10 +135,10 @@ std::vector<std::int64_t> numbersFor(const StateQuery &query, const std::vector<
     std::vector<std::int64_t> numbers;
     for (std::size_t i = 0; i < words.size(); ++i) {
         const std::string &what = names[i];
-        numbers.push_back(what == "PARTITION" ? requireNamed(what, words[i], 0, kMostUnsigned, partitions())
-                          : what == "TYPE" ? requireNamed(what, words[i], kLeastInt, kMostInt, deviceTypes())
-                          : what == "RFID" ? requireNumber(what, words[i], 0, kMostUnsigned)
-                                           : requireNumber(what, words[i], kLeastInt, kMostInt));
+        numbers.push_back(what == "PARTITION" ? requireNamed(what, words[i], 0, kMaxUnsigned, partitions())
+                          : what == "TYPE" ? requireNamed(what, words[i], kLeastInt, kMaxInt, deviceTypes())
+                          : what == "RFID" ? requireNumber(what, words[i], 0, kMaxUnsigned)
+                                           : requireNumber(what, words[i], kLeastInt, kMaxInt));
     }
     return numbers;
 }

@@ -50,11 +50,11 @@ void addReboot(CLI::App &app, Context &context) {
     CLI::App *command =
         app.add_subcommand("reboot", "Reboot the panel in an orderly way: tell everybody, store the reason,\n"
                                      "wait for unsent messages. Does not return");
-    addNumber(*command, "--delay", options->delay, 0, kMostUnsigned,
+    addNumber(*command, "--delay", options->delay, 0, kMaxUnsigned,
               "Seconds between the announcement and the reboot (0)");
-    addNumber(*command, "--reason", options->reason, kLeastInt, kMostInt,
+    addNumber(*command, "--reason", options->reason, kLeastInt, kMaxInt,
               "Reason code (0); stored with --text only");
-    addNumber(*command, "--wait", options->wait, kLeastInt, kMostInt,
+    addNumber(*command, "--wait", options->wait, kLeastInt, kMaxInt,
               "Longest wait for unsent messages, in seconds (30)");
     command->add_option("--text", options->text, "Reason in words, for the log");
     command->callback(
@@ -109,7 +109,7 @@ void addExec(CLI::App &app, Context &context) {
     CLI::App *command = app.add_subcommand(
         "exec", "Run a program without a shell until it prints a text or the time is up; prints what it\n"
                 "printed with that text. Give the program after '--'");
-    addNumber(*command, "--timeout", options->timeout, 0, kMostInt, "Seconds (10)");
+    addNumber(*command, "--timeout", options->timeout, 0, kMaxInt, "Seconds (10)");
     command->add_option("--until", options->until, "The text to wait for");
     command->add_option("COMMAND", options->words, "Program and arguments, 18 words at most")->required();
     command->callback(

@@ -40,16 +40,16 @@ std::string layouts() {
     return text;
 }
 
-constexpr std::size_t kLongestZone = 103; // the library ends the process on a longer one
+constexpr std::size_t kMaxZone = 103; // the library ends the process on a longer one
 
-struct Options {
+struct TimeOptions {
     std::string format = "date";
     std::string text;
     std::string zone;
     bool notify = false;
 };
 
-ExitCode parse(const Context &context, const Options &options) {
+ExitCode parse(const Context &context, const TimeOptions &options) {
     const auto *format = std::ranges::find(kFormats, options.format, &Format::name);
     std::string why = "not a " + options.format + " text (" + std::string(format->layout) +
                       "), or a time that 32 bits cannot hold";
@@ -68,8 +68,8 @@ ExitCode parse(const Context &context, const Options &options) {
     return kDone;
 }
 
-ExitCode zone(const Context &context, const Options &options) {
-    if (options.zone.size() > kLongestZone) {
+ExitCode zone(const Context &context, const TimeOptions &options) {
+    if (options.zone.size() > kMaxZone) {
         throw CommandError(kUsage, "NAME must have at most 103 characters, not " +
                                        std::to_string(options.zone.size()));
     }
@@ -96,7 +96,7 @@ ExitCode zone(const Context &context, const Options &options) {
 } // namespace
 
 void registerTime(CLI::App &app, Context &context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<TimeOptions>();
     CLI::App *time = app.add_subcommand("time", "Date texts as the panel reads them, and its time zone");
     time->require_subcommand(1);
 

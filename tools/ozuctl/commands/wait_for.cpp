@@ -25,9 +25,9 @@ namespace {
 
 namespace platform = ozu::platform;
 
-constexpr auto kLook = std::chrono::milliseconds(10);
+constexpr auto kWaitLook = std::chrono::milliseconds(10);
 
-struct Options {
+struct WaitOptions {
     double seconds = 0;
     std::vector<std::string> assignments;
     std::string topic;
@@ -45,25 +45,26 @@ struct Options {
 // Looks until something is found: a record that is printed, with its text.
 using Look = std::function<std::optional<Happening>()>;
 
-Json timed(const Happening &happening) {
+Json foundRecord(const Happening &happening) {
     Json record = {{"time", isoTimeMilliseconds(happening.timeMs)}};
     record.update(happening.record);
     return record;
 }
 
-ExitCode waitFor(const Context &context, const Options &options, const std::string &what, const Look &look) {
+ExitCode waitFor(const Context &context, const WaitOptions &options, const std::string &what,
+                 const Look &look) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(options.seconds);
     for (;;) {
         // The last look comes after the time is up, so that what happened within it counts.
         const bool over = options.seconds > 0 && std::chrono::steady_clock::now() >= end;
         if (const auto found = look()) {
-            print(context, timed(*found), isoTimeMilliseconds(found->timeMs) + " " + found->text);
+            print(context, foundRecord(*found), isoTimeMilliseconds(found->timeMs) + " " + found->text);
             return kDone;
         }
         if (over) {
             throw CommandError(kTimedOut, "the time is up: " + what);
         }
-        std::this_thread::sleep_for(kLook);
+        std::this_thread::sleep_for(kWaitLook);
     }
 }
 
@@ -96,7 +97,7 @@ std::vector<std::unique_ptr<Wanted>> wantedFields(const std::vector<std::string>
     return wanted;
 }
 
-ExitCode waitForState(const Context &context, const Options &options) {
+ExitCode waitForState(const Context &context, const WaitOptions &options) {
     const auto wanted = wantedFields(options.assignments);
     const PanelSharedState *live = nullptr;
     return waitFor(context, options, "the state is another", [&]() -> std::optional<Happening> {
@@ -120,7 +121,7 @@ ExitCode waitForState(const Context &context, const Options &options) {
 
 // --- bus ---
 
-ExitCode waitForBus(const Context &context, const Options &options) {
+ExitCode waitForBus(const Context &context, const WaitOptions &options) {
     requireFilter(options.topic);
     const std::optional<std::string> payload =
         options.payload ? std::optional(hexText(requireBytes("--payload", *options.payload))) : std::nullopt;
@@ -139,7 +140,7 @@ ExitCode waitForBus(const Context &context, const Options &options) {
 
 // --- log ---
 
-ExitCode waitForLog(const Context &context, const Options &options) {
+ExitCode waitForLog(const Context &context, const WaitOptions &options) {
     Timeline timeline(0);
     LogFollower follower(platform::logFolder(),
                          [&timeline](const std::string &file, const std::string &line) {
@@ -164,7 +165,7 @@ ExitCode waitForLog(const Context &context, const Options &options) {
 
 // --- events ---
 
-ExitCode waitForEvent(const Context &context, const Options &options) {
+ExitCode waitForEvent(const Context &context, const WaitOptions &options) {
     Timeline timeline(0);
     EventSource events(timeline);
     const auto wanted = [&](const Json &record) {
@@ -179,7 +180,7 @@ ExitCode waitForEvent(const Context &context, const Options &options) {
 
 // --- processes ---
 
-ExitCode waitForProcess(const Context &context, const Options &options) {
+ExitCode waitForProcess(const Context &context, const WaitOptions &options) {
     const std::string what =
         options.gone ? inQuotes(options.process) + " still runs" : "no process " + inQuotes(options.process);
     return waitFor(context, options, what, [&]() -> std::optional<Happening> {
@@ -202,12 +203,12 @@ ExitCode waitForProcess(const Context &context, const Options &options) {
     });
 }
 
-using Waiter = ExitCode (*)(const Context &, const Options &);
+using Waiter = ExitCode (*)(const Context &, const WaitOptions &);
 
 } // namespace
 
 void registerWaitFor(CLI::App &app, Context &context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<WaitOptions>();
     CLI::App *command = app.add_subcommand(
         "wait-for", "Wait until something is so or has happened; 0 when it came, 124 when the time was up");
     command->require_subcommand(1);
@@ -255,7 +256,7 @@ void registerWaitFor(CLI::App &app, Context &context) {
         *event, "--category", "N",
         [options](const std::string &what, const std::string &text) {
             options->category =
-                static_cast<int>(requireNamed(what, text, kLeastInt, kMostInt, eventCategories()));
+                static_cast<int>(requireNamed(what, text, kLeastInt, kMaxInt, eventCategories()));
         },
         "Of this category: number or name, e.g. 11 or ARM");
 
