@@ -20,7 +20,8 @@ OZU_BEGIN_DECLS
 OZU_API int ozuutils_readTelitFwFile(char *out, size_t outSize) OZU_NOEXCEPT;
 
 /**
- * Takes the application version out of a modem version text: the digits after the first "A0F.".
+ * Takes the application version out of a modem version text: the digits after the first "A0F." and white
+ * space that may follow it.
  *
  * @param text    modem version text; not null
  * @param out     receives the digits, terminated; needs digits + 1 bytes and at least 7
@@ -31,7 +32,7 @@ OZU_API int getAppModemVersion(const char *text, char *out, size_t digits) OZU_N
 
 /**
  * Takes the beta number out of a modem version text: after the first "A0F." at least one other character,
- * then "-B" at the first "-", then the digits.
+ * then "-B" at the first "-", then the digits, with white space before them if any.
  *
  * @param text    modem version text; not null
  * @param out     receives the digits, terminated; needs digits + 1 bytes and at least 4

@@ -205,7 +205,13 @@ int ozudb_addProc2Log(const char *processName, const char *severityName, pid_t p
 /** Stores the reason of the next reboot. */
 int ozudb_updatePanelRebootReason(int reason);
 
-/** Sets *inFlight non-zero while any process's messages wait for the broker's acknowledgement. */
+/**
+ * Sets *inFlight non-zero while any process's messages wait for the broker's acknowledgement. Once a process
+ * has been without the broker for a time that the implementation sets (the reference platform: its setting
+ * bus.patience_s, 30 s unless set), its messages count no more. The answer is of the moment: who waits
+ * asks again.
+ * @param inFlight  receives the answer; not null
+ */
 int ozudb_isInFlightData(unsigned char *inFlight);
 
 /**

@@ -56,7 +56,8 @@ void moveTo(int fd, int wanted) noexcept {
     dup2(fd, wanted);
 }
 
-// The child between fork and exec: other threads' locks may be held for good here, so nothing that takes one.
+// The child between fork and exec, where other threads' locks may be held for good: up to exec nothing takes
+// one. perror() takes those of the stream and the heap, which the C library makes new in a forked child.
 [[noreturn]] void runChild(char *const argv[], const Pipe &input, const Pipe &output) noexcept {
     close(input.writeEnd.get());
     moveTo(input.readEnd.get(), STDIN_FILENO);

@@ -65,4 +65,16 @@ def test_blocking_times_of_start_and_end_are_the_reference_platforms():
     assert (f"up to {seconds('kConnectTimeout', session)} s for the connection, {seconds('kSubscribeTimeout', session)} s "
             f"for the broker's answer to the subscription, and "
             f"{seconds('kBusyMilliseconds', 'platform/reference/database_file.cpp')} s in each database call") in header
-    assert f"up to {seconds('kDrainTimeout', session)} s for the last acknowledgements" in header
+    # Leaving is given the same time once more.
+    assert text_of("platform/reference/mqtt_connection.cpp").count("kDrainTimeout") == 1
+    assert f"up to {seconds('kDrainTimeout', session)} s for the last acknowledgements, and up to " \
+           f"{seconds('kDrainTimeout', session)} s more to take leave of the broker" in header
+    assert f"Another session of the same name adds up to {seconds('kRivalPatience', session)} s." in header
+
+
+def test_patience_without_a_broker_is_the_reference_platforms():
+    patience = seconds("kDefaultPatience", "platform/reference/mqtt_connection.cpp")
+    for name in ("include/utils_ozu/reboot.h", "platform/include/ozudb.h"):
+        words = " ".join(text_of(name).replace("\n *", " ").split())
+        assert re.search(rf"bus\.patience_s \({patience} s unless set\)|bus\.patience_s, {patience} s unless set", words), name
+    assert f"| `bus.patience_s` | {patience} |" in text_of("docs/platform.md")

@@ -3,6 +3,7 @@
 import json
 import signal
 import sqlite3
+import time
 
 import pytest
 
@@ -82,6 +83,20 @@ def test_socket_asks_for_the_name_of_another_address(box):
         asked = {query["name"] for query in servers.queries()}
     assert f"{port % 256}.{port // 256}.0.2.in-addr.arpa" in asked
     assert all(text.endswith("Name [ NONAME ]") for _, _, text in lines(box))
+
+
+@pytest.mark.long
+def test_socket_waits_for_every_silent_server(box):
+    """The system resolver's defaults, in real time and side by side."""
+    (box.etc / "resolv.conf").write_text("nameserver 127.0.1.1\n")
+    (box.etc / "nsswitch.conf").unlink(missing_ok=True)
+    (box.etc / "nsswitch.conf").write_text("hosts: files dns\n")
+    with dns_servers(box, a1="silent"):
+        begin = time.monotonic()
+        run(box, "events", "add", "socket", "127.0.0.1", 1883)
+        took = time.monotonic() - begin
+    assert took > 19, "a line for the opening and one for the closing"
+    assert [text.endswith("Name [ NONAME ]") for _, _, text in lines(box)] == [True, True]
 
 
 def test_http(box):

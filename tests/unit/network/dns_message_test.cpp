@@ -336,6 +336,8 @@ TEST(DnsReply, recordsWalkedOverAreCheckedToo) {
     EXPECT_FALSE(parse(reply({21, 0, 0}, twenty + record(pointer(4000), 1, Bytes(4)))).accepted);
     EXPECT_FALSE(parse(reply({21, 0, 0}, twenty + label("cut"))).accepted);
     EXPECT_FALSE(parse(reply({21, 0, 0}, twenty + Bytes{0xC0})).accepted);
+    EXPECT_TRUE(parse(reply({21, 0, 0}, twenty + record(kQuestionOwner, 2, pointer(4000)))).accepted)
+        << "data is not looked at";
     EXPECT_FALSE(parse(reply({21, 0, 0}, twenty + record(kQuestionOwner, 1, Bytes(3)))).accepted);
     EXPECT_FALSE(parse(reply({21, 0, 0}, twenty + record(repeated(label("z"), 128) + Bytes{0}, 1, Bytes(4))))
                      .accepted);

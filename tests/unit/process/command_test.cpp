@@ -88,6 +88,8 @@ class Command : public ozu::test::PlatformTest {
         EXPECT_EQ(waitpid(faults.child, &status, 0), faults.child);
         return status;
     }
+    // The call has sent SIGTERM and the child runs on.
+    static void expectSignalledAndAlive();
     // The output buffer as the call documents it: 512 bytes written, nothing after them.
     void expectOutput(const std::string &text) const {
         std::string expected = text;
@@ -596,16 +598,21 @@ TEST_F(Command, descriptorsRunOutWithoutHarm) {
 
 // --- children of all kinds
 
+void Command::expectSignalledAndAlive() {
+    EXPECT_EQ(faults.childSignal, SIGTERM);
+    EXPECT_TRUE(faults.signalArrived);
+    EXPECT_EQ(waitpid(faults.child, nullptr, WNOHANG), 0);
+    __real_kill(faults.child, SIGKILL);
+    const int status = reap();
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+}
+
 TEST_F(Command, aChildThatIgnoresItsEndLivesOn) {
     // timeout(1) would forward it; the shell is told to ignore it, and so does what it starts.
     const std::string path = script("trap '' TERM\necho READY\nexec sleep 30\n");
     EXPECT_EQ(run("/bin/sh " + path, 10, "READY"), 1);
     unlink(path.c_str());
-    EXPECT_EQ(faults.childSignal, SIGTERM);
-    EXPECT_EQ(waitpid(faults.child, nullptr, WNOHANG), 0);
-    __real_kill(faults.child, SIGKILL);
-    const int status = reap();
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+    expectSignalledAndAlive();
 }
 
 TEST_F(Command, aChildStartedWithItsEndBlockedLivesOn) {
@@ -616,11 +623,14 @@ TEST_F(Command, aChildStartedWithItsEndBlockedLivesOn) {
     ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &end, &former), 0);
     EXPECT_EQ(run("/bin/sleep 30", 0, "READY"), -1);
     ASSERT_EQ(pthread_sigmask(SIG_SETMASK, &former, nullptr), 0);
-    EXPECT_TRUE(faults.signalArrived);
-    EXPECT_EQ(waitpid(faults.child, nullptr, WNOHANG), 0);
-    __real_kill(faults.child, SIGKILL);
-    const int status = reap();
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+    expectSignalledAndAlive();
+}
+
+TEST_F(Command, aChildStartedWithItsEndIgnoredLivesOn) {
+    auto *former = std::signal(SIGTERM, SIG_IGN);
+    EXPECT_EQ(run("/bin/sleep 30", 0, "READY"), -1);
+    std::signal(SIGTERM, former);
+    expectSignalledAndAlive();
 }
 
 // Whoever reaps during the call leaves it a number that may be another's by then.
