@@ -1,6 +1,7 @@
 #include "stopping.h"
 
 #include <csignal>
+#include <initializer_list>
 
 namespace ozuctl {
 namespace {
