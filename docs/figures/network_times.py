@@ -42,9 +42,10 @@ SERVERS = {"a1": "honest", "a2": "honest", "a3": "silent", "a4": "slow:1.5", "a5
 
 
 def measure():
-    sys.path.insert(0, str(HERE.parents[1] / "tests" / "panel"))
-    from box import PanelBox
-    from network_box import address, dns_servers, start_probe
+    sys.path[:0] = [str(HERE.parents[1] / "testkit"), str(HERE.parents[1] / "tests" / "panel")]
+    from network_box import start_probe
+    from pytest_ozu.box import PanelBox
+    from pytest_ozu.dns import address, dns_servers
 
     with PanelBox(broker=False) as box, dns_servers(box, **SERVERS):
         (box.etc / "hosts").write_text("127.0.0.1 localhost\n10.77.0.3 hosts.test\n")

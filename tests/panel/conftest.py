@@ -1,15 +1,16 @@
 import pathlib
-import subprocess
 import sys
 
 import pytest
 
+from pytest_ozu import box as boxes
+from pytest_ozu.build import build_dir as build_folder, obstacle
+
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
-import box as boxes  # noqa: E402
 from panel_process import PanelProcess  # noqa: E402
 
-_obstacle = boxes.obstacle()
+_obstacle = obstacle()
 
 
 def pytest_collection_modifyitems(items):
@@ -19,25 +20,12 @@ def pytest_collection_modifyitems(items):
         item.add_marker(pytest.mark.skip(reason=_obstacle))
 
 
-@pytest.fixture(scope="session", autouse=True)
-def no_folders_of_killed_boxes():
-    """What an earlier run left behind when it was killed."""
-    subprocess.run([boxes.PANEL_BOX, "sweep"], check=True, timeout=120)
-
-
 @pytest.fixture(scope="session")
 def build_dir():
     """Folder of the build under test."""
-    path = boxes.build_dir()
+    path = build_folder()
     assert path.is_dir(), f"{path} does not exist; build it first: cmake --preset dev && cmake --build --preset dev"
     return path
-
-
-@pytest.fixture
-def box():
-    """A freshly booted panel."""
-    with boxes.PanelBox() as panel:
-        yield panel
 
 
 @pytest.fixture
@@ -48,21 +36,6 @@ def ordinary_user():
     if why:
         pytest.skip(why)
     return user
-
-
-@pytest.fixture
-def make_box():
-    """Boots panels with options: make_box(cmdline="..."), all ended with the test."""
-    made = []
-
-    def make(*arguments, **options):
-        panel = boxes.PanelBox(*arguments, **options)
-        made.append(panel)
-        return panel.start()
-
-    yield make
-    for panel in made:
-        panel.stop()
 
 
 @pytest.fixture

@@ -4,7 +4,7 @@ import json
 
 import jsonschema
 
-from box import ROOT
+from pytest_ozu.build import CHECKOUT as ROOT
 
 SCHEMAS = ROOT / "tools" / "ozuctl" / "schema"
 

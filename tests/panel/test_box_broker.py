@@ -2,7 +2,7 @@
 
 import subprocess
 
-from box import parse_properties
+from pytest_ozu.box import parse_properties
 
 
 def test_messages_come_with_payload_and_properties(box):

@@ -8,8 +8,8 @@ import tempfile
 
 import pytest
 
-import box as boxes
-from box import PANEL_BOX
+import pytest_ozu.box as boxes
+from pytest_ozu.build import PANEL_BOX
 
 USER = 65534
 

@@ -7,7 +7,7 @@ import subprocess
 
 import pytest
 
-from box import PanelBox
+from pytest_ozu.box import PanelBox
 
 # Writing to these changes this machine, or did where a kernel has them.
 SETTINGS = ["/proc/sys/vm/swappiness", "/proc/sys/kernel/hostname", "/proc/sys/kernel/core_pattern",

@@ -14,7 +14,9 @@ import time
 import pytest
 
 import ozuctl as tool
-from box import NO_BOOT, PANEL_BOX, REBOOTED, PanelBox, wait_until
+from pytest_ozu.box import NO_BOOT, PanelBox, REBOOTED
+from pytest_ozu.build import PANEL_BOX
+from pytest_ozu.waiting import wait_until
 
 UNREACHABLE = 3
 

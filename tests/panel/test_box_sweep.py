@@ -6,7 +6,8 @@ import subprocess
 
 import pytest
 
-from box import PANEL_BOX, wait_until
+from pytest_ozu.build import PANEL_BOX
+from pytest_ozu.waiting import wait_until
 
 
 @pytest.fixture

@@ -5,7 +5,7 @@ import time
 
 import pytest
 
-from box import wait_until
+from pytest_ozu.waiting import wait_until
 from panel_process import SYSLOG_TOPIC, connections
 
 SENDERS = ["SENDER_A", "SENDER_B", "SENDER_C"]

@@ -8,7 +8,8 @@ import subprocess
 
 import pytest
 
-from box import ROOT, PanelBox
+from pytest_ozu.box import PanelBox
+from pytest_ozu.build import CHECKOUT as ROOT
 
 pytestmark = pytest.mark.long  # makes builds of its own
 

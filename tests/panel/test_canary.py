@@ -7,7 +7,9 @@ import time
 
 import pytest
 
-from box import PANEL_BOX, REBOOTED, PanelBox, wait_until
+from pytest_ozu.box import PanelBox, REBOOTED
+from pytest_ozu.build import CHECKOUT as ROOT, PANEL_BOX
+from pytest_ozu.waiting import wait_until
 
 NAMESPACES = ("user", "mnt", "net", "pid", "ipc", "uts")
 NAMES = ("reboot", "halt", "poweroff", "shutdown")
@@ -171,8 +173,8 @@ def test_nothing_of_a_box_is_left(tmp_path):
 
 
 def test_box_ends_with_the_process_that_keeps_it(tmp_path):
-    script = f"import sys; sys.path.insert(0, {str(pathlib.Path(__file__).parent)!r})\n" \
-             f"import box, os; b = box.PanelBox({str(tmp_path / 'panel')!r}).start()\n" \
+    script = f"import sys; sys.path.insert(0, {str(ROOT / 'testkit')!r})\n" \
+             f"import os; from pytest_ozu import box; b = box.PanelBox({str(tmp_path / 'panel')!r}).start()\n" \
              "print(b.run(['readlink', '/proc/self/ns/pid']).stdout, flush=True)\nos.kill(os.getpid(), 9)"
     done = subprocess.run(["/usr/bin/python3", "-c", script], capture_output=True, text=True, timeout=30)
     namespace = done.stdout.strip()

@@ -7,7 +7,8 @@ import time
 
 import pytest
 
-from box import build_dir, emulator, wait_until
+from pytest_ozu.build import build_dir, emulator
+from pytest_ozu.waiting import wait_until
 from ozuctl import ask, coded, run
 
 

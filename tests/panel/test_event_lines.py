@@ -8,7 +8,7 @@ import time
 import pytest
 
 import ozuctl
-from network_box import dns_servers
+from pytest_ozu.dns import dns_servers
 from ozuctl import ask, run
 
 COMMANDS = """SEC_CMD_ARM_PARTITION SEC_CMD_ARM_PARTITION_IMMEDIATE SEC_CMD_FORCE_ARM_PARTITION

@@ -2,7 +2,7 @@
 
 import re
 
-from box import wait_until
+from pytest_ozu.waiting import wait_until
 
 ADVICE = re.compile(r"shared segment (\S+) has layout version 7, this process needs version 1: "
                     r"stop all panel processes, remove (\S+) and start processes of one release")

@@ -7,7 +7,8 @@ import pathlib
 import pytest
 
 import ozuctl as tool
-from box import PanelBox, emulator
+from pytest_ozu.box import PanelBox
+from pytest_ozu.build import emulator
 
 PICTURES = pathlib.Path(__file__).resolve().parents[1] / "fuzz" / "corpus" / "picture"
 

@@ -4,7 +4,7 @@ import os
 
 import pytest
 
-from box import PanelBox
+from pytest_ozu.box import PanelBox
 from network_box import lines, probe, start_probe
 
 UP, GATEWAY = 1, 2

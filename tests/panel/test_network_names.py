@@ -2,7 +2,8 @@
 
 import pytest
 
-from network_box import address, dns_servers, lines, probe, start_probe
+from network_box import lines, probe, start_probe
+from pytest_ozu.dns import address, dns_servers
 
 
 @pytest.fixture

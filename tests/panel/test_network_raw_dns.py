@@ -8,8 +8,9 @@ import time
 import pytest
 
 import dns_replies
-from box import PanelBox
-from network_box import address, dns_servers, lines, probe, start_probe
+from pytest_ozu.box import PanelBox
+from network_box import CASES, lines, probe, start_probe
+from pytest_ozu.dns import address, dns_servers
 
 CPU_PER_REPLY = 0.05  # seconds; a runaway walk takes far more, even under emulation or sanitizers
 
@@ -17,7 +18,7 @@ CPU_PER_REPLY = 0.05  # seconds; a runaway walk takes far more, even under emula
 @pytest.fixture(scope="module")
 def answers():
     """What the client makes of every case, by host name."""
-    with PanelBox(broker=False) as box, dns_servers(box, a1="cases"):
+    with PanelBox(broker=False) as box, dns_servers(box, a1=CASES):
         hosts = "".join(case.host + "\n" for case in dns_replies.CASES)
         done = box.run(box.program("network_probe", "batch", address("a1")), input=hosts, check=True, timeout=120)
     return {answer["subject"]: answer for answer in map(json.loads, done.stdout.splitlines())}

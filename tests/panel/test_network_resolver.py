@@ -6,8 +6,9 @@ import re
 
 import pytest
 
-from box import PanelBox
-from network_box import address, dns_servers, lines, probe, start_probe
+from pytest_ozu.box import PanelBox
+from network_box import lines, probe, start_probe
+from pytest_ozu.dns import address, dns_servers
 
 A1, A2, A3 = map(address, ("a1", "a2", "a3"))
 

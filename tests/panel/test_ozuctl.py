@@ -9,7 +9,8 @@ import time
 import jsonschema
 import pytest
 
-from box import ROOT, build_dir, emulator, wait_until
+from pytest_ozu.build import CHECKOUT as ROOT, build_dir, emulator
+from pytest_ozu.waiting import wait_until
 
 SCHEMAS = ROOT / "tools" / "ozuctl" / "schema"
 DONE, NO, USAGE, UNREACHABLE, LIBRARY_FAILED, REFUSED, TIMED_OUT = 0, 1, 2, 3, 4, 5, 124

@@ -10,7 +10,8 @@ import time
 import jsonschema
 import pytest
 
-from box import ROOT, wait_until
+from pytest_ozu.build import CHECKOUT as ROOT
+from pytest_ozu.waiting import wait_until
 from ozuctl import run
 
 SCHEMAS = ROOT / "tools" / "ozuctl" / "schema"

@@ -5,8 +5,8 @@ import json
 import jsonschema
 import pytest
 
-from box import ROOT
-from network_box import address, dns_servers
+from pytest_ozu.build import CHECKOUT as ROOT
+from pytest_ozu.dns import address, dns_servers
 
 
 @pytest.fixture

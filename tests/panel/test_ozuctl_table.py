@@ -9,8 +9,8 @@ import subprocess
 import jsonschema
 import pytest
 
-from box import ROOT, build_dir, emulator
-import box as boxes
+from pytest_ozu.build import CHECKOUT as ROOT, build_dir, emulator
+import pytest_ozu.box as boxes
 
 SCHEMAS = ROOT / "tools" / "ozuctl" / "schema"
 KEY = "00" * 16

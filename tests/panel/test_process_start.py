@@ -5,7 +5,9 @@ import time
 
 import pytest
 
-from box import ROOT, PanelBox, wait_until
+from pytest_ozu.box import PanelBox
+from pytest_ozu.build import CHECKOUT as ROOT
+from pytest_ozu.waiting import wait_until
 from panel_process import SYSLOG_TOPIC, connections
 
 

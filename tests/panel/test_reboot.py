@@ -6,7 +6,9 @@ import subprocess
 
 import pytest
 
-from box import PanelBox, build_dir, emulator, wait_until
+from pytest_ozu.box import PanelBox
+from pytest_ozu.build import build_dir, emulator
+from pytest_ozu.waiting import wait_until
 from ozuctl import ask, run
 
 REBOOTS = 1  # the counter of reboots

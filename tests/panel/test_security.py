@@ -10,7 +10,8 @@ import time
 import pytest
 
 import ozuctl as tool
-from box import PanelBox, build_dir as build_folder
+from pytest_ozu.box import PanelBox
+from pytest_ozu.build import build_dir as build_folder
 
 KEYS = {16: "13579bdf02468ace1122334455667788", 24: "13579bdf02468ace112233445566778899aabbccddeeff00",
         32: "13579bdf02468ace112233445566778899aabbccddeeff000123456789abcdef"}

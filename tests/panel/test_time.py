@@ -9,7 +9,7 @@ import zoneinfo
 
 import pytest
 
-from box import wait_until
+from pytest_ozu.waiting import wait_until
 from ozuctl import run
 
 ZONES = ["UTC", "Europe/Berlin", "America/New_York", "Australia/Lord_Howe", "Asia/Kathmandu", "America/Santiago"]

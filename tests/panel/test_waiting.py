@@ -8,7 +8,8 @@ import time
 import pytest
 
 import ozuctl as tool
-from box import ROOT, wait_until
+from pytest_ozu.build import CHECKOUT as ROOT
+from pytest_ozu.waiting import wait_until
 
 TIMED_OUT = 124
 

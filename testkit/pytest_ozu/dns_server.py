@@ -1,10 +1,11 @@
-"""Scripted DNS servers for panel tests, all in one process in the box.
+"""Scripted DNS servers, all in one process in the box.
 
 usage: dns_server.py LOG ADDRESS=BEHAVIOUR...
 
 behaviours, each on port 53 of its address:
-  cases          what dns_replies says for the name that is asked
-  honest         one address record, 10.77.0.1
+  cases:FILE     what BY_HOST in this Python file says for the name that is asked
+  honest         one address record, 10.77.0.1; honest:ADDRESS another one
+  lying          one address record, 10.66.6.6, where honest ones say 10.77.0.1
   several        two address records, 10.77.0.1 before 10.77.0.2
   slow:SECONDS   honest after that time
   silent         receives and says nothing
@@ -20,7 +21,7 @@ Every query is a JSON line in LOG: server, name, from, time, tcp. The line "read
 """
 
 import json
-import pathlib
+import runpy
 import socket
 import struct
 import sys
@@ -29,9 +30,6 @@ import time
 
 from dnslib import A, DNSRecord, QTYPE, RCODE, RR
 
-sys.path.insert(0, str(pathlib.Path(__file__).parent))
-import dns_replies  # noqa: E402
-
 LOCK = threading.Lock()
 
 
@@ -39,6 +37,7 @@ class Server:
     def __init__(self, log, address, behaviour):
         self.log, self.address = log, address
         self.behaviour, _, self.argument = behaviour.partition(":")
+        self.cases = runpy.run_path(self.argument)["BY_HOST"] if self.behaviour == "cases" else {}
         self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self.socket.bind((address, 53))
         if self.behaviour == "elsewhere":
@@ -50,7 +49,7 @@ class Server:
 
     def note(self, query, sender, tcp=False):
         with LOCK:
-            self.log.write(json.dumps({"server": self.address, "name": dns_replies.asked_host(query),
+            self.log.write(json.dumps({"server": self.address, "name": asked_host(query),
                                        "from": sender[0], "time": time.monotonic(), "tcp": tcp}) + "\n")
             self.log.flush()
 
@@ -87,11 +86,11 @@ class Server:
         if self.behaviour == "silent":
             return None
         if self.behaviour == "cases":
-            case = dns_replies.BY_HOST.get(dns_replies.asked_host(query))
+            case = self.cases.get(asked_host(query))
             return case.build(query) if case else error(query, RCODE.NXDOMAIN)
         if self.behaviour in ("refuse", "unknown"):
             return error(query, RCODE.REFUSED if self.behaviour == "refuse" else RCODE.NXDOMAIN)
-        if self.behaviour == "only" and not dns_replies.asked_host(query).endswith(self.argument):
+        if self.behaviour == "only" and not asked_host(query).endswith(self.argument):
             return error(query, RCODE.NXDOMAIN)
         if self.behaviour == "wrong-id":
             return bytes([query[0] ^ 0xFF, query[1]]) + honest(query)[2:]
@@ -99,7 +98,20 @@ class Server:
             record = DNSRecord.parse(query).reply()
             record.header.tc = 1
             return record.pack()
-        return honest(query, ("10.77.0.1", "10.77.0.2") if self.behaviour == "several" else ("10.77.0.1",))
+        if self.behaviour == "several":
+            return honest(query, ("10.77.0.1", "10.77.0.2"))
+        if self.behaviour == "lying":
+            return honest(query, ("10.66.6.6",))
+        return honest(query, (self.argument,) if self.behaviour == "honest" and self.argument else ("10.77.0.1",))
+
+
+def asked_host(query):
+    """The name asked for, as text; escapes hide nothing."""
+    labels, offset = [], 12
+    while offset < len(query) and query[offset]:
+        labels.append(query[offset + 1:offset + 1 + query[offset]].decode("latin-1"))
+        offset += 1 + query[offset]
+    return ".".join(labels)
 
 
 def honest(query, addresses=("10.77.0.1",)):

@@ -2,9 +2,9 @@
 
     with PanelBox() as box:
         box.run(["ls", "/data"], check=True)
-        with box.capture() as bus:
+        with box.capture() as messages:
             box.run(box.program("alarm_core"))
-            message = bus.wait_for(topic="Process/ALL")
+            message = messages.wait_for(topic="Process/ALL")
 
 A box ends with its `with` block, and also when the test process dies: its first process reads from a pipe
 that only the test process holds.
@@ -13,37 +13,19 @@ that only the test process holds.
 import os
 import pathlib
 import re
-import shlex
 import shutil
-import signal
 import subprocess
 import tempfile
 import threading
 import time
 from dataclasses import dataclass, field
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-PANEL_BOX = ROOT / "tools" / "box" / "panel-box"
+from .build import PANEL_BOX, build_dir, program_words
+from .waiting import wait_until
+
 REBOOTED = 90
 NO_BOOT = 91
 LONGEST_BOOT = 120  # seconds; it takes a quarter of one on a machine that is not busy
-
-
-def build_dir():
-    """The build under test: build/dev, or what OZU_TEST_BUILD names."""
-    path = pathlib.Path(os.environ.get("OZU_TEST_BUILD", "build/dev"))
-    return path if path.is_absolute() else ROOT / path
-
-
-def emulator():
-    """What programs of the build under test are started with, e.g. `qemu-arm-static -L build/sysroot`."""
-    return shlex.split(os.environ.get("OZU_TEST_EMULATOR", ""))
-
-
-def obstacle():
-    """Why boxes are not possible here; None when they are."""
-    check = subprocess.run([PANEL_BOX, "check"], capture_output=True, text=True, timeout=30)
-    return None if check.returncode == 0 else check.stderr.strip()
 
 
 def as_user(user):
@@ -58,18 +40,6 @@ def obstacle_of_user(user):
     if subprocess.run([*as_user(user), "test", "-x", PANEL_BOX], check=False).returncode != 0:
         return "the project lies in a folder that only its owner may enter"
     return None
-
-
-def wait_until(condition, timeout=10.0, what="the condition"):
-    """Polls until the condition gives something true, and returns that."""
-    end = time.monotonic() + timeout
-    while True:
-        value = condition()
-        if value:
-            return value
-        if time.monotonic() > end:
-            raise TimeoutError(f"{what} did not come true within {timeout} s")
-        time.sleep(0.01)
 
 
 def set_variables(env):
@@ -236,7 +206,7 @@ class PanelBox:
             self._options += ["--cmdline", cmdline]
         if not broker:
             self._options += ["--no-broker"]
-        for bind in (build_dir(), *binds):
+        for bind in (*filter(None, [build_dir()]), *binds):
             if pathlib.Path(str(bind).split(":")[0]).exists():
                 self._options += ["--bind", str(bind)]
         for bind in ro_binds:
@@ -337,8 +307,8 @@ class PanelBox:
     # --- programs ---
 
     def program(self, name, *arguments):
-        """The command line of a program of the build under test."""
-        return [*emulator(), str(build_dir() / "bin" / name), *map(str, arguments)]
+        """The command line of a program: of the build under test, of --ozu-programs, a path, or an installed one."""
+        return program_words(name, *arguments)
 
     def _enter(self, command, env=None):
         return [*self._as_user, str(PANEL_BOX), "exec", *set_variables(env), str(self.state), "--", *map(str, command)]

@@ -1,0 +1,1 @@
+"""Tests of panel processes with pytest: panels in boxes, faults, a clock, scenarios in plain text."""
