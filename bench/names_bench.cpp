@@ -1,5 +1,5 @@
-// Look-ups of names in time: ours, a compiled switch, a perfect hash of gperf, the scan that
-// getDeviceTypeEnum() answers like. One iteration is a look-up of all codes.
+// Lookups of names in time: ours, a compiled switch, a perfect hash of gperf, the scan that
+// getDeviceTypeEnum() answers like. One iteration is a lookup of all codes.
 
 #include "names_cases.h"
 

@@ -1,4 +1,4 @@
-// The look-ups of names that are measured: ours and its peers, over the same codes.
+// The lookups of names that are measured: ours and its peers, over the same codes.
 #pragma once
 
 #include "names_known.h"
@@ -91,7 +91,7 @@ inline constexpr const char *kDeviceNames[] = {
     "RF_VIDEO_PIR", "DOORLOCK",
 };
 
-// Runs a look-up over all codes; the sum keeps the compiler from leaving any out.
+// Runs a lookup over all codes; the sum keeps the compiler from leaving any out.
 template <const Codes &All, typename Lookup>
 std::size_t over(Lookup lookup) {
     std::size_t sum = 0;
@@ -123,7 +123,7 @@ inline constexpr Codes kTarn1OldMessageType = mixed(kTarn1OldMessageTypeKnown);
 inline constexpr Codes kTarn1SubOpcode = mixed(kTarn1SubOpcodeKnown);
 inline constexpr Codes kTarnPlusSubOpcode = mixed(kTarnPlusSubOpcodeKnown);
 
-// Empty look-ups: what the loop around a look-up and the call cost.
+// Empty lookups: what the loop around a lookup and the call cost.
 __attribute__((noinline)) inline const char *noName(unsigned int code) {
     static constexpr char kText[256] = {};
     return kText + (code & 255U);

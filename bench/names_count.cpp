@@ -1,4 +1,4 @@
-// Runs one look-up of names over all codes, for counting instructions: names_count QUESTION WAY. Without
+// Runs one lookup of names over all codes, for counting instructions: names_count QUESTION WAY. Without
 // arguments it lists both.
 
 #include "names_cases.h"

@@ -1,8 +1,8 @@
-"""Counts what the name look-ups cost with callgrind and compares ours with its peers.
+"""Counts what the name lookups cost with callgrind and compares ours with its peers.
 
 usage: names_count.py FOLDER_OF_PROGRAMS
 
-Prints instructions and mispredicted branches for each look-up, the loop around it taken off. The cost is callgrind's
+Prints instructions and mispredicted branches for each lookup, the loop around it taken off. The cost is callgrind's
 usual estimate, instructions plus ten for each mispredicted branch; unlike time it is the same in every run. The exit
 status is 1 when a target is missed (LIMITS). All ways must give the same names.
 """
@@ -24,7 +24,7 @@ def limit(question, way):
 
 
 def run(program, question, way):
-    """(instructions, mispredicted branches) for one look-up, and what it found."""
+    """(instructions, mispredicted branches) for one lookup, and what it found."""
     done = subprocess.run(["valgrind", "--tool=callgrind", "--branch-sim=yes", "--callgrind-out-file=/dev/null",
                            program, question, way], capture_output=True, text=True, check=True)
     events = re.search(r"Events +: (.+)", done.stderr).group(1).split()

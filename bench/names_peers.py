@@ -1,4 +1,4 @@
-"""Writes what the name look-ups are measured against: the same names as compiled switches and as gperf input.
+"""Writes what the name lookups are measured against: the same names as compiled switches and as gperf input.
 
 usage: names_peers.py DATA_FOLDER OUT_FOLDER
 """

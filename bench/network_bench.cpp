@@ -1,4 +1,4 @@
-// Look-ups in time, against a DNS server of one process on 127.0.0.1:53.
+// Lookups in time, against a DNS server of one process on 127.0.0.1:53.
 //
 // Every round measures each way once, in turn, so that whatever else the machine does falls on all of them; a
 // ratio is the median of the rounds' ratios. Prints one line a comparison, and exits with 1 when a limit is

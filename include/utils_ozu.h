@@ -1,13 +1,13 @@
 /*
  * libutils_ozu: the utility library of the alarm and home-automation control panel.
  *
- * This header brings in every family. The conventions below hold for all of them; a function's own
- * description says where it differs.
+ * This header includes every family. The conventions below hold for all of them. A function's own description
+ * says where it differs. docs/glossary.md explains the panel's own words: partition, zone, bypass, ...
  *
  * Results. Small integers. 0 is success unless the description says otherwise; a yes/no question
  *   answers 1 or 0. utils_ozu/results.h names the failure codes that several families share; -1 and -2
  *   fail where the description says so.
- *   Look-ups of names return constant text and never null ("UNKNOWN" for an unknown code).
+ *   Lookups of names return constant text and never null ("UNKNOWN" for an unknown code).
  *
  * Null pointers. A null argument is accepted only where the description says what it does.
  *
@@ -20,19 +20,18 @@
  *   as the 32-bit panel.
  *
  * Memory. Only allocFileToBuff() returns memory that the caller must free. What a call opens or allocates
- *   is gone when it returns. The exceptions are described with exec_cmd(), popen2() and
- *   ozuutils_jpegValidator().
+ *   is released when it returns. exec_cmd(), popen2() and ozuutils_jpegValidator() describe the exceptions.
  *
  * Logging. Through the platform's log (ozulog.h), in levels of 10000 to 80000. The level of every line a
  *   function writes is part of its description.
  *
  * Blocking. A function returns at once unless its description says how long it blocks. The platform may
- *   block in any call, a log line included.
+ *   block in any call, including the writing of a log line.
  *
- * Threads. The library has no thread, no lock and no timer. A function may run concurrently with any
- *   other, itself included, unless its description says otherwise.
+ * Threads. The library has no thread, no lock and no timer. A function may run concurrently with any other
+ *   function and with itself, unless its description says otherwise.
  *
- * Errors never throw, and nothing ends the process except where a description says so.
+ * Errors. Nothing throws. Nothing ends the process, except where a description says so.
  */
 #ifndef UTILS_OZU_H
 #define UTILS_OZU_H

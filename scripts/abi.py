@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The binary interface of libutils_ozu and of the reference platform, held against what was agreed.
+"""The binary interface of libutils_ozu and of the reference platform, compared with what was agreed.
 
 usage: abi.py check [--junit FILE]    fails on any difference from tests/abi/*.abi
        abi.py update                  writes tests/abi/*.abi; commit that alone, with the reason (docs/abi.md)

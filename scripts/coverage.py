@@ -53,12 +53,12 @@ def read_list():
 
 
 def evaluate(files):
-    """Counts by room; what was not reached: {(kind, file, text): line numbers}."""
-    rooms, missed = {}, {}
+    """Counts by module; what was not reached: {(kind, file, text): line numbers}."""
+    modules, missed = {}, {}
     for entry in files:
         name = entry["file"]
         source = (ROOT / name).read_text().splitlines()
-        row = rooms.setdefault(name.split("/")[1], [0, 0, 0, 0])
+        row = modules.setdefault(name.split("/")[1], [0, 0, 0, 0])
         for line in entry["lines"]:
             if line.get("gcovr/noncode"):
                 continue
@@ -71,7 +71,7 @@ def evaluate(files):
             if kind:
                 text = source[line["line_number"] - 1].strip()
                 missed.setdefault((kind, name, text), []).append(line["line_number"])
-    return rooms, missed
+    return modules, missed
 
 
 def percent(part, whole):
@@ -96,11 +96,11 @@ def main():
     options = parser.parse_args()
     if not any(pathlib.Path(options.build).rglob("*.gcda")):
         sys.exit(f"coverage.py: no test has run in {options.build}; run ./test coverage")
-    rooms, missed = evaluate(measure(pathlib.Path(options.build).resolve()))
-    total = [sum(column) for column in zip(*rooms.values())]
-    print(f"{'room':<10}{'lines':>8}{'covered':>9}{'branches':>10}{'covered':>9}")
-    for room, row in [*sorted(rooms.items()), ("all", total)]:
-        print(f"{room:<10}{row[0]:>8}{percent(row[1], row[0]):>8.1f}%{row[2]:>10}{percent(row[3], row[2]):>8.1f}%")
+    modules, missed = evaluate(measure(pathlib.Path(options.build).resolve()))
+    total = [sum(column) for column in zip(*modules.values())]
+    print(f"{'module':<10}{'lines':>8}{'covered':>9}{'branches':>10}{'covered':>9}")
+    for module, row in [*sorted(modules.items()), ("all", total)]:
+        print(f"{module:<10}{row[0]:>8}{percent(row[1], row[0]):>8.1f}%{row[2]:>10}{percent(row[3], row[2]):>8.1f}%")
     lines, branches = percent(total[1], total[0]), percent(total[3], total[2])
 
     listed = read_list()

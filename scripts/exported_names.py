@@ -4,7 +4,7 @@
 usage: exported_names.py [--check]
 
 Writes  src/utils_ozu.map               the last node, by family; what an earlier node has stays there
-        tests/abi/exported_names.txt    the plain list that the binary interface is held against
+        tests/abi/exported_names.txt    the plain list that the binary interface is compared with
         docs/man/libutils_ozu.7.scd     the names below each header's heading
         docs/man/ozu-platform.7.scd     the same for the platform's headers
 

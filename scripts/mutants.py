@@ -7,7 +7,7 @@ a sandbox of their own (bubblewrap: no network, no process but theirs, nothing w
 A mutant that compiles to the same code as the original is none.
 
 Which mutants a run of --count takes depends on the seed and the sources alone. Outcomes are kept in the build folder; a
-run that was interrupted goes on where it ended, and a source that has changed begins anew.
+run that was interrupted goes on where it ended, and a source that has changed starts over.
 """
 
 import argparse
@@ -34,7 +34,7 @@ OBJECT = "src/CMakeFiles/utils_ozu_objects.dir/{}.o"
 SHARED = ("injection_test", "fuzz_")
 LONGEST = 120  # seconds for a program, or ten times what it takes unchanged
 
-# What stands between blanks is an operator: the sources are formatted.
+# What stands between spaces is an operator: the sources are formatted.
 SWAPS = {
     "<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "==", "+": "-", "-": "+", "*": "/", "/": "*", "%": "/",
     "&&": "||", "||": "&&", "&": "|", "|": "&", "<<": ">>", ">>": "<<", "+=": "-=", "-=": "+=", "|=": "&=", "&=": "|=",

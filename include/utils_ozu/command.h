@@ -36,19 +36,19 @@ OZU_BEGIN_DECLS
  *            failed, as it does when a signal handler runs in the calling thread
  *
  * The call does not notice that the program has ended (this process keeps an end of the pipe open), nor that
- * it could not be executed (the child then reports on standard error and exits with status 1). Without a
+ * it could not be executed (the child then reports that on standard error and exits with status 1). Without a
  * marker it always takes timeoutSeconds.
  *
- * Every call that started a child leaves two descriptors open in the calling process; so does one whose
- * second pipe could not be made. Restart a process that calls this often now and then.
+ * Every call that started a child leaves two descriptors open in the calling process. So does a call whose
+ * second pipe could not be made. A process that calls this often should be restarted now and then.
  *
- * The child is not waited for. Reap children between calls, each by its process ID where it is known
- * (popen2()), otherwise with waitpid(-1, ..., WNOHANG). Do not reap during a call: not in a signal handler,
+ * The child is not waited for. Reap children between calls: by process ID where it is known (popen2()),
+ * otherwise with waitpid(-1, ..., WNOHANG). Do not reap during a call: not in a signal handler,
  * not in another thread, not by ignoring SIGCHLD. The call ends with a kill() of the child's process ID, and
  * that may belong to another process once the child has been reaped.
  *
- * A child inherits the signal mask and the ignored signals of the calling thread. Where SIGTERM is blocked
- * or ignored, the signal does not end the child: it runs on.
+ * A child inherits the signal mask and the ignored signals of the calling thread. If SIGTERM is blocked or
+ * ignored there, the signal does not end the child.
  *
  * Logs each step and the first 300 characters of each read at 20000 and 30000, too many words at 30000, the
  * timeout at 40000, other refusals and failures at 70000. Blocks for up to timeoutSeconds plus the time that

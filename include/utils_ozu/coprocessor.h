@@ -1,11 +1,10 @@
 /*
  * Co-processor and radio requests.
  *
- * A process never touches the NXP co-processor or the CC1352 radio itself: it publishes requests on the
- * message bus. A result of 0 says that the request was published, not that somebody acted on it. Answers,
- * where there are any, are the co-processor process's doing: it writes them into the shared state, some time
- * later. Each call makes its own record; it blocks and may run concurrently as ozumqttc_messagePublish()
- * does.
+ * A process never touches the NXP co-processor or the CC1352 radio itself. It publishes requests on the
+ * message bus. A result of 0 says that the request was published, not that it was carried out. Where there is
+ * an answer, the co-processor process writes it into the shared state some time later. Each call builds its
+ * own record. It blocks, and may run concurrently, as ozumqttc_messagePublish() does.
  */
 #ifndef UTILS_OZU_COPROCESSOR_H
 #define UTILS_OZU_COPROCESSOR_H
@@ -37,7 +36,7 @@ OZU_API int ozuutils_updateCPserialNumberInShmem(void) OZU_NOEXCEPT;
 /**
  * Sets the protocol of the co-processor's UART (request 8).
  * @param protocol  protocol number, low byte
- * @return 0 always, whatever became of the request
+ * @return always 0, whether or not the request was published
  */
 OZU_API int ozuutils_updateNxpUartProtocol(unsigned int protocol) OZU_NOEXCEPT;
 
@@ -48,8 +47,8 @@ OZU_API int ozuutils_updateNxpUartProtocol(unsigned int protocol) OZU_NOEXCEPT;
 OZU_API int ozuutils_updateNxpManufactureParamsInShmem(void) OZU_NOEXCEPT;
 
 /**
- * Asks the co-processor for the state of the panel's tamper switch (request 10). The state arrives neither
- * here nor in a field of PanelSharedState: where it goes is the co-processor process's decision.
+ * Asks the co-processor for the state of the panel's tamper switch (request 10). The state is
+ * neither returned here nor stored in PanelSharedState. The co-processor process decides where it goes.
  * @return as ozuutils_SendDataToNXP(); not the state
  */
 OZU_API int ozuutils_GetNxpTamperState(void) OZU_NOEXCEPT;

@@ -1,22 +1,23 @@
 /*
  * Country codes.
  *
- * A country's name becomes its ISO 3166 codes. Of a name the first 63 bytes count, in the file and in the
- * call; of these, spaces and line ends are dropped and ASCII letters compared regardless of case.
+ * Translates the name of a country into its ISO 3166 codes. Only the first 63 bytes of a name count, in the
+ * file and in the call. Spaces and line ends among them are ignored. The comparison is case-insensitive for
+ * ASCII letters.
  *
- * First comes the file "/data/ozu/etc/countries_codes.csv", if there is one: lines of name, two-letter,
+ * The optional file "/data/ozu/etc/countries_codes.csv" is searched first. Its lines hold name, two-letter,
  * three-letter and numeric code, separated by commas without spaces. Lines that begin with '#' are comments.
- * A name with commas stands in double quotes and offers alternatives: it is found in full or by its first
- * alternative. The first line that has the name in full ends the search; otherwise the last line whose first
- * alternative matches counts. A line of more than 127 bytes is read as several.
+ * A name with commas is in double quotes and lists alternatives. It is found by the whole name or by its
+ * first alternative. The first line with the whole name ends the search. Otherwise the last line whose first
+ * alternative matches is used. A line of more than 127 bytes is read as several.
  *
  * A code is truncated to its 2 or 3 bytes first, then spaces and line ends are dropped and letters become
- * upper case: " GB" in the file gives "G". A missing code is empty. A numeric code that is shorter than 3
- * digits by then is filled up with zeros; without a number it is "000".
+ * upper case: " GB" in the file gives "G". A missing code is empty. A numeric code that is then
+ * shorter than 3 digits is padded with zeros. Without a number it is "000".
  *
- * Then come the built-in rows: Spain, France, Portugal, Italy, United Kingdom, Argentina, Brazil, Peru,
+ * The built-in rows come next: Spain, France, Portugal, Italy, United Kingdom, Argentina, Brazil, Peru,
  * Israel, Chile. Every other name gives the codes of Spain ("ES", "ESP", "724") and the result 0. It is
- * logged at 40000, unless it is null, empty or nothing but spaces and line ends.
+ * logged at 40000, unless it is null, empty or only spaces and line ends.
  *
  * Each call opens and reads the file. Calls may run concurrently.
  */
@@ -35,7 +36,7 @@ OZU_BEGIN_DECLS
  * @param alpha3   receives the three-letter code, 4 bytes, or null
  * @param numeric  receives the three-digit code, 4 bytes, or null
  * @return 1 when the country was found; 0 when it was not (logged at 40000), or the name is null, empty or
- *         nothing but spaces and line ends (not logged); the outputs then hold the codes of Spain
+ *         only spaces and line ends (not logged); the outputs then hold the codes of Spain
  */
 OZU_API unsigned get_country_codes(const char *country, char alpha2[3], char alpha3[4],
                                    char numeric[4]) OZU_NOEXCEPT;

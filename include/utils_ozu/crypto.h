@@ -1,8 +1,8 @@
 /*
  * AES files and random bytes.
  *
- * Both file ciphers keep a file from being read at a glance; they do not protect it. ECB shows repeated
- * blocks, the video files share one IV, and neither notices tampering.
+ * Both file ciphers obfuscate a file. They do not protect it: ECB shows repeated blocks, the video files
+ * share one IV, and neither detects tampering.
  */
 #ifndef UTILS_OZU_CRYPTO_H
 #define UTILS_OZU_CRYPTO_H
@@ -14,18 +14,18 @@ OZU_BEGIN_DECLS
 /**
  * Encrypts or decrypts a file into another one with AES-128 in ECB mode and PKCS#7 padding.
  *
- * Encrypting adds 1 to 16 bytes, so an empty file becomes 16 bytes; decrypting checks and strips them. The
+ * Encrypting adds 1 to 16 bytes, so an empty file becomes 16 bytes. Decrypting checks and strips them. The
  * output is created with mode 0666 less the umask, or truncated. When the cipher fails, the output keeps what
- * was produced before, also after a wrong key, which as a rule shows in the last block only.
+ * was written before. A wrong key usually shows in the last block only.
  *
  * Reads and writes are not checked. A read error counts as the end of the input. On a full disk the output is
- * cut short. The result is that of the cipher in both cases: compare the sizes where that matters. The two
+ * cut short. In both cases the result is that of the cipher. Compare the sizes where that matters. The two
  * paths must not name the same file, since opening the output empties it.
  *
  * @param inPath   file to read
  * @param outPath  file to write
  * @param key      16 bytes
- * @param encrypt  1 to encrypt, 0 to decrypt; passed to OpenSSL as it is
+ * @param encrypt  1 to encrypt, 0 to decrypt; passed to OpenSSL unchanged
  * @return 0 when all that could be read went through the cipher;
  *         2 when the cipher context could not be made (logs at 70000) or the cipher failed, for example on
  *           a wrong padding (not logged);
@@ -46,12 +46,12 @@ OZU_API unsigned ozuutils_crypt_aes128ecb(const char *inPath, const char *outPat
 OZU_API unsigned ozuutils_rand_bytes(unsigned char *buf, int count) OZU_NOEXCEPT;
 
 /**
- * Draws a number from the C library's rand(). Not for secrets. The process seeds the generator with srand(),
- * if at all.
+ * Draws a number from the C library's rand(). Not for secrets. The generator is seeded only if the
+ * process calls srand().
  *
- * rand()'s 2147483648 values are dealt out in buckets of equal width, rounded up. With up to 46,409 numbers
- * from min to max each one has a bucket, and the last one may be smaller. With more, the rounding may leave
- * the highest numbers without one: from 0 to 2000000000 no number above 1073741823 ever comes.
+ * The 2147483648 values of rand() are divided into buckets of equal width, rounded up. With up to 46,409
+ * numbers from min to max each one has a bucket, and the last one may be smaller. With more, the rounding may
+ * leave the highest numbers without one: from 0 to 2000000000 no number above 1073741823 ever comes.
  *
  * @param min  least number
  * @param max  greatest number, not below min
@@ -65,13 +65,13 @@ OZU_API int ozuutils_random(int min, int max) OZU_NOEXCEPT;
  * Decrypts a protected video file in place: AES in CBC mode from an offset on, with the IV of the
  * installation (build option OZU_VIDEO_IV). Logs nothing.
  *
- * The region is taken in chunks of keyLen bytes. A tail shorter than a chunk stays encrypted. With a key of
- * 24 bytes a chunk ends in half a block: for the cipher it is filled up with zeros to 32 bytes, of which the
- * first 24 are kept. The first chunk must decrypt to something that begins with "OZU"; otherwise nothing is
- * written.
+ * The region is taken in chunks of keyLen bytes. A tail shorter than a chunk stays encrypted. With a
+ * 24-byte key a chunk ends in half a block. It is padded with zeros to 32 bytes for the cipher, and the first
+ * 24 bytes of the result are kept. The first chunk must decrypt to something that begins with "OZU";
+ * otherwise nothing is written.
  *
- * A call that fails later, or a process that is killed, leaves a file that is decrypted up to some point, as
- * a rule the end of a chunk, and encrypted from there on. It cannot be resumed: work on a copy where that
+ * A call that fails later, or a process that is killed, leaves a file that is decrypted up to some point,
+ * usually the end of a chunk, and encrypted from there on. It cannot be resumed. Work on a copy where that
  * matters.
  *
  * @param path    file, writable

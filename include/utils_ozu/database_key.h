@@ -17,8 +17,8 @@ OZU_BEGIN_DECLS
  *
  * The value is read as scanf() reads "%lX": white space, a sign and "0x" may come first. A value of more than
  * 32 bits counts as FFFFFFFF. A value without a hexadecimal digit counts as 0: the call succeeds, and the
- * passphrase is the bare mask. A parameter without a value takes the next word of the line for it; the line
- * feed at the end of the line is a value without a digit.
+ * passphrase is the bare mask. A parameter without a value takes the next word of the line as its value. The
+ * line feed at the end of the line counts as a value without a digit.
  *
  * Neither the serial number nor the passphrase is logged or stays in memory, except in the caller's buffer:
  * wipe it after use. May run concurrently.
@@ -27,7 +27,7 @@ OZU_BEGIN_DECLS
  *             on failure
  * @return 0 on success;
  *         -1 when "/proc/cmdline" cannot be opened (logged at 80000), has no such parameter (not logged), is
- *            empty or unreadable, or has nothing but spaces after the parameter (both logged at 80000)
+ *            empty or unreadable, or has only spaces after the parameter (both logged at 80000)
  */
 OZU_API int ozuutils_getDBcypher(char *out) OZU_NOEXCEPT;
 

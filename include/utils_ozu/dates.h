@@ -8,9 +8,9 @@
  * bypass_string_to_time() they have no sign. The layouts differ on purpose in field order, year rule and time
  * base.
  *
- * "Local" is the zone of the process (TZ, or the system's), daylight saving time included. A local time that
- * occurs twice when clocks go back, or never when they go forward, is taken in either way. Which one depends
- * on what the process converted before: do not rely on it.
+ * "Local" is the zone of the process (TZ, or the system's), daylight saving time included. A local time may
+ * occur twice when clocks go back, or never when they go forward. Which way it is read then depends on what
+ * the process converted before. Do not rely on it.
  */
 #ifndef UTILS_OZU_DATES_H
 #define UTILS_OZU_DATES_H
@@ -76,7 +76,7 @@ OZU_API int localTimeStrToTimeT(const char *text) OZU_NOEXCEPT;
 /**
  * Turns calendar time, taken as UTC, into epoch seconds.
  *
- * @param utc  not null. Its tm_isdst should be 0: a positive one may take an hour off, as in mktime().
+ * @param utc  not null. Its tm_isdst should be 0: a positive one may subtract an hour, as in mktime().
  *             Its fields are brought into range, as mktime() does; untouched when the result is -1
  * @return epoch seconds; -1 for a time that 32 bits cannot hold and for the second before the epoch
  *

@@ -24,7 +24,7 @@ struct FTW;
 OZU_API int unlink_cb(const char *path, const struct stat *sb, int typeflag, struct FTW *ftw) OZU_NOEXCEPT;
 
 /**
- * Tells whether a path lies in a temporary folder, by its text alone.
+ * Returns whether a path lies in a temporary folder, by its text alone.
  * @param path  may be null
  * @return 1 when it begins with "/tmp/" or "/var/volatile/tmp/", otherwise 0
  */
@@ -38,8 +38,8 @@ OZU_API int ozuutils_is_temp_file(const char *path) OZU_NOEXCEPT;
  * @return the process ID of the first match in the order of /proc; -1 when there is none, and when /proc
  *         cannot be opened (reported on standard error, not in the log)
  *
- * A process chooses its own name: any user's process can carry any name, so do not send a signal on the name
- * alone. Kernel threads have no command line and are never found. Reads one file per process.
+ * A process chooses its own name: any user's process can carry any name, so never send a signal because of
+ * the name alone. Kernel threads have no command line and are never found. Reads one file per process.
  */
 OZU_API int ozuutils_findProcessId(const char *name) OZU_NOEXCEPT;
 
@@ -48,17 +48,17 @@ OZU_API int ozuutils_findProcessId(const char *name) OZU_NOEXCEPT;
  *
  * @param path    a file that the process may read and write
  * @param buffer  receives the buffer, which the caller must free with free(). The bytes are not
- *                null-terminated. Untouched when stat() fails or the file is too large; null when memory is
- *                short. When the file cannot be opened: a buffer of zeros, which must be freed, too
+ *                null-terminated. Untouched when stat() fails or the file is too large; null when memory
+ *                runs out. When the file cannot be opened: a buffer of zeros, which must be freed, too
  * @return the size of the file in bytes as stat() gave it, however many bytes could be read;
- *         -1 when stat() failed, the file has 2 GiB or more, memory was short or the file could not be opened
+ *         -1 when stat() failed, the file has 2 GiB or more, memory ran out or the file could not be opened
  *
- * The size counts, not the content. Bytes that could not be read are zero. A file that grows meanwhile is
- * truncated at its former size. Most files under /proc have size 0, so nothing of them is kept. Most files
- * under /sys have size 4096 and hold less: the rest is zero.
+ * The result is the size, not the number of bytes read. Bytes that could not be read are zero. A file that
+ * grows meanwhile is truncated at its former size. Most files under /proc have size 0, so nothing of them is
+ * kept. Most files under /sys have size 4096 and hold less: the rest is zero.
  *
- * Logs its steps at 20000, also a read that failed; other failures at 70000. Blocks while it reads: for good
- * on a FIFO or a device without an end.
+ * Logs its steps at 20000, also a read that failed; other failures at 70000. Blocks while it reads, forever
+ * on a FIFO or an endless device.
  */
 OZU_API int allocFileToBuff(const char *path, void **buffer) OZU_NOEXCEPT;
 

@@ -17,9 +17,9 @@ OZU_BEGIN_DECLS
  * another interface comes first, after a fail-over for instance. Ask once the network is up, and keep the
  * answer.
  *
- * Not every panel has an identity of its own. The hexadecimal form leaves the first two bytes of the address
- * out. The decimal form leaves out the third byte and the hundreds of the fourth, and turns a leading 0 into
- * 1: the fourth bytes 5, 15, 105, 115, 205 and 215 all give 15.
+ * Not every panel has an identity of its own. The hexadecimal form omits the first two bytes of the address.
+ * The decimal form omits the third byte and the hundreds of the fourth, and turns a leading 0 into 1: the
+ * fourth bytes 5, 15, 105, 115, 205 and 215 all give 15.
  *
  * @param out      receives 8 characters without a terminator; not null; untouched on failure
  * @param decimal  0: the third to sixth byte of the address as lower-case hexadecimal; anything else: the
@@ -34,7 +34,7 @@ OZU_API int calcConfigUniqueId(char *out, int decimal) OZU_NOEXCEPT;
  *
  * @param id      dialer id, 1 to 16
  * @param checkB  must equal the entry's dialerCheckB
- * @param checkA  must equal the entry's dialerCheckA; mind the order
+ * @param checkA  must equal the entry's dialerCheckA. Note the order: B comes before A
  * @return index of the first entry with this id, 0 to 15, when both attributes match (logs nothing); -1 when
  *         they do not (logs nothing), and when the shared state is missing, the id is out of range or no
  *         entry has it (log at 70000). An attribute above 255 never matches.
@@ -53,7 +53,7 @@ OZU_API int check_dial_table_id(unsigned int id, unsigned int checkB, unsigned i
 OZU_API int getSY9IdFromUser(unsigned int userId) OZU_NOEXCEPT;
 
 /**
- * Tells whether a device is a UMKRL camera (type 59) with firmware 1.3.2 or later.
+ * Returns whether a device is a UMKRL camera (type 59) with firmware 1.3.2 or later.
  *
  * @param deviceIndex  index into PanelSharedState.devices, enrolled or not
  * @return 1 or 0; 0 also for an index out of range and when the shared state is missing. Logs nothing.

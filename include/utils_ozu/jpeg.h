@@ -12,15 +12,15 @@ struct jpeg_common_struct; /* the part that libjpeg's decoder and encoder record
 
 /**
  * Returns whether a JPEG image in memory decodes completely and cleanly. Any complaint of the decoder makes
- * it invalid, warnings included: truncated or corrupt data, extra bytes between markers, no end mark. A few
+ * it invalid, even a warning: truncated or corrupt data, extra bytes between markers, no end mark. A few
  * extra bytes at the end of a scan may go unnoticed. What follows the end mark is not looked at. Which kinds
- * of JPEG are known is up to libjpeg: a later release may accept one that an earlier release refuses.
+ * of JPEG are supported depends on libjpeg. A later release may accept one that an earlier release refuses.
  *
  * Each step is logged at 30000 ("Proc: ..."), and so are the decoder's complaint, what makes the image
  * invalid and the end of a complete decoding.
  *
  * Memory: one buffer of width x height x components bytes on top of what libjpeg takes. When decoding fails
- * half-way, that buffer is not freed: the process keeps the address range, but not the memory of its whole
+ * halfway, that buffer is not freed: the process keeps the address range, but not the memory of its whole
  * pages. A process that checks very many damaged images should do so in a child.
  *
  * @param data  the image; may be null when size is 0
@@ -44,8 +44,8 @@ OZU_API int ozuutils_jpegValidator(const unsigned char *data, unsigned long size
 OZU_API void error_exit(struct jpeg_common_struct *cinfo) OZU_NOEXCEPT;
 
 /**
- * The output_message hook: like error_exit() with "output_message [...]". So a mere warning ends decoding,
- * too.
+ * The output_message hook: like error_exit() with "output_message [...]". So even a warning ends
+ * decoding.
  *
  * @param cinfo  as for error_exit()
  */

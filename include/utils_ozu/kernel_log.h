@@ -11,7 +11,7 @@
 OZU_BEGIN_DECLS
 
 /**
- * Asks for the size of the kernel log buffer.
+ * Returns the size of the kernel log buffer.
  * @return its size in bytes plus one for a null terminator; 0 when the kernel refused (nothing is logged)
  */
 OZU_API int get_ring_buffer_size(void) OZU_NOEXCEPT;
@@ -25,7 +25,7 @@ OZU_API int get_ring_buffer_size(void) OZU_NOEXCEPT;
  *                    and when there is nothing to read: not terminated then, either
  * @param bufferSize  size of buffer in bytes, best get_ring_buffer_size(); any other size is used as well and
  *                    logged at 50000
- * @param text        what to look for, not empty; case-sensitive
+ * @param text        text to look for, not empty; case-sensitive
  * @return 1 found (logged at 70000: the line from the match on);
  *         0 not found, nothing to read (logged at 50000), refused by the kernel or a null, empty or
  *         non-positive argument (both logged at 70000)

@@ -1,6 +1,6 @@
 /*
- * Messages that the library puts on the panel's bus, for the processes that receive them: topics, classes,
- * commands and what the payloads begin with. The values are fixed for good.
+ * Messages that the library publishes on the panel's bus, for the processes that receive them: topics,
+ * classes, commands and the first bytes of the payloads. The values are permanent.
  */
 #ifndef UTILS_OZU_MESSAGES_H
 #define UTILS_OZU_MESSAGES_H

@@ -12,7 +12,7 @@ OZU_BEGIN_DECLS
 /**
  * Reads the modem's firmware version: the first line of "/var/run/version", with its line feed if it has one.
  *
- * @param out      receives the line up to its first zero byte, cut to outSize - 1 bytes and terminated;
+ * @param out      receives the line up to its first zero byte, truncated to outSize - 1 bytes and terminated;
  *                 untouched on failure
  * @param outSize  capacity of out in bytes; with 0 nothing is written
  * @return 0; 2 when the file is not readable, cannot be opened or has no line. Logs nothing.
@@ -37,8 +37,8 @@ OZU_API int getAppModemVersion(const char *text, char *out, size_t digits) OZU_N
  * @param text    modem version text; not null
  * @param out     receives the digits, terminated; needs digits + 1 bytes and at least 4
  * @param digits  number of digits the beta number has, 0 to 3; more are never found
- * @return 0; 2 when a part is missing (out is empty) or a character is no digit (out keeps those before it).
- *         Logs nothing.
+ * @return 0; 2 when a part is missing (out is empty) or a character is not a digit (out keeps those
+ *         before it). Logs nothing.
  */
 OZU_API int getAppBetaModemVersion(const char *text, char *out, size_t digits) OZU_NOEXCEPT;
 
@@ -50,16 +50,16 @@ OZU_API int getAppBetaModemVersion(const char *text, char *out, size_t digits) O
  * @param imsi  digits, at least 6; may be null
  * @param mcc   4 bytes; receives the first three characters, terminated; cleared when imsi is null or too
  *              short
- * @param mnc   4 bytes; receives the next two or three characters, terminated; cleared likewise
+ * @param mnc   4 bytes; receives the next two or three characters, terminated; cleared in the same cases
  * @return 3 or 2, the length of the network code (2 for an unknown country, which logs at 50000);
  *         0 when imsi is null or too short, and, with nothing written, when mcc or mnc is null
  */
 OZU_API int ozuutils_IMSItoMccMnc(const char *imsi, char *mcc, char *mnc) OZU_NOEXCEPT;
 
 /**
- * Tells whether the modem neither saves power nor works in CBank mode.
+ * Returns whether the modem neither saves power nor works in CBank mode.
  *
- * @param psmMode  power-saving state of the modem; 0 and 4 are without power saving
+ * @param psmMode  power-saving state of the modem; 0 and 4 mean no power saving
  * @return 1 when psmMode is 0 or 4 and the shared state's cBankModeActive is 0, otherwise 0; 0 also when the
  *         shared state is missing (logs at 70000)
  */

@@ -1,8 +1,8 @@
 /*
  * Names of device types and radio messages.
  *
- * Every name is constant text in static storage: never null, never to be freed, letter for letter the
- * vocabulary of the panel's logs. A code without a name gives "UNKNOWN". The lookups log nothing and may run
+ * Every name is constant text in static storage, exactly as in the panel's logs. It is never null and must
+ * not be freed. A code without a name gives "UNKNOWN". The lookups log nothing and may run
  * concurrently. They take a few instructions; only getDeviceTypeName() and getDeviceTypeEnum() may ask the
  * platform for the product as well, which takes as long as the platform takes.
  */
@@ -30,7 +30,7 @@ OZU_API const char *getDeviceTypeName(int type) OZU_NOEXCEPT;
  * has on the current product. getProductCodename() is called once, and only for a name that codes 0 to 58 do
  * not have.
  *
- * @param name  exact name, upper and lower case told apart; may be null
+ * @param name  exact name, case-sensitive; may be null
  * @return the code, 0 to 254; 255 when there is none or name is null
  */
 OZU_API int getDeviceTypeEnum(const char *name) OZU_NOEXCEPT;

@@ -9,7 +9,7 @@
 OZU_BEGIN_DECLS
 
 /**
- * Binds the calling process to the panel: log severity, log, message bus. Call it once, from the main
+ * Connects the calling process to the panel: log severity, log, message bus. Call it once, from the main
  * thread, before any other thread exists and before anything else of this library.
  *
  * In this order: registers cleanup() with atexit(), looks up the process's log severity in the database,
@@ -21,7 +21,7 @@ OZU_BEGIN_DECLS
  * @return 0 on success, and when the process was initialised before (logged at 50000);
  *         otherwise the code of the first platform call that failed (logged at 80000). After a failed
  *         subscription the process counts as initialised. After any other failure the call may be repeated;
- *         what had succeeded is not undone, and each attempt registers cleanup() once more
+ *         what succeeded is not undone, and each attempt registers cleanup() once more
  *
  * Blocks for as long as the platform does. With the reference platform: up to 5 s for the connection, 5 s for
  * the broker's answer to the subscription, and 5 s in each database call while another process writes.
@@ -35,9 +35,9 @@ OZU_API int ozuutils_processInit(const char *processName, void *mqttArg) OZU_NOE
  * exit() or returns from main(); running it again is harmless.
  *
  * Blocks for as long as mqttc_disconnect() does. With the reference platform: up to 3 s for the last
- * acknowledgements, and up to 3 s more to take leave of the broker.
+ * acknowledgements, and up to 3 s more to disconnect from the broker.
  *
- * A forked child has the exit handler, too: leave it with _exit(). The reference platform ignores a child
+ * A forked child inherits the exit handler, so end it with _exit(). The reference platform ignores a child
  * that did not connect; another one may close the parent's session.
  */
 OZU_API void cleanup(void) OZU_NOEXCEPT;

@@ -1,8 +1,8 @@
 /*
  * Raw DNS query client: one UDP query to a given server, one reply.
  *
- * A reply is taken from whoever sends it first: neither its sender nor its identifier is compared with the
- * query. Use nslookup_ares() for names on which security depends.
+ * The first datagram that arrives is taken as the reply. Neither its sender nor its identifier is compared
+ * with the query. Use nslookup_ares() for names on which security depends.
  */
 #ifndef UTILS_OZU_RAW_DNS_H
 #define UTILS_OZU_RAW_DNS_H
@@ -14,15 +14,15 @@
 OZU_BEGIN_DECLS
 
 /**
- * Asks one DNS server, at its port 53, for a host and takes the address of the last A record of the reply's
- * answers. Of each section the first 20 records count.
+ * Asks one DNS server, at port 53, for a host and takes the address of the last A record among the reply's
+ * answers. Only the first 20 records of each section count.
  *
  * @param host          host name, at most 98 characters, with or without a final "."
  * @param queryType     type of the question; 1 asks for an IPv4 address
  * @param dnsServer     the server's address, dotted
- * @param dnsServerLen  anything but 0
+ * @param dnsServerLen  not 0; otherwise unused
  * @param ipOut         receives the dotted address, filled up with zeros to ipOutSize bytes. Untouched when
- *                      nothing was found: empty it first and see whether it still is empty.
+ *                      nothing was found: empty it first and check whether it still is.
  * @param ipOutSize     capacity of ipOut in bytes; 16 hold any address. A smaller buffer gets the beginning
  *                      of the address, without a terminator when it is full; with 0 nothing is written and
  *                      the addresses are only logged.
@@ -32,7 +32,7 @@ OZU_BEGIN_DECLS
  * and aliases are each record's own.
  *
  * Logs at 70000 a null argument, a dnsServerLen of 0, a host name that is too long, the failure of a system
- * call (a timeout is one), and a malformed reply, which counts for nothing as a whole. Malformed is a reply
+ * call (a timeout is one), and a malformed reply, which is ignored as a whole. Malformed is a reply
  * that is cut short, one with an address of fewer than 4 bytes among its answers or additional records, and
  * one with a bad name: longer than 255 bytes, with more than 255 pointers, or with a pointer that leads
  * forwards, out of the reply or into its header. The names that count are the records' own and the data of
@@ -48,11 +48,11 @@ OZU_API void NgetHostByName(const char *host, int queryType, const char *dnsServ
 /**
  * Resolves a host through a primary and a secondary DNS server, and through the system resolver when both
  * give nothing. Empty ipOut before the call: while it holds a text, neither the secondary server nor the
- * system resolver is asked, and the result is 0. Of several addresses in an answer the last one stays.
+ * system resolver is asked, and the result is 0. Of several addresses in an answer the last one is used.
  *
  * @param host       host name
  * @param dns1       the primary server's address, dotted; empty when there is none
- * @param dns2       the secondary server's address, likewise
+ * @param dns2       the secondary server's address, in the same form
  * @param ipOut      receives the dotted address
  * @param ipOutSize  capacity of ipOut in bytes, not 0; 16 hold any address. A smaller buffer gets the
  *                   beginning of the address, from the system resolver with a terminator, from a server as

@@ -9,7 +9,7 @@
 OZU_BEGIN_DECLS
 
 /**
- * Reboots the whole system in an orderly way and never returns.
+ * Reboots the whole system in an orderly way. Never returns.
  *
  * In this order:
  * - tells the power manager, only while PanelSharedState.powerManagerMode is 1 or 5: one zero byte to
@@ -38,15 +38,15 @@ OZU_BEGIN_DECLS
  *
  * Blocks for delaySeconds, up to extraWaitSeconds and the reboot itself. A signal handler that runs in the
  * calling thread cuts the current pause short. The two commands run through the shell and are found in PATH:
- * the caller answers for its environment. Other threads of the process keep running.
+ * the caller is responsible for its environment. Other threads of the process keep running.
  */
 OZU_API void ozuutils_RebootSystem(unsigned int delaySeconds, int rebootReason, int extraWaitSeconds,
                                    const char *reasonText) OZU_NOEXCEPT __attribute__((noreturn));
 
 /**
- * Waits until no message is in flight, by the word of ozudb_isInFlightData(): with the reference platform,
- * until no message of any process waits for the broker's acknowledgement. There the messages of a process
- * that has been without the broker for its setting bus.patience_s (30 s unless set) do not count.
+ * Waits until no message is in flight, according to ozudb_isInFlightData(). With the reference platform:
+ * until no message of any process waits for the broker's acknowledgement. Messages of a process that has been
+ * without the broker for bus.patience_s (30 s unless set) do not count there.
  *
  * @param maxSeconds  longest wait, in seconds; 0 and below: ask once
  * @return 1 when nothing is in flight, 0 when something still is after maxSeconds

@@ -1,8 +1,8 @@
 /*
  * Asynchronous resolver with primary and secondary servers.
  *
- * A blocking lookup through c-ares that asks the panel's own DNS servers instead of the system's and, on
- * demand, sends its queries through one network device only.
+ * A blocking lookup through c-ares. It asks the panel's own DNS servers instead of the system's, and can send
+ * its queries through one network interface only.
  */
 #ifndef UTILS_OZU_RESOLVER_H
 #define UTILS_OZU_RESOLVER_H
@@ -16,9 +16,9 @@ OZU_API extern const int ARES_MAX_RETRY; /* NOLINT(bugprone-dynamic-static-initi
 
 /**
  * Initialises c-ares, once per process. Call it early and from one thread; afterwards lookups may run
- * concurrently. nslookup_ares() calls it when nobody did.
+ * concurrently. nslookup_ares() calls it if needed.
  *
- * @param tag  put before the line that tells of the success; null or empty for none
+ * @param tag  prefix of the log line about success; null or empty for none
  * @return 1 when c-ares is initialised (the first time logs at 30000), 0 when it cannot be (logs at 70000)
  */
 OZU_API int ares_global_library_init(const char *tag) OZU_NOEXCEPT;
@@ -45,25 +45,25 @@ OZU_API void ares_global_library_deinit(void) OZU_NOEXCEPT;
  *   first name tried can be found, with two the first or the second. Write the final dot, "host.example.", to
  *   have just that name asked.
  *
- * A dotted address and a name in the hosts file need no server. They are found, but nothing is there to wait
+ * A dotted address and a name in the hosts file need no server. They are found, but there is nothing to wait
  * for, so every attempt counts as failed: the warnings and the line at 60000 to the remote side are written
  * although the call succeeds.
  *
  * @param host          host name; not null and not empty
- * @param iface         network device that the queries must leave through; null or empty for any. A device
+ * @param iface         network interface that the queries must leave through; null or empty for any. A device
  *                      that does not exist leaves the queries unbound without a line. So does a process that
  *                      may not bind: up to Linux 5.6 binding needs CAP_NET_RAW, from 5.7 on no right.
  * @param primaryDns    the primary server's address, dotted; null or empty when there is none
- * @param secondaryDns  the secondary server's address, likewise
+ * @param secondaryDns  the secondary server's address, in the same form
  * @param result        at least 16 bytes; receives the dotted address. Emptied when an attempt begins;
  *                      untouched when c-ares cannot be initialised, the arguments are refused, or no server
  *                      text is an address.
  * @return 0 with the address in result (logs at 20000);
  *         -1 when c-ares cannot be initialised (logs at 70000); without any server, and for a null or empty
  *         host or a null result (log at 80000); when no server text is an address, and when no address was
- *         found (log at 70000). Logs the server texts at 10000, each text that is no address and each failed
- *         lookup of c-ares at 70000, and each wait that brought nothing at 50000. A call in which every
- *         attempt failed also logs at 60000 to the remote side.
+ *         found (log at 70000). Logs the server texts at 10000, each text that is not an address and each
+ *         failed lookup of c-ares at 70000, and each wait that brought nothing at 50000. A call in which
+ * every attempt failed also logs at 60000 to the remote side.
  *
  * Blocks until a server answers: with both servers silent for 22 to 24 seconds, with one for 11 to 12. Stack
  * use is small. May run concurrently once c-ares is initialised.

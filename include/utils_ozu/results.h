@@ -1,6 +1,6 @@
 /*
- * Results that several families share. A function's own description says which of them it returns, and
- * names those that are its own.
+ * Results that several families share. A function's own description says which of them it returns, and lists
+ * the ones that only it returns.
  */
 #ifndef UTILS_OZU_RESULTS_H
 #define UTILS_OZU_RESULTS_H
@@ -9,7 +9,7 @@
 
 OZU_BEGIN_DECLS
 
-/** Shared results, fixed for good. */
+/** Shared results, permanent. */
 typedef enum OzuResult {
     OZU_RESULT_OK = 0,           /**< success */
     OZU_RESULT_MISSING = 2,      /**< null argument, or the panel's shared state is missing */

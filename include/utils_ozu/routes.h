@@ -10,14 +10,14 @@ OZU_BEGIN_DECLS
 
 /**
  * Adds a static IPv4 route and confirms it: the route is added again until the kernel answers that it exists.
- * Needs the right to administer the network.
+ * Needs CAP_NET_ADMIN.
  *
- * A text that is no address counts as 255.255.255.255.
+ * A text that is not an address counts as 255.255.255.255.
  *
  * @param dest    destination address, dotted; not null
  * @param gw      gateway address, dotted; used only with flag 0x2, and may be null
  * @param mask    network mask, dotted; not null
- * @param dev     network device; null lets the kernel choose
+ * @param dev     network interface; null lets the kernel choose
  * @param metric  the route's metric, 0 to 32766
  * @param flags   RTF_* flags of <net/route.h>, 16 bits: 0x1 up, 0x2 gateway, 0x4 host
  * @return 0 when the kernel confirmed the route in one of the first three attempts, or accepted it four
@@ -27,8 +27,8 @@ OZU_BEGIN_DECLS
  *         is not a success at 10000, each failure at 70000.
  *
  * Blocks for 1 second per attempt that reached the kernel: 1 second for a route that exists, 2 for a new one,
- * 4 at most. A signal handler that runs cuts the second short. Concurrent calls for one route see each
- * other's work as confirmation.
+ * 4 at most. A signal handler that runs cuts the second short. Concurrent calls for the same route
+ * confirm each other.
  */
 OZU_API int checkRouteAndAdd(const char *dest, const char *gw, const char *mask, const char *dev, int metric,
                              int flags) OZU_NOEXCEPT;
@@ -56,7 +56,7 @@ OZU_API int checkRouteAndDel(const char *dest, const char *gw, const char *mask,
  * @return 0 on success;
  *         -1 when there is no such route (nothing logged), for a null gateway, when the kernel could not be
  *         asked, and when its answer is damaged or larger than 8,192 bytes, which some 100 routes fill (each
- *         logs at 70000). A process whose id is above 32768 finds nothing.
+ *         logs at 70000). A process whose ID is above 32768 finds nothing.
  *
  * Blocks until the kernel has answered. May run concurrently; the text goes through inet_ntoa()'s buffer, of
  * which every thread has its own.

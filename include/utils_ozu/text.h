@@ -6,7 +6,7 @@
  *
  * Hexadecimal text is written in upper case and read in both cases. The renderers
  * ozuutils_num2decstr(), ozuutils_num2hexstr(), ozuutils_String2Ascii() and ozuutils_Num2MinimalDecStr()
- * write digits only: terminating the text is the caller's part.
+ * write digits only. The caller adds the terminator.
  *
  * A null pointer is accepted only where a description says what it does.
  */
@@ -49,7 +49,7 @@ OZU_API char *ozuutils_strncpy2Upper(char *dst, const char *src, unsigned int n)
 OZU_API unsigned int ozuutils_strlcpy(char *dst, const char *src, unsigned int size) OZU_NOEXCEPT;
 
 /**
- * Copies a space-padded field of fixed length into a null-terminated text, without the spaces at its end.
+ * Copies a space-padded field of fixed length into a null-terminated text, without trailing spaces.
  * Only spaces are trimmed: tabs and zero bytes of the field stay.
  * @param dst      receives min(dstSize - 1, srcLen) bytes and a terminator
  * @param dstSize  capacity of dst in bytes, at least 1
@@ -78,7 +78,7 @@ OZU_API char *ozuutils_getShortUpperModName(char *dst, const char *name, unsigne
  * @param bufSize      capacity of str in bytes; the caller makes sure that it holds the result
  * @return 0, also when nothing was found; 4 when str or find is null or find is empty
  *
- * Takes as many bytes of the caller's stack as the result has.
+ * Needs as many bytes of stack as the result has.
  */
 OZU_API unsigned int ozuutils_replaceSubstrInStr(char *str, const char *find, const char *replacement,
                                                  unsigned int bufSize) OZU_NOEXCEPT;
@@ -87,7 +87,7 @@ OZU_API unsigned int ozuutils_replaceSubstrInStr(char *str, const char *find, co
  * Replaces every occurrence of one byte in a text. The text's length is taken before the first change, so
  * replacing by 0 goes on to the end.
  * @param from  byte value to replace, 0 to 255; any other number occurs nowhere
- * @param to    byte to write, cut to 8 bits
+ * @param to    byte to write, truncated to 8 bits
  * @param s     text to change; nothing happens when it is null
  */
 OZU_API void replace_char_from_string(int from, int to, char *s) OZU_NOEXCEPT;
@@ -120,7 +120,7 @@ OZU_API unsigned int ozuutils_addToCommaSeparatedStringList(char *list, const ch
  *         is not terminated within maxLen bytes
  *
  * Writes the trace "\n--N--" to stdout when it removed an item, N being the number of bytes from the end of
- * the item to the list's terminator, that included.
+ * the item to the list's terminator, including the terminator.
  */
 OZU_API unsigned int ozuutils_removeFromCommaSeparatedStringList(char *list, const char *item,
                                                                  unsigned int maxLen) OZU_NOEXCEPT;
@@ -148,7 +148,7 @@ OZU_API long long safe_atoll(const char *s) OZU_NOEXCEPT;
  * @param num    number
  * @param dst    receives width characters
  * @param width  count of digits
- * @return width, cut to 16 bits
+ * @return width, truncated to 16 bits
  */
 OZU_API unsigned short ozuutils_num2decstr(unsigned int num, char *dst, unsigned int width) OZU_NOEXCEPT;
 
@@ -166,14 +166,14 @@ OZU_API unsigned short ozuutils_Num2MinimalDecStr(unsigned int num, char *dst,
 /* ---- Digits and radix ---- */
 
 /**
- * Gives the value of a digit: '0' to '9' are 0 to 9, 'A' to 'Y' and 'a' to 'y' are 10 to 34.
+ * Returns the value of a digit: '0' to '9' are 0 to 9, 'A' to 'Y' and 'a' to 'y' are 10 to 34.
  * @param c  character
  * @return its value, -1 for every other character ('Z' and 'z' included)
  */
 OZU_API signed char ozuutils_Ascii2Digit(char c) OZU_NOEXCEPT;
 
 /**
- * Gives the hexadecimal digit of a value.
+ * Returns the hexadecimal digit of a value.
  * @param d  value, 0 to 15
  * @return '0' to '9' or 'A' to 'F'; a zero byte for a value above 15
  */
@@ -181,7 +181,7 @@ OZU_API char ozuutils_Digit2Ascii(unsigned char d) OZU_NOEXCEPT;
 
 /**
  * Converts the digits at the start of a text to a number, stopping at the first character that
- * ozuutils_Ascii2Digit() does not know. Digits are not held against the radix ('9' in radix 8 counts 9).
+ * ozuutils_Ascii2Digit() does not know. Digits are not checked against the radix ('9' in radix 8 counts 9).
  * @param s          text
  * @param maxDigits  most characters to read; above 32 counts as 32
  * @param radix      radix
@@ -200,7 +200,7 @@ OZU_API uint64_t ozuutils_StringToLongNum(const char *s, unsigned int maxDigits,
                                           unsigned int radix) OZU_NOEXCEPT;
 
 /**
- * Reads a byte of binary-coded decimals: 0x59 is 59. A half above 9 is not rejected, it counts with its value
+ * Reads a byte of binary-coded decimals: 0x59 is 59. A half above 9 is not rejected; it counts with its value
  * (0x5A is 60).
  * @param bcd  two decimals, the higher one in the high half
  * @return high half * 10 + low half, 0 to 165
@@ -218,8 +218,8 @@ OZU_API unsigned char ozuutils_bcd2num(unsigned char bcd) OZU_NOEXCEPT;
 OZU_API void ozuutils_String2Ascii(char *dst, const unsigned char *src, unsigned short n) OZU_NOEXCEPT;
 
 /**
- * Reads bytes from pairs of digits: each byte is 16 times the first digit plus the second, cut to 8 bits. A
- * character that ozuutils_Ascii2Digit() does not know counts -1.
+ * Reads bytes from pairs of digits: each byte is 16 times the first digit plus the second, truncated to 8
+ * bits. A character that ozuutils_Ascii2Digit() does not know counts -1.
  * @param dst  receives n bytes; may be the buffer of src
  * @param src  2 * n characters
  * @param n    count of bytes
@@ -232,7 +232,7 @@ OZU_API void ozuutils_Ascii2String(unsigned char *dst, const char *src, unsigned
  * @param num    number
  * @param dst    receives width characters
  * @param width  count of digits; nothing is written when it is negative
- * @return width, cut to 16 bits
+ * @return width, truncated to 16 bits
  */
 OZU_API unsigned short ozuutils_num2hexstr(uint64_t num, char *dst, int width) OZU_NOEXCEPT;
 
@@ -240,7 +240,7 @@ OZU_API unsigned short ozuutils_num2hexstr(uint64_t num, char *dst, int width) O
  * Reads the hexadecimal number at the start of a text (0-9, A-F, a-f), stopping at the first other character.
  * @param s       text
  * @param maxLen  most characters to read
- * @param outLen  receives the count of digits read, cut to 8 bits; may be null
+ * @param outLen  receives the count of digits read, truncated to 8 bits; may be null
  * @return the number, its last eight digits when there are more; 0 without digits
  */
 OZU_API unsigned int ozuutils_hexstr2numRetLen(const char *s, unsigned int maxLen,

@@ -14,7 +14,7 @@ OZU_BEGIN_DECLS
  * Finds the update folder of a device type. Logs nothing, and does not look whether the folder exists.
  *
  * @param deviceType  device type code; any value is accepted
- * @return path of the folder with a slash at its end; "UNKNOWN" for a type without one. Constant text, never
+ * @return path of the folder with a trailing slash; "UNKNOWN" for a type without one. Constant text, never
  *         null, never to be freed. May run concurrently.
  */
 OZU_API const char *ozuutils_getRsuFolder(int deviceType) OZU_NOEXCEPT;
@@ -23,8 +23,8 @@ OZU_API const char *ozuutils_getRsuFolder(int deviceType) OZU_NOEXCEPT;
  * Deletes everything in the update folder of a device type and keeps the folder. Symbolic links in it are
  * deleted, not followed. Logs its name at 30000.
  *
- * A 0 does not prove that the folder is empty. It is also the result when the folder's place is taken by a
- * symbolic link or a plain file, and when the process may not read the folder: then nothing is deleted,
+ * A 0 does not prove that the folder is empty. It is also the result when a symbolic link or a
+ * plain file has the folder's name, and when the process may not read the folder. Then nothing is deleted,
  * neither in the folder nor behind the link.
  *
  * @param deviceType  device type code

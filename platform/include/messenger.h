@@ -10,12 +10,12 @@ extern "C" {
 
 #pragma GCC visibility push(default)
 
-/** Classes of events, fixed for good. */
+/** Classes of events, permanent. */
 typedef enum MessengerEventClass {
     MESSENGER_EVENT_BYPASS = 1 /**< bypass of a zone */
 } MessengerEventClass;
 
-/** Events of MESSENGER_EVENT_BYPASS, fixed for good. */
+/** Events of MESSENGER_EVENT_BYPASS, permanent. */
 typedef enum MessengerBypassEvent {
     MESSENGER_BYPASS_ENDED = 2 /**< it ended by itself */
 } MessengerBypassEvent;

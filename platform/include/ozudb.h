@@ -1,5 +1,5 @@
 /*
- * Database library of the panel: the shared state of all processes, and what must last.
+ * Database library of the panel: the shared state of all processes, and its persistent state.
  *
  * Every operation may be called from any process and thread; each is one transaction. A result of 0 is
  * success unless an operation says otherwise; other codes are the implementation's own.
@@ -114,8 +114,8 @@ typedef struct PanelSy9Keyfob {
  * The live state of the panel, one record in shared memory that every process maps.
  *
  * The layout is the same on 32-bit and 64-bit machines (little-endian, no pointers, natural
- * alignment of at most 4); the assertions below hold it. Readers take no lock: every answer is a momentary
- * view.
+ * alignment of at most 4); the assertions below hold it. Readers take no lock: every answer is a
+ * snapshot.
  */
 typedef struct PanelSharedState {
     PanelPartition partitions[OZUDB_PARTITIONS];        /**< by partition number */

@@ -13,7 +13,7 @@ extern "C" {
 
 #pragma GCC visibility push(default)
 
-/** Levels of lines, and with OZULOG_OFF the lowest level that a severity keeps. Fixed for good. */
+/** Levels of lines, and with OZULOG_OFF the lowest level that a severity keeps. The values are permanent. */
 typedef enum OzuLogLevel {
     OZULOG_TRACE = 10000,    /**< finest tracing */
     OZULOG_DEBUG = 20000,    /**< tracing */
@@ -26,7 +26,7 @@ typedef enum OzuLogLevel {
     OZULOG_OFF = 90000       /**< above every line's level: a severity that keeps none */
 } OzuLogLevel;
 
-/** Opens the process's log. Lines written before go to standard error. */
+/** Opens the process's log. Earlier lines go to standard error. */
 int ozulog_init(const char *processName);
 
 /** Writes one line without source position. */
@@ -36,7 +36,7 @@ int ozulog_printf(int level, const char *format, ...) __attribute__((format(prin
 int ozulog_printf_extend(int level, const char *format, const char *sourceFile, const char *functionName,
                          int line, ...) __attribute__((format(printf, 2, 6)));
 
-/** Writes one line that is sent to the remote side, too. */
+/** Writes one line that also goes to the remote side. */
 int ozulog_printf_mqtt_transmission(int level, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
 #pragma GCC visibility pop

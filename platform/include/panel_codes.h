@@ -1,6 +1,6 @@
 /*
- * Codes of the panel's shared state that every process, the platform and the library know. Their values are
- * fixed for good.
+ * Codes of the panel's shared state, known to every process, the platform and the library. Their values are
+ * permanent.
  */
 #ifndef PANEL_CODES_H
 #define PANEL_CODES_H
@@ -13,7 +13,7 @@ extern "C" {
 typedef enum PanelPartitionState {
     PANEL_PARTITION_ALARM = 0,    /**< in alarm; counts as armed, too */
     PANEL_PARTITION_DISARMED = 1, /**< disarmed */
-    PANEL_PARTITION_ARMED_2 = 2,  /**< armed, first of three states that count alike */
+    PANEL_PARTITION_ARMED_2 = 2,  /**< armed, first of three equivalent states */
     PANEL_PARTITION_ARMED_3 = 3,  /**< armed */
     PANEL_PARTITION_ARMED_4 = 4   /**< armed */
 } PanelPartitionState;

@@ -10,7 +10,7 @@ extern "C" {
 
 #pragma GCC visibility push(default)
 
-/** Product variants that the panel's processes tell apart; the code is fixed for good. */
+/** Product variants that the panel's processes tell apart; the code is permanent. */
 typedef enum PanelProduct {
     PANEL_PRODUCT_LUM_PLUS = 1 /**< Lum+ */
 } PanelProduct;

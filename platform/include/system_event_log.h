@@ -10,7 +10,7 @@ extern "C" {
 
 #pragma GCC visibility push(default)
 
-/** Categories of lines, fixed for good. */
+/** Categories of lines, permanent. */
 typedef enum SystemEventCategory {
     SYSTEM_EVENT_SECURITY = 1, /**< security commands and events */
     SYSTEM_EVENT_PANIC = 8,    /**< panic */
@@ -19,7 +19,7 @@ typedef enum SystemEventCategory {
     SYSTEM_EVENT_NETWORK = 14  /**< connections and requests */
 } SystemEventCategory;
 
-/** Subtypes of lines that are limited, fixed for good. */
+/** Subtypes of lines that are limited, permanent. */
 typedef enum SystemEventSubtype {
     SYSTEM_EVENT_SUBTYPE_COMMAND = 1, /**< a command, with SYSTEM_EVENT_ARM and SYSTEM_EVENT_DISARM */
     SYSTEM_EVENT_SUBTYPE_PANIC = 6    /**< an event in the panic partition, with SYSTEM_EVENT_PANIC */

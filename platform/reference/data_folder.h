@@ -1,4 +1,4 @@
-// The folder that holds everything that lasts: the database, the logs, and the folder's identity.
+// The folder that holds all persistent state: the database, the logs, and the folder's identity.
 #pragma once
 
 #include "descriptor.h"
@@ -44,7 +44,7 @@ class FolderLock {
 
     // The folder's identity, 32 hexadecimal digits, made when the folder is used first. It names what
     // belongs to the folder but lives elsewhere: the shared segment. One that was damaged is taken from the
-    // segment that the running panel uses, else made anew; the log tells.
+    // segment that the running panel uses, else created again; the log tells.
     [[nodiscard]] const std::string &identity() const noexcept { return identity_; }
     // From now on the folder has this one; throws Error when it cannot be stored.
     void setIdentity(const std::string &identity);

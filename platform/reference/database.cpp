@@ -1,4 +1,4 @@
-// ozudb.h: the shared record and what must last.
+// ozudb.h: the shared record and the persistent state.
 
 #include <ozudb.h>
 

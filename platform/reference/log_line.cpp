@@ -10,7 +10,7 @@ namespace ozu::platform {
 
 namespace {
 
-// Room for the time, its blank and the line feed.
+// Room for the time, its space and the line feed.
 constexpr std::size_t kTimeRoom = 32;
 
 struct Range {

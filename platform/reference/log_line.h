@@ -21,8 +21,8 @@ struct LinePosition {
 std::string formatText(const char *format, std::va_list arguments) __attribute__((format(printf, 1, 0)));
 
 // Text in one line of printable UTF-8: the bytes of control and other unprintable characters, and those that
-// are not UTF-8, become \n, \t, \r or \xNN, a backslash becomes two. Cut to at most the given bytes, which
-// then end in "...".
+// are not UTF-8, become \n, \t, \r or \xNN, a backslash becomes two. Truncated to at most the given bytes,
+// which then end in "...".
 std::string escaped(std::string_view text, std::size_t most);
 
 // Everything after the time: "level letter process[pid] source function:line text".

@@ -202,7 +202,7 @@ void MqttSession::serveConnection() {
     }
 }
 
-// Grows from half a second to half a minute; by chance a half shorter, so that processes do not all come back
+// Grows from half a second to half a minute; with random jitter, so that processes do not all come back
 // in the same moment.
 void MqttSession::waitBeforeRetry() {
     constexpr int kFirstMs = 500;
@@ -265,7 +265,7 @@ void MqttSession::giveUp(const Outgoing &outgoing, const std::string &why) {
 }
 
 // The connection is gone: what was under way is sent again, one by one. When there is one that the broker
-// cannot bear, it is under way alone soon, and is known by the connections that break.
+// cannot take, it is soon in flight alone, and is known by the connections that break.
 void MqttSession::takeBack() {
     if (sent_.size() == 1 && endedByBroker_) {
         failures_ = std::min(failures_, 2U); // the broker is there

@@ -49,7 +49,7 @@ inline constexpr std::size_t kMaxMessages = 1000;
 inline constexpr std::size_t kMaxBytes = std::size_t{4} << 20;
 inline constexpr std::size_t kMaxSent = 100; // handed to the MQTT library at a time
 // A message that was the only one under way so often when the connection broke is given up: it may be what
-// the broker cannot bear.
+// the broker cannot take.
 inline constexpr int kMaxLosses = 5;
 // How long a caller waits: for the session, for the answer to a subscription, for the last acknowledgements.
 inline constexpr std::chrono::milliseconds kConnectTimeout{5000};

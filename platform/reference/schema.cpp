@@ -59,7 +59,7 @@ constexpr const char *kCounters = "sqlite_sequence";
 
 void noteLoss(const std::string &table, const char *what) {
     note(OZULOG_CRITICAL, "ozudb",
-         "table " + table + " of the database " + what + "; it begins anew, its content is lost");
+         "table " + table + " of the database " + what + "; it starts over, its content is lost");
 }
 
 void make(DatabaseFile &file, const Table &table) {
@@ -87,7 +87,7 @@ bool hasColumns(DatabaseFile &file, const Table &table) {
     });
 }
 
-// A connection of its own for each table: after damage was met a connection is good for nothing else.
+// A connection of its own for each table: a connection that met damage is not used for anything else.
 bool canBeRead(const std::string &path, const std::string &table) {
     return isSound([&] {
         DatabaseFile file(path, ForRepair{});

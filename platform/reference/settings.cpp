@@ -44,7 +44,7 @@ void noteEmptied(const FolderLock &lock, const std::string &path) {
     struct stat found {};
     if (!makesNothing() && !lock.firstUse() && (lstat(path.c_str(), &found) != 0 || found.st_size == 0)) {
         note(OZULOG_CRITICAL, "ozudb",
-             "database " + path + " is missing or empty; all its tables begin anew");
+             "database " + path + " is missing or empty; all its tables start over");
     }
 }
 
@@ -100,7 +100,7 @@ bool mend() noexcept {
     }
 }
 
-// Runs one operation. After a failure that may be the file's own fault the next one opens it anew.
+// Runs one operation. After a failure that may be the file's own fault the next one opens it again.
 template <class Operation>
 auto withDatabase(Operation operation) {
     const std::lock_guard guard(databaseMutex);

@@ -272,7 +272,7 @@ void closeToStrangers(int fd, const std::string &path) {
 
 Segment *attach() {
     const std::string folder = folderPath();
-    // The database's lock first, as everywhere; a segment that exists is of use even without the database.
+    // The database's lock first, as everywhere; a segment that exists is useful even without the database.
     const SettingsLock settings;
     FolderLock lock(folder);
     const uid_t folderOwner = ownerOf(folder);

@@ -89,7 +89,7 @@ class WriterLock {
     Segment &segment_;
 };
 
-// Changes the record under a held WriterLock so that a death half-way is undone by the next writer.
+// Changes the record under a held WriterLock so that a death halfway is undone by the next writer.
 void changeRecord(Segment &segment, const std::function<void(PanelSharedState &)> &change);
 
 // The identity under which a segment of the folder exists, whatever the folder's own file says: the one that

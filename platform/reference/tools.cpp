@@ -38,7 +38,7 @@ bool usableKey(const std::string &process) {
     return process == kAnyProcess || usableProcessName(process.c_str());
 }
 
-// Rows for the database where the change touched what must last.
+// Rows for the database where the change touched persistent state.
 LastingState lastingChanges(const PanelSharedState &before, const PanelSharedState &after) {
     LastingState rows;
     for (int zone = 0; zone < OZUDB_ZONES; ++zone) {

@@ -1,4 +1,4 @@
-// Look-ups in the tables of dialers, keyfobs and devices.
+// Lookups in the tables of dialers, keyfobs and devices.
 
 #include <utils_ozu/identity.h>
 

@@ -137,7 +137,7 @@ int Wait_Ares(ares_channel channel) noexcept {
     } else {
         OZU_LOG_TEXT(OZULOG_WARNING, "ppoll timeout");
     }
-    // Lets c-ares see which of its own time-outs have passed.
+    // Lets c-ares see which of its own timeouts have passed.
     ares_process_fd(channel, ARES_SOCKET_BAD, ARES_SOCKET_BAD);
     return -1;
 }

@@ -6,7 +6,7 @@
 
 namespace ozu::ares {
 
-// Takes the first IPv4 address of an answer as text; arg holds 16 bytes. What c-ares calls when a look-up
+// Takes the first IPv4 address of an answer as text; arg holds 16 bytes. What c-ares calls when a lookup
 // ends.
 void callback(void *arg, int status, int timeouts, hostent *host) noexcept;
 

@@ -1,4 +1,4 @@
-// Blocking look-ups through c-ares, with primary and secondary servers and a fixed number of attempts.
+// Blocking lookups through c-ares, with primary and secondary servers and a fixed number of attempts.
 
 #define OZU_LOG_SOURCE "src/ares_dns"
 
@@ -31,7 +31,7 @@ const char *orNull(const char *text) noexcept {
 // The servers as c-ares takes them, primary first. The nodes point at each other, so the list stays in place.
 class ServerList {
   public:
-    // False when the text is no address.
+    // False when the text is not an address.
     bool add(const char *text) noexcept {
         ares_addr_node &node = nodes_[count_];
         node = {};

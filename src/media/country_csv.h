@@ -10,7 +10,7 @@ namespace ozu {
 // its last one; with unbalanced quotes it stays whole.
 std::size_t splitCsvFields(char *line, char **fields, std::size_t maxCount) noexcept;
 
-// Copies a text upper-cased and without blanks and line ends. At most size - 1 characters of the source are
+// Copies a text upper-cased and without spaces and line ends. At most size - 1 characters of the source are
 // looked at, skipped ones included. A null source is the empty text.
 void normalizeCountryField(char *destination, const char *source, std::size_t size) noexcept;
 

@@ -36,7 +36,7 @@ struct Header {
 };
 
 // One record: its type, and its data. An address record of the answers and additionals has the address, every
-// other one what its data says when decoded as a name; of a type whose data is no name that is just bytes.
+// other one what its data says when decoded as a name; of a type whose data is not a name that is just bytes.
 struct Record {
     std::uint16_t type;
     in_addr address;

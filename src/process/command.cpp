@@ -1,4 +1,4 @@
-// External programs: started without a shell, watched for a marker, ended by a time-out.
+// External programs: started without a shell, watched for a marker, ended by a timeout.
 
 #include <utils_ozu/command.h>
 
@@ -184,7 +184,7 @@ bool awaitOutput(ReadySet &set, int fd, timeval &timeout, int &result) noexcept 
     return true;
 }
 
-// Reads until the marker, the time-out or an error. Leaves the chunk with the marker behind, otherwise an
+// Reads until the marker, the timeout or an error. Leaves the chunk with the marker behind, otherwise an
 // empty one.
 int watchOutput(int fd, int timeoutSeconds, const char *endMarker, Chunk &chunk) noexcept {
     ReadySet set(alloca(ReadySet::bytes(fd)), fd);

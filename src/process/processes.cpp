@@ -62,8 +62,8 @@ class CommandLine {
             lineFeed[1] = '\0';
         }
     }
-    // Its first word up to a blank: the words themselves are separated by zeros. Null when there is none
-    // (kernel threads, names of blanks).
+    // Its first word up to a space: the words themselves are separated by zeros. Null when there is none
+    // (kernel threads, names made of spaces).
     const char *program() noexcept {
         char *rest = nullptr;
         return strtok_r(text_.data(), " ", &rest);

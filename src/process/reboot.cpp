@@ -1,4 +1,4 @@
-// Coordinated reboot: everyone is told, what must last is stored, unsent messages get their chance.
+// Coordinated reboot: all processes are notified, persistent state is stored, unsent messages are waited for.
 
 #include <utils_ozu/reboot.h>
 

@@ -10,7 +10,7 @@ namespace ozu {
 
 struct SerialParameter {
     bool present = false;   // the parameter's name and its '=' are there
-    std::string_view value; // empty when nothing but blanks follows
+    std::string_view value; // empty when nothing but spaces follows
 };
 
 // What comes before the first such character; all of it when there is none. Unlike substr() it needs nothing
@@ -19,7 +19,7 @@ constexpr std::string_view textBefore(std::string_view text, char end) noexcept 
     return {text.data(), std::min(text.find(end), text.size())};
 }
 
-// The text ends at its first zero byte. The value is the first word after the '=', even when blanks come
+// The text ends at its first zero byte. The value is the first word after the '=', even when spaces come
 // before it.
 constexpr SerialParameter findSerialNumber(std::string_view line) noexcept {
     constexpr std::string_view kName = "androidboot.serialno=";

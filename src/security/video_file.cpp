@@ -108,7 +108,7 @@ class Region {
         return true;
     }
 
-    // Writes the first count plain bytes over the stored ones. A write that is killed half-way stops at the
+    // Writes the first count plain bytes over the stored ones. A write that is killed halfway stops at the
     // end of a page, so a chunk across two pages is written alone: wherever it ends, the decrypted part ends
     // on a chunk.
     bool replace(std::size_t count) noexcept {

@@ -23,7 +23,7 @@ constexpr std::size_t kZonePrefix = 3; // "TZ="
 constexpr int kEarliestPlausible = 400000000;
 constexpr int kLastYearBeforeSync = 2020;
 
-// Sets the process to UTC and back. Good for nothing when memory is short, and then changes nothing.
+// Sets the process to UTC and back. Fails when memory runs out, and then changes nothing.
 class UtcInterlude {
   public:
     UtcInterlude() noexcept : current_(getenv(kZoneVariable)) {

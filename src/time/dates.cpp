@@ -63,7 +63,7 @@ int scanned(long value) noexcept {
     return ozu::panelLong(value);
 }
 
-// True when the text is day/month/year and trailing blanks, and nothing else.
+// True when the text is day/month/year and trailing spaces, and nothing else.
 bool scanDateOnly(const char *text, Date &date) noexcept {
     long day = 0;
     long month = 0;

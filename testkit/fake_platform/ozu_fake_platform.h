@@ -3,8 +3,8 @@
  *
  * Link a test with this library instead of the platform. Every function of the platform's headers (ozudb.h,
  * ozulog.h, mqttc.h, system_event_log.h, messenger.h, product_info.h) is here; each call is recorded and
- * answered from knobs. By default every call succeeds, the shared record is all zeros, and nothing outside
- * the test process is touched: no broker, no database, no file.
+ * answered from settings of the test. By default every call succeeds, the shared record is all zeros, and
+ * nothing outside the test process is touched: no broker, no database, no file.
  *
  *     ozu_fake_reset();
  *     ozu_fake_state()->devices[1].deviceType = 7;
@@ -13,12 +13,12 @@
  *     assert(ozu_fake_logged(OZULOG_NOTICE, "contact open") == 1);
  *     assert(ozu_fake_calls("ozumqttc_messagePublish") == 2);
  *
- * Works with GoogleTest, with plain assert(), from C and from C++, and under the sanitizers. One fake
+ * Works with GoogleTest and with plain assert(), from C and C++, and under the sanitizers. One fake
  * platform exists per process. Every function may be called from any thread; texts and entries that are
  * returned stay valid until ozu_fake_reset(). Nothing here blocks.
  *
  * Functions that take the name of a platform function abort, with a message, when there is none of that name:
- * a test with a typing error must not pass.
+ * a test with a typo must not pass.
  */
 #ifndef OZU_FAKE_PLATFORM_H
 #define OZU_FAKE_PLATFORM_H
@@ -78,11 +78,11 @@ typedef struct OzuFakeEntry {
 
 /** Returns the number of entries, oldest first. */
 size_t ozu_fake_count(void);
-/** Returns one entry, or null when there are not that many. */
+/** Returns one entry, or null when index is too large. */
 const OzuFakeEntry *ozu_fake_entry(size_t index);
 /** Returns how often a platform function was called. */
 size_t ozu_fake_calls(const char *function);
-/** Returns the n-th call of a platform function, counted from 0; null when there are not that many. */
+/** Returns the n-th call of a platform function, counted from 0; null when index is too large. */
 const OzuFakeEntry *ozu_fake_call(const char *function, size_t index);
 /** Returns the number of log lines of this level (0: any) whose text contains the given text. */
 size_t ozu_fake_logged(int level, const char *text);
@@ -122,7 +122,7 @@ void ozu_fake_device_kind(int deviceIndex, OzuFakeDeviceKind kind);
 /** Called on the caller's thread for each call of the platform before it returns; may change entry->result.
    It may use every function of this header but ozu_fake_reset(). */
 typedef void (*OzuFakeHook)(OzuFakeEntry *entry, void *user);
-/** Sets the hook; null for none. */
+/** Sets the hook; null removes it. */
 void ozu_fake_hook(OzuFakeHook hook, void *user);
 /** Whether calls are recorded (1, the default). With 0 the hook still sees each of them, nothing is kept, and
    nothing is allocated: for fuzz targets and benchmarks. The argument of mqttc_connect() is then not read
@@ -148,7 +148,7 @@ int ozu_fake_deliver(const char *topic, const char *senderLabel, int messageClas
  * Once started, the process's clocks (time, gettimeofday, clock_gettime) stand still until the test moves
  * them or something sleeps. sleep(), usleep(), nanosleep() and clock_nanosleep() return at once and move the
  * clocks by what they were asked to sleep. Waits for descriptors with a timeout (select, pselect, poll,
- * ppoll, and sockets with a receive timeout) wait a hundredth of it in real time; when it runs out, the
+ * ppoll, and sockets with a receive timeout) wait a hundredth of it in real time; when it expires, the
  * clocks move by the whole timeout. Child processes keep their own, real clock. Under the address sanitizer
  * use the static library: the sanitizer's own time() comes before that of a shared one.
  */
@@ -158,10 +158,10 @@ void ozu_fake_clock_start(int64_t seconds);
 /** Moves them on, or back with a negative number. Starts them at the present moment when they were not
  * started. */
 void ozu_fake_clock_advance(double seconds);
-/** Returns the present moment in UTC seconds since 1970, of the moved clock or, when it was not started, of
- * the real. */
+/** Returns the present moment in UTC seconds since 1970, of the moved clock or of the real
+ * one when it was not started. */
 double ozu_fake_clock_now(void);
-/** Back to the real clock. */
+/** Returns to the real clock. */
 void ozu_fake_clock_stop(void);
 
 #pragma GCC visibility pop

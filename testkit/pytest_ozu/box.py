@@ -144,7 +144,7 @@ class Capture:
 
 
 def parse_properties(text):
-    """`name:value name:value` as a dictionary; values may hold blanks, names may not."""
+    """`name:value name:value` as a dictionary; values may hold spaces, names may not."""
     found = list(re.finditer(r"(?:^| )([A-Za-z][\w-]*):", text))
     ends = [match.start() for match in found[1:]] + [len(text)]
     return {match.group(1): text[match.end():end] for match, end in zip(found, ends)}

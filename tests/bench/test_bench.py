@@ -1,4 +1,4 @@
-"""The benchmarks work and make every comparison that the performance page shows. What is counted is held against its
+"""The benchmarks work and make every comparison that the performance page shows. What is counted is compared with its
 targets; times are shown, not held: on a busy machine they say little."""
 
 import os

@@ -68,7 +68,7 @@ def test_blocking_times_of_start_and_end_are_the_reference_platforms():
     # Leaving is given the same time once more.
     assert text_of("platform/reference/mqtt_connection.cpp").count("kDrainTimeout") == 1
     assert f"up to {seconds('kDrainTimeout', session)} s for the last acknowledgements, and up to " \
-           f"{seconds('kDrainTimeout', session)} s more to take leave of the broker" in header
+           f"{seconds('kDrainTimeout', session)} s more to disconnect from the broker" in header
     assert f"Another session of the same name adds up to {seconds('kRivalPatience', session)} s." in header
 
 

@@ -19,13 +19,13 @@ CANNOT_FAIL = {
         OPENSSL_cleanse longjmp setjmp""",
     "answers, whatever the ciphers were asked": """ERR_pop_to_mark ERR_set_mark EVP_CIPHER_CTX_is_encrypting EVP_aes_128_cbc EVP_aes_128_ecb
         EVP_aes_192_cbc EVP_aes_256_cbc rand""",
-    "fails by the decoder's hooks, which a damaged picture and the validator's own test bring about": """
+    "fails by the decoder's hooks, which a damaged image and the validator's own test bring about": """
         jpeg_CreateDecompress jpeg_destroy_decompress jpeg_finish_decompress jpeg_mem_src jpeg_read_header
         jpeg_read_scanlines jpeg_start_decompress jpeg_std_error""",
     "does not fail for the names it is given": "putenv unsetenv",
     "runs in the child, where only the program's end shows": "dup2 execvp fcntl",
     "its result is not looked at": "ozulog_printf ozulog_printf_extend ozulog_printf_mqtt_transmission",
-    "starts a look-up, which fails as the answer does": "ares_gethostbyname",
+    "starts a lookup, which fails as the answer does": "ares_gethostbyname",
     "answers, whatever it is asked": "getProductCodename ozudb_isTagReader ozudb_isRfInput ozudb_isRfDetector",
     "writes to a stream, which fails as the stream does": "fprintf",
     "of the compiler and its tools": "stack_chk_fail popcountdi2",

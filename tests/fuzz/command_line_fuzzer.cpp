@@ -31,7 +31,7 @@ std::uint32_t scan(const char *text) {
     const bool negative = *text == '-';
     text += negative || *text == '+' ? 1 : 0;
     if (strspn(text, "0123456789abcdefABCDEF") == 0) {
-        return 0; // the C library would go on with another sign or blank
+        return 0; // the C library would go on with another sign or space
     }
     const unsigned long long magnitude = strtoull(text, nullptr, 16);
     if (magnitude > 0xFFFFFFFFULL) {

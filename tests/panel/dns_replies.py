@@ -1,8 +1,8 @@
 """DNS replies as nobody should send them, and odd ones that are right all the same.
 
 Each case answers the name it is called by, under the domain "case.test", with a message made from the query.
-`expected` is the address that a client has to find, or None when the reply has to count for nothing; `malformed`
-tells whether it has to be refused as a whole.
+`expected` is the address that a client has to find, or None when the reply must be ignored; `malformed`
+says whether it must be refused as a whole.
 """
 
 import itertools

@@ -122,7 +122,7 @@ def test_signal_handler_ends_the_wait(box):
 
 @pytest.mark.long
 def test_silence_lasts_twenty_seconds(box):
-    """In real time, all at once: the receive time-out of a socket follows no other clock."""
+    """In real time, all at once: the receive timeout of a socket follows no other clock."""
     with dns_servers(box, a1="silent", a2="honest", a3="slow:19") as servers:
         alone = start_probe(box, "raw", "x.test", address("a1"))
         closed = start_probe(box, "raw", "x.test", "127.0.1.77")

@@ -30,7 +30,7 @@ def cable(box):
 
 @pytest.fixture(scope="module")
 def slow_answers():
-    """Look-ups that wait, in real time and all at once, by name."""
+    """Lookups that wait, in real time and all at once, by name."""
     with PanelBox(broker=False) as box, dns_servers(box, a1="silent", a2="honest", a3="silent", a4="slow:0.9",
                                                     a5="slow:1.1", a6="slow:4.8", a7="slow:5.3",
                                                     a8="wrong-id") as servers:

@@ -195,7 +195,7 @@ def test_file_cipher_killed_half_way_leaves_the_beginning(panel, direction):
         cut += 0 < len(result) < len(whole)
         if cut == 2:
             return
-    raise AssertionError("no two runs were killed half-way")
+    raise AssertionError("no two runs were killed halfway")
 
 
 # --- video ---
@@ -295,7 +295,7 @@ def test_video_killed_half_way_ends_on_a_chunk(panel, key_length, offset):
         cut += 0 < done < len(before) - offset - key_length
         if cut == 2:
             return
-    raise AssertionError("no two runs were killed half-way")
+    raise AssertionError("no two runs were killed halfway")
 
 
 def test_video_asks_for_consent_outside_a_box(panel, tmp_path):

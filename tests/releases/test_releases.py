@@ -1,7 +1,7 @@
 """The checkout in a bare root of each supported release: built with that release's compilers, tested, demonstrated.
 
 A root is made once by mmdebstrap, from the packages that ./test and ./demo name, and kept in build/releases. The checkout
-lies in a folder whose name has a blank. OZU_RELEASES names the releases (all of them otherwise).
+lies in a folder whose name has a space. OZU_RELEASES names the releases (all of them otherwise).
 """
 
 import hashlib

@@ -1,4 +1,4 @@
-# The panel's own machine: cross-built, run under emulation, outcomes held against the workstation's line by line.
+# The panel's own machine: cross-built, run under emulation, outcomes compared with the workstation's line by line.
 # Packages: build box test arm
 source "$(dirname "$0")/../../scripts/lib.sh"
 scripts/make_armhf_sysroot.sh

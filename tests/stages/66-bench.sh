@@ -1,4 +1,4 @@
-# The benchmarks build and run; counted look-ups keep to their targets, times are shown.
+# The benchmarks build and run; counted lookups keep to their targets, times are shown.
 # Packages: build box test ship
 source "$(dirname "$0")/../../scripts/lib.sh"
 configure_and_build bench

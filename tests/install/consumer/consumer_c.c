@@ -7,7 +7,7 @@
 
 int main(void) {
     char text[8] = "";
-    /* Cut to the buffer, terminator included. */
+    /* Truncated to the buffer, terminator included. */
     printf("copied %u\n", (unsigned)ozuutils_strlcpy(text, "installed", sizeof text));
     printf("text %s\n", text);
     printf("record %u\n", (unsigned)sizeof(PanelSharedState));

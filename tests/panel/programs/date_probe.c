@@ -1,6 +1,6 @@
 /*
  * Answers questions about dates, one line of standard input at a time: "FUNCTION TEXT" gives the epoch
- * seconds. "timegm Y M D h m s" asks ozuutils_timegm_to_epoch, and tells whether TZ was left as it was.
+ * seconds. "timegm Y M D h m s" asks ozuutils_timegm_to_epoch, and says whether TZ was left as it was.
  */
 #include <stdio.h>
 #include <stdlib.h>

@@ -1,4 +1,4 @@
-// Calls the network functions in a panel box and tells what came of it: one JSON line per call with the
+// Calls the network functions in a panel box and prints the result: one JSON line per call with the
 // result, the outputs, the log lines, the time it took and the descriptors it left.
 //
 // usage: network_probe COMMAND [ARGUMENT...]; "batch SERVER" reads host names from standard input.

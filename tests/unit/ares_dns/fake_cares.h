@@ -50,7 +50,7 @@ struct FakeCares {
     std::vector<pollfd> polled; // of the last ppoll()
     timespec lastWait = {};     // of the last ppoll()
 
-    // Ends the look-up under way.
+    // Ends the lookup under way.
     void answer(const std::vector<std::string> &addresses, int family = AF_INET);
     void failLookup(int status, int internalTimeouts = 0);
 };

@@ -12,7 +12,7 @@ using testing::IsEmpty;
 
 namespace {
 
-// What the whole million of codes is held against: an independent list, country by country.
+// What the whole million of codes is compared with: an independent list, country by country.
 const std::set<int> kThreeDigits = {302, 311, 312, 313, 314, 315, 316, 330, 334, 338, 342, 344, 346,
                                     348, 352, 354, 356, 358, 360, 365, 366, 376, 708, 722, 732, 750};
 const std::set<int> kMixed = {250, 310, 374, 405, 467, 502, 714, 738};
@@ -123,7 +123,7 @@ TEST_F(MobileNetworks, examples) {
 }
 
 TEST_F(MobileNetworks, countryThatIsNoNumber) {
-    // As strtol reads it: blanks and a sign are skipped, the first other character ends the number.
+    // As strtol reads it: spaces and a sign are skipped, the first other character ends the number.
     const std::pair<const char *, const char *> table[] = {{"abcdef", "abc"},
                                                            {"-31020", "-31"},
                                                            {"+50234", "+50"},

@@ -159,7 +159,7 @@ TEST_F(ModemVersion, appDigitsAfterTheMarker) {
     EXPECT_EQ(app("A0F.1234567", 6), Expected(0, "123456"));
     EXPECT_EQ(app("A0F.123456", 4), Expected(0, "1234"));
     EXPECT_EQ(app("A0F.1234xy", 4), Expected(0, "1234"));
-    EXPECT_EQ(app("A0F. \t\n12", 2), Expected(0, "12")) << "blanks before the token are skipped";
+    EXPECT_EQ(app("A0F. \t\n12", 2), Expected(0, "12")) << "spaces before the token are skipped";
     EXPECT_EQ(app("A0F.77A0F.88", 2), Expected(0, "77")) << "the first marker counts";
     EXPECT_EQ(app("A0FA0F.5", 1), Expected(0, "5"));
     EXPECT_EQ(app("A0F.x", 0), Expected(0, ""));
@@ -188,7 +188,7 @@ TEST_F(ModemVersion, betaDigits) {
     EXPECT_EQ(beta("A0F.123456-B1234", 3), Expected(0, "123"));
     EXPECT_EQ(beta("A0F.123456-B1234", 2), Expected(0, "12"));
     EXPECT_EQ(beta("x-B9A0F.1-B 5", 1), Expected(0, "5"));
-    EXPECT_EQ(beta("A0F.12 34-B5", 1), Expected(0, "5")) << "blanks may stand before the hyphen";
+    EXPECT_EQ(beta("A0F.12 34-B5", 1), Expected(0, "5")) << "spaces may stand before the hyphen";
     EXPECT_EQ(beta("A0F.1-Bx", 0), Expected(0, ""));
 }
 

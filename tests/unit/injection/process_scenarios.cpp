@@ -25,7 +25,7 @@ namespace {
 
 std::string start() {
     const int result = ozuutils_processInit("ALARM_CORE", nullptr);
-    const int again = ozuutils_processInit("ALARM_CORE", nullptr); // tells whether the start counts
+    const int again = ozuutils_processInit("ALARM_CORE", nullptr); // shows whether the start counts
     cleanup();
     return told(result, "then", again);
 }

@@ -133,7 +133,7 @@ TEST_F(CountryCodes, nameThatIsBlankForItsFirst63Characters) {
     EXPECT_EQ(codes((std::string(63, ' ') + "France").c_str()), kNotFound);
     EXPECT_THAT(platform().journal, IsEmpty()) << "an empty key";
     EXPECT_EQ(codes((std::string(57, ' ') + "France").c_str()), (CountryAnswer{1, "FR", "FRA", "250"}));
-    EXPECT_EQ(codes((std::string(58, ' ') + "France").c_str()), kNotFound) << "cut to FRANC";
+    EXPECT_EQ(codes((std::string(58, ' ') + "France").c_str()), kNotFound) << "truncated to FRANC";
     EXPECT_EQ(codes(("France" + std::string(57, ' ') + "x").c_str()), (CountryAnswer{1, "FR", "FRA", "250"}))
         << "the 64th character is not looked at";
 }
@@ -243,7 +243,7 @@ INSTANTIATE_TEST_SUITE_P(
         FileCase{"minusAlone", "Utopia,UT,UTO,-\n", "Utopia", {1, "UT", "UTO", "000"}},
         FileCase{"plus", "Utopia,UT,UTO,+5\n", "Utopia", {1, "UT", "UTO", "005"}},
         FileCase{"hugeNumber", "Utopia,UT,UTO,99999999999\n", "Utopia", {1, "UT", "UTO", "999"}},
-        // A blank takes the place of a character, since so many of the source are looked at.
+        // A space takes the place of a character, since so many of the source are looked at.
         FileCase{"blankBeforeCodes", "Utopia, UT, UTO, 123\n", "Utopia", {1, "U", "UT", "012"}},
         FileCase{"twoBlanksBeforeCodes", "Utopia,  UT,   UTO,   123\n", "Utopia", {1, "", "", "000"}},
         FileCase{"tabBeforeNumber", "Utopia,UT,UTO,\t5\n", "Utopia", {1, "UT", "UTO", "005"}},

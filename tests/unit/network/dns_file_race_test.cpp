@@ -30,7 +30,7 @@ class DnsFileRace : public ozu::test::PlatformTest {
   protected:
     void SetUp() override {
         PlatformTest::SetUp();
-        // A file that no disk slows down, opened anew under its path by each writer.
+        // A file that no disk slows down, opened again under its path by each writer.
         file_ = memfd_create("permanent-dns.conf", 0);
         path = "/proc/self/fd/" + std::to_string(file_);
     }

@@ -27,7 +27,7 @@ class ReplyModel {
     std::optional<std::string> address; // what the caller gets
     // How often a rule decided, so that a test can tell that it met them all.
     int namesInOtherTypes = 0;
-    int passedOver = 0; // data of other types that is no name
+    int passedOver = 0; // data of other types that is not a name
     int authorityAddresses = 0;
     int shortAuthorityAddresses = 0;
     int walkedOver = 0;

@@ -1,4 +1,4 @@
-// The raw DNS client against a second, plain account of what a reply has to bring, on many made-up replies.
+// The raw DNS client against an independent implementation of the rules for replies, on many generated ones.
 
 #include <utils_ozu/raw_dns.h>
 

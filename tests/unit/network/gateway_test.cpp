@@ -26,7 +26,7 @@ using Bytes = std::vector<std::uint8_t>;
 std::deque<Bytes> datagrams;      // what recv() hands out
 std::vector<std::size_t> offered; // sizes of the buffers that recv() was given
 Bytes sent;
-// Machines give out process numbers beyond the highest that is looked up.
+// Machines give out process IDs beyond the highest that is looked up.
 constexpr pid_t kProcess = 4711;
 pid_t pretendedPid = kProcess;
 

@@ -298,7 +298,8 @@ TEST_F(Bus, whatTheBrokerRefusesIsTold) {
                 HasSubstr("message to Process/ALL given up: the broker refused it"));
 }
 
-// A broker that cannot bear one message, for whatever reason: that one is given up and told, the others pass.
+// A broker that cannot take one message, for whatever reason: that one is dropped and reported, the others
+// pass.
 TEST_F(Bus, messageThatEndsTheSessionAgainAndAgainIsGivenUp) {
     const int port = freePort();
     const int listener = listenSilently(port);
@@ -593,7 +594,7 @@ TEST_F(Bus, reconnectsLessAndLessOften) {
     const int listener = listenSilently(broker->port());
     const auto times = turnAway(listener, 3);
     close(listener);
-    // Twice as long each time, by chance up to a half shorter; a busy machine may add to it.
+    // Twice as long each time, with random jitter of up to a half; a busy machine may add to it.
     for (std::size_t i = 0; i + 1 < times.size(); ++i) {
         const std::chrono::duration<double> gap = times[i + 1] - times[i];
         const double longest = static_cast<double>(2U << i);

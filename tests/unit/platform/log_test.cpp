@@ -43,7 +43,7 @@ class LogTest : public PanelFolder {
         std::vector<std::string> all;
         for (const auto &line : lines()) {
             std::size_t at = 0;
-            for (int blanks = 0; blanks < 6; ++blanks) {
+            for (int spaces = 0; spaces < 6; ++spaces) {
                 at = line.find(' ', at) + 1;
             }
             all.push_back(line.substr(at));

@@ -242,7 +242,7 @@ class Strangers : public SegmentTest {
         remove(planted.c_str());
         SegmentTest::TearDown();
     }
-    // A stranger's doing, in a process of its own.
+    // As another user, in a separate process.
     static void asStranger(const std::function<int()> &body) {
         ASSERT_EQ(inChild([&] { return setuid(65534) == 0 && body() == 0 ? 0 : 1; }), 0);
     }
@@ -408,7 +408,7 @@ TEST_F(SegmentTest, recordThatExistsIsOfUseWithoutTheDatabase) {
     EXPECT_EQ(ozudb_isInFlightData(&inFlight), 0);
     EXPECT_EQ(inFlight, 0);
     EXPECT_EQ(ozudb_ModifyBypassExpiry(1, 1, 5), kCorrupt);
-    boot(); // but a new one is not begun without what must last
+    boot(); // but a new one is not begun without its persistent state
     EXPECT_EQ(ozudb_getSharedMemory(0), nullptr);
 }
 

@@ -473,7 +473,7 @@ TEST_F(DamagedTable, cutDatabaseCostsWhatWasCutOff) {
         for (const auto &content : contents()) {
             EXPECT_EQ(content.put(), 0) << content.table << " " << size;
         }
-        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(" is damaged; it begins anew")) << size;
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(" is damaged; it starts over")) << size;
         EXPECT_EQ(query("PRAGMA integrity_check"), "ok ") << size;
         closePlatform();
     }
@@ -511,7 +511,7 @@ TEST_F(DamagedTable, emptiedDatabaseIsTold) {
     boot();
     EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                AllOf(HasSubstr(" 80000 C "), HasSubstr("is missing or empty; all its tables begin anew")));
+                AllOf(HasSubstr(" 80000 C "), HasSubstr("is missing or empty; all its tables start over")));
 }
 
 TEST_F(DamagedTable, newFolderHasNothingToTell) {
@@ -638,7 +638,7 @@ TEST_F(Settings, databaseHeldTooLongIsBusy) {
     sqlite3 *other = nullptr;
     ASSERT_EQ(sqlite3_open_v2(databaseFile().c_str(), &other, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
     ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
-    EXPECT_EQ(ozudb_updatePanelRebootReason(2), kBusy); // after the busy time-out of 5 seconds
+    EXPECT_EQ(ozudb_updatePanelRebootReason(2), kBusy); // after the busy timeout of 5 seconds
     sqlite3_close(other);
     EXPECT_EQ(ozudb_updatePanelRebootReason(2), 0);
 }

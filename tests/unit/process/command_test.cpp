@@ -34,7 +34,7 @@ struct Faults {
     bool failFork = false;
     bool strayAnswer = false; // select reports a descriptor, but not this one
     bool failRead = false;
-    bool selectWaits = false; // select waits for output however short the time-out
+    bool selectWaits = false; // select waits for output however short the timeout
     int pipes = 0;
     pid_t child = -1;
     int childSignal = 0; // sent by kill
@@ -288,7 +288,7 @@ TEST_F(Command, eighteenWordsRunNineteenDoNot) {
         expectUntouched();
     }
     EXPECT_EQ(faults.pipes, 2);
-    // Blanks at the end are no word.
+    // Spaces at the end are no word.
     EXPECT_EQ(run(command + "   ", 5, "w18\n"), 1);
     reap();
 }
@@ -317,7 +317,7 @@ TEST_F(Command, timeIsUpWithoutTheMarker) {
                                             entry.text == "reading output..." ||
                                             entry.text == "killing executable");
     }
-    // One time-out for the whole run: what the first wait took is gone.
+    // One timeout for the whole run: what the first wait took is gone.
     ASSERT_EQ(faults.timeouts.size(), 2u);
     EXPECT_EQ(faults.timeouts[0].tv_sec, 1);
     EXPECT_EQ(faults.timeouts[1].tv_sec, 0);

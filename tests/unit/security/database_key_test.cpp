@@ -166,7 +166,7 @@ INSTANTIATE_TEST_SUITE_P(
         Line{"stopsAtLineFeed", kName + "12\n34 5\n", 0x12}, Line{"noDigits", kName + "unknown\n", 0},
         Line{"lineFeedOnly", kName + "\n", 0}, Line{"tabFirst", kName + "\t1A quiet", 0x1A},
         Line{"whiteSpaceFirst", kName + "\r\v\f\n1A quiet", 0x1A},
-        // A blank ends nothing before a value has begun: the next word is taken.
+        // A space ends nothing before a value has begun: the next word is taken.
         Line{"nextWord", kName + " beef quiet\n", 0xBEEF},
         Line{"blanksThenWord", kName + "   cafe\n", 0xCAFE}, Line{"secondEqualSign", kName + "=12\n", 0},
         Line{"equalSignInside", kName + "12=34\n", 0x12}, Line{"quoted", kName + "\"12\"\n", 0},

@@ -348,7 +348,7 @@ TEST_F(Dates, digitsTakeWholeTextsOnly) {
 TEST_F(Dates, calendarTextIsLocalTime) {
     EXPECT_EQ(bypass_string_to_time("Mon Jan 02 15:04:05 2023"), seconds(2023, 1, 2, 14, 4, 5));
     EXPECT_EQ(bypass_string_to_time("Mon Jul  3 15:04:05 2023"), seconds(2023, 7, 3, 13, 4, 5));
-    // The weekday is not held against the date; what follows is ignored; names may be long.
+    // The weekday is not checked against the date; what follows is ignored; names may be long.
     EXPECT_EQ(bypass_string_to_time("Sun Jan 02 15:04:05 2023 and more"), seconds(2023, 1, 2, 14, 4, 5));
     EXPECT_EQ(bypass_string_to_time("monday january 2 15:04:05 2023"), seconds(2023, 1, 2, 14, 4, 5));
     EXPECT_THAT(platform().journal, IsEmpty());
