@@ -1,12 +1,12 @@
 #!/usr/bin/python3
-"""Puts what ./demo printed into the README's transcript, shortened:  ./demo | scripts/record_demo.py"""
+"""Puts what ./demo printed into the transcript of docs/demo.md, shortened:  ./demo | scripts/record_demo.py"""
 
 import argparse
 import pathlib
 import re
 import sys
 
-README = pathlib.Path(__file__).resolve().parents[1] / "README.md"
+PAGE = pathlib.Path(__file__).resolve().parents[1] / "docs/demo.md"
 BLOCK = re.compile(r"(<!-- transcript: ./demo -->\n```text\n).*?(```\n)", re.S)
 # Lines of each scene, chosen by the heading's first words; what repeats every half a second is left out.
 SCENES = {"Three panel": 2, "FULL is armed": 3, "The window is bypassed": 4, "The front door": 7, "Smoke": 6}
@@ -36,9 +36,9 @@ def shortened(printed):
 
 def main():
     argparse.ArgumentParser(description=__doc__).parse_args()
-    text = README.read_text()
+    text = PAGE.read_text()
     recorded = shortened(sys.stdin.read())
-    README.write_text(BLOCK.sub(lambda found: found[1] + recorded + "\n" + found[2], text))
+    PAGE.write_text(BLOCK.sub(lambda found: found[1] + recorded + "\n" + found[2], text))
 
 
 if __name__ == "__main__":

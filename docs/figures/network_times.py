@@ -2,19 +2,17 @@
 """Time to answer of the network functions, by failure case.
 
     network_times.py measure    runs every case in a panel box, all at once, and writes network_times.json
-    network_times.py draw       draws network_times.svg from it
 
+docs/figures/draw.py network_times draws the picture from it.
 Measuring takes some 45 seconds of real time and needs the build with the tests (network_probe).
 """
 
-import html
 import json
 import pathlib
 import sys
 
 HERE = pathlib.Path(__file__).resolve().parent
 DATA = HERE / "network_times.json"
-PICTURE = HERE / "network_times.svg"
 
 # group, case, what network_probe is to do; a1 to a6 stand for servers
 CASES = [
@@ -66,42 +64,8 @@ def measure():
     DATA.write_text(json.dumps(rows, indent=1) + "\n")
 
 
-def draw():
-    rows = json.loads(DATA.read_text())
-    left, right, bar, step = 330, 130, 14, 22
-    width, scale = 900, (900 - left - right) / 40
-    parts, y = [], 46
-    for seconds in range(0, 41, 5):
-        x = left + seconds * scale
-        parts.append(f'<line x1="{x:.1f}" y1="34" x2="{x:.1f}" y2="BOTTOM" stroke="#d8d8d8"/>'
-                     f'<text x="{x:.1f}" y="28" text-anchor="middle" fill="#555">{seconds} s</text>')
-    last = None
-    for row in rows:
-        if row["function"] != last:
-            last = row["function"]
-            y += 8
-            parts.append(f'<text x="10" y="{y + 11}" font-weight="bold">{last}</text>')
-            y += step
-        length = max(row["seconds"] * scale, 1.5)
-        colour = "#2b7a4b" if row["success"] else "#b5462f"
-        time = f'{row["seconds"] * 1000:.0f} ms' if row["seconds"] < 0.1 else f'{row["seconds"]:.1f} s'
-        parts.append(
-            f'<text x="{left - 8}" y="{y + 11}" text-anchor="end">{html.escape(row["case"])}</text>'
-            f'<rect x="{left}" y="{y}" width="{length:.1f}" height="{bar}" fill="{colour}"/>'
-            f'<text x="{left + length + 6:.1f}" y="{y + 11}">{time}, {"done" if row["success"] else "failed"}</text>')
-        y += step
-    height = y + 12
-    body = "\n".join(parts).replace("BOTTOM", str(height - 10))
-    PICTURE.write_text(
-        f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width} {height}" width="{width}" height="{height}" '
-        f'font-family="sans-serif" font-size="12">\n<title>Time until each call returns</title>\n'
-        f'<rect width="{width}" height="{height}" fill="#ffffff"/>\n{body}\n</svg>\n')
-
-
 if __name__ == "__main__":
     if sys.argv[1:] == ["measure"]:
         measure()
-    elif sys.argv[1:] == ["draw"]:
-        draw()
     else:
         sys.exit(__doc__)

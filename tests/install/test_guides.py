@@ -1,0 +1,60 @@
+"""The guides' commands run as they stand there: a process of your own, the first look at a panel."""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+
+import pytest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+BUILD = os.environ.get("OZU_TEST_BUILD", "build/release")
+
+
+@pytest.fixture
+def folder():
+    """The project's root, as far as the commands know it; boxes have a /tmp of their own."""
+    if subprocess.run([ROOT / "tools/box/panel-box", "check"], capture_output=True).returncode != 0:
+        pytest.skip("no panel boxes on this machine")
+    path = ROOT / "build/guide"
+    shutil.rmtree(path, ignore_errors=True)
+    path.mkdir(parents=True)
+    for name in ("include", "platform", "build"):
+        (path / name).symlink_to(ROOT / name)
+    yield path
+    shutil.rmtree(path)
+
+
+def guide(name):
+    return (ROOT / "docs/guides" / name).read_text().replace("build/release", BUILD)
+
+
+def commands(text):
+    """The indented lines, but for the build, which is there."""
+    lines = re.findall(r"^    (\S.*|    .*)$", re.sub(r"```.*?```", "", text, flags=re.S), re.M)
+    return "\n".join(line for line in lines if not line.startswith("cmake ")) + "\n"
+
+
+def follow(folder, text):
+    """Types what comes after the box's shell into it."""
+    outside, inside = commands(text).split("box shell\n")
+    return subprocess.run(["bash", "-ec", outside + "box shell"], cwd=folder, text=True, capture_output=True,
+                          input=inside, env={**os.environ, "PS1": ""}, timeout=180)
+
+
+def test_write_a_process(folder):
+    text = guide("write_a_process.md")
+    (folder / "arm_lamp.c").write_text(re.search(r"<!-- examples/arm_lamp.c all -->\n```c\n(.*?)```", text, re.S)[1])
+    done = follow(folder, text)
+    said = [line for line in done.stdout.splitlines() if line in ("disarmed", "armed")]
+    assert said == ["disarmed", "armed"], done.stdout + done.stderr
+    assert done.returncode == 0, done.stderr
+
+
+def test_look_at_a_panel(folder):
+    done = follow(folder, guide("look_at_a_panel.md"))
+    shown = done.stdout + done.stderr
+    assert "IsPanelInAlarm" in done.stdout and "\n1 yes\n" in done.stdout, shown
+    assert "partitions[0].partitionState 0 ALARM" in done.stdout, shown  # the monitor's snapshot
+    assert done.returncode == 0, shown
