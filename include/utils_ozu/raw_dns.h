@@ -34,9 +34,9 @@ OZU_BEGIN_DECLS
  * Logs at 70000 a null argument, a dnsServerLen of 0, a host name that is too long, the failure of a system
  * call (a timeout is one), and a malformed reply, which is ignored as a whole. Malformed is a reply
  * that is cut short, one with an address of fewer than 4 bytes among its answers or additional records, and
- * one with a bad name: longer than 255 bytes, with more than 255 pointers, or with a pointer that leads
- * forwards, out of the reply or into its header. The names that count are the records' own and the data of
- * NS, CNAME, PTR and DNAME records; of records beyond the first 20 only their own, up to the first pointer.
+ * one with a bad name: longer than 255 bytes, or with a pointer that leads forwards, out of the reply or
+ * into its header. The names that count are the records' own and the data of NS, CNAME, PTR and DNAME
+ * records; of records beyond the first 20 only their own, up to the first pointer.
  *
  * Blocks for 20 seconds on a server that does not answer, to which the kernel's coarse timers add up to 2.1
  * seconds. A signal handler that runs meanwhile ends the wait as a failure. Uses some 85 KB of stack. Not to

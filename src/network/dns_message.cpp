@@ -12,8 +12,6 @@ namespace {
 // A length byte from here on is the first of a pointer's two.
 constexpr std::uint8_t kPointer = 0xC0;
 constexpr std::uint8_t kPointerOffsetBits = 0x3F;
-// More than any name needs: it has at most 127 labels.
-constexpr int kMaxJumps = 255;
 constexpr std::uint16_t kRecursionDesired = 0x0100;
 constexpr std::uint16_t kClassInternet = 1;
 
@@ -172,20 +170,22 @@ bool readRecords(std::span<const std::uint8_t> message, const Header &header, Re
            readSection(reader, header.additionals, Addresses::Taken, reply.additionals, lastName);
 }
 
+// Comes to an end: pointers lead backwards, and what leads forwards are labels, which fill the text.
 bool decodeName(BoundedReader &reader, NameText &text) noexcept {
     BoundedReader cursor = reader;
     std::size_t length = 0;
-    int jumps = 0;
+    bool jumped = false;
     text[0] = '\0';
     for (std::uint8_t size = cursor.u8(); size != 0; size = cursor.u8()) {
         if (size >= kPointer) {
             std::size_t target = 0;
-            if (!readPointer(cursor, size, target) || ++jumps > kMaxJumps) {
+            if (!readPointer(cursor, size, target)) {
                 return false;
             }
-            if (jumps == 1) {
+            if (!jumped) {
                 reader.seek(cursor.position());
             }
+            jumped = true;
             cursor.seek(target);
             continue;
         }
@@ -198,7 +198,7 @@ bool decodeName(BoundedReader &reader, NameText &text) noexcept {
         text[length++] = '.';
         text[length] = '\0';
     }
-    if (jumps == 0) {
+    if (!jumped) {
         reader.seek(cursor.position());
     }
     if (length != 0) {

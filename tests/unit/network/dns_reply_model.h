@@ -86,14 +86,12 @@ class ReplyModel {
     [[nodiscard]] Name nameAt(std::size_t at) {
         Name name;
         std::string labels;
-        int jumps = 0;
+        bool jumped = false;
         for (; byteAt(at) != 0;) {
             if (byteAt(at) >= 192) {
-                name.end = jumps == 0 ? at + 2 : name.end;
+                name.end = jumped ? name.end : at + 2;
                 at = followed(at);
-                if (++jumps > 255) {
-                    throw Refused();
-                }
+                jumped = true;
                 continue;
             }
             const std::string label = labelAt(at);
@@ -105,7 +103,7 @@ class ReplyModel {
                 throw Refused();
             }
         }
-        name.end = jumps == 0 ? at + 1 : name.end;
+        name.end = jumped ? name.end : at + 1;
         name.text = withDots(labels);
         return name;
     }
