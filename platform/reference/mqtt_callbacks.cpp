@@ -136,7 +136,9 @@ void MqttSession::onConnect(int reason, const mqtt5__property *properties) {
     const std::lock_guard guard(mutex_);
     mostPacketBytes_ = bounded ? mostBytes : kUnbounded;
     undecidedUntil_ = Clock::now() + kRivalPatience;
-    newTopics_.insert(newTopics_.begin(), topics_.begin(), topics_.end());
+    for (const auto &[topic, known] : topics_) {
+        newTopics_.push_front(topic);
+    }
 }
 
 void MqttSession::onDisconnect(int reason) {
@@ -189,11 +191,16 @@ void MqttSession::onSubscribed(int mid, int reason) {
 }
 
 void MqttSession::answerSubscription(const std::string &topic, int result) {
-    if (const auto asked = asked_.find(topic); asked != asked_.end()) {
-        asked->second = {result, true};
+    for (Asked *asked : asked_) {
+        if (asked->topic == topic) {
+            asked->result = result;
+            asked->answered = true;
+        }
     }
     if (result != 0) {
-        std::erase(topics_, topic);
+        topics_.erase(topic);
+    } else if (const auto known = topics_.find(topic); known != topics_.end()) {
+        known->second = {true, 0};
     }
     changed_.notify_all();
 }

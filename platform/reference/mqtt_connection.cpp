@@ -191,7 +191,9 @@ void MqttSession::serveConnection() {
     setPhase(Phase::Connected, 0);
     while (accepted_) {
         sendSubscriptions();
-        pump();
+        if (cautiously_ == 0 || subscribing_.empty()) {
+            pump();
+        }
         if (readyToLeave()) {
             leave();
             return;
@@ -267,7 +269,9 @@ void MqttSession::giveUp(const Outgoing &outgoing, const std::string &why) {
 // The connection is gone: what was under way is sent again, one by one. When there is one that the broker
 // cannot take, it is soon in flight alone, and is known by the connections that break.
 void MqttSession::takeBack() {
-    if (sent_.size() == 1 && endedByBroker_) {
+    if (sent_.empty() && endedByBroker_) {
+        suspectSubscription();
+    } else if (sent_.size() == 1 && endedByBroker_) {
         failures_ = std::min(failures_, 2U); // the broker is there
         if (++sent_.front().losses >= kMaxLosses) {
             giveUp(sent_.front(),
@@ -283,6 +287,24 @@ void MqttSession::takeBack() {
     }
 }
 
+// The connection broke under nothing but subscriptions. They are answered in their order, so it was the first
+// one without an answer.
+void MqttSession::suspectSubscription() {
+    if (subscribing_.empty()) {
+        return;
+    }
+    failures_ = std::min(failures_, 2U); // the broker is there
+    const std::string topic = subscribing_.begin()->second;
+    const std::lock_guard guard(mutex_);
+    const auto known = topics_.find(topic);
+    if (known != topics_.end() && ++known->second.losses >= kMaxLosses) {
+        note(OZULOG_ERROR, "ozumqttc_topicSubscribe",
+             "subscription of " + topic + " given up: the broker ended the session each of " +
+                 std::to_string(kMaxLosses) + " times");
+        answerSubscription(topic, kBrokerRefused);
+    }
+}
+
 void MqttSession::sendSubscriptions() {
     for (;;) {
         std::string topic;
@@ -293,9 +315,7 @@ void MqttSession::sendSubscriptions() {
             }
             topic = newTopics_.front();
             newTopics_.pop_front();
-            if (std::find(topics_.begin(), topics_.end(), topic) == topics_.end()) {
-                topics_.push_back(topic);
-            }
+            topics_.try_emplace(topic);
         }
         int mid = 0;
         const int result = mosquitto_subscribe_v5(client_, &mid, topic.c_str(), 1, 0, nullptr);

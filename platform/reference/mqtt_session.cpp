@@ -9,6 +9,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 
@@ -142,22 +143,34 @@ int MqttSession::subscribe(const std::string &topic) {
     if (phase_ != Phase::Connected || stopping_) {
         return kNotConnected;
     }
-    asked_[topic] = {};
     newTopics_.push_back(topic);
     wake();
     if (onOwnThread()) {
         return 0; // in a message's callback: the answer can only come after it
     }
-    const auto over = [&] { return asked_[topic].answered || phase_ == Phase::Ended; };
+    Asked asked{topic};
+    asked_.push_back(&asked);
+    const auto over = [&] { return asked.answered || phase_ == Phase::Ended; };
     int result = kBrokerUnreachable;
     if (changed_.wait_for(lock, kSubscribeTimeout, over)) {
-        result = asked_[topic].answered ? asked_[topic].result : takenOver_ ? kTakenOver : kNotConnected;
+        result = asked.answered ? asked.result : takenOver_ ? kTakenOver : kNotConnected;
     }
-    asked_.erase(topic);
+    std::erase(asked_, &asked);
     if (result != 0) {
-        std::erase(topics_, topic);
+        forgetUngranted(topic);
     }
     return result;
+}
+
+// A subscription that failed is not tried again, unless it was granted before or somebody else waits for it.
+void MqttSession::forgetUngranted(const std::string &topic) {
+    const auto known = topics_.find(topic);
+    const bool granted = known != topics_.end() && known->second.granted;
+    if (!granted && std::none_of(asked_.begin(), asked_.end(),
+                                 [&](const Asked *other) { return other->topic == topic; })) {
+        topics_.erase(topic);
+        std::erase(newTopics_, topic);
+    }
 }
 
 int MqttSession::publish(BusMessage message) {

@@ -48,8 +48,8 @@ inline constexpr const char *kCommandProperty = "command";
 inline constexpr std::size_t kMaxMessages = 1000;
 inline constexpr std::size_t kMaxBytes = std::size_t{4} << 20;
 inline constexpr std::size_t kMaxSent = 100; // handed to the MQTT library at a time
-// A message that was the only one under way so often when the connection broke is given up: it may be what
-// the broker cannot take.
+// A message that was the only one under way so often when the connection broke is given up, and so is a
+// subscription: it may be what the broker cannot take.
 inline constexpr int kMaxLosses = 5;
 // How long a caller waits: for the session, for the answer to a subscription, for the last acknowledgements.
 inline constexpr std::chrono::milliseconds kConnectTimeout{5000};
@@ -79,7 +79,12 @@ class MqttSession : public std::enable_shared_from_this<MqttSession> {
     struct Callbacks; // of the MQTT library
 
     enum class Phase { Starting, Connected, Lost, Ended };
-    struct Subscription {
+    struct Topic {
+        bool granted = false;
+        int losses = 0; // connections that broke while it waited for its answer
+    };
+    struct Asked { // a caller that waits
+        const std::string &topic;
         int result = 0;
         bool answered = false;
     };
@@ -105,6 +110,8 @@ class MqttSession : public std::enable_shared_from_this<MqttSession> {
     void giveUp(const Outgoing &outgoing, const std::string &why);
     void takeBack();
     void sendSubscriptions();
+    void suspectSubscription();
+    void forgetUngranted(const std::string &topic);                // with mutex_ held
     void answerSubscription(const std::string &topic, int result); // with mutex_ held
     bool readyToLeave();
     bool mustLeave(); // with mutex_ held
@@ -145,9 +152,9 @@ class MqttSession : public std::enable_shared_from_this<MqttSession> {
     std::deque<Outgoing> waiting_;
     std::size_t unacknowledged_ = 0; // waiting_ and sent_
     std::size_t unacknowledgedBytes_ = 0;
-    std::vector<std::string> topics_; // granted or asked for
+    std::map<std::string, Topic> topics_; // granted or asked for
     std::deque<std::string> newTopics_;
-    std::map<std::string, Subscription> asked_;
+    std::vector<Asked *> asked_;
     InFlightPlace *place_ = nullptr;
 
     // Of the session's thread alone.

@@ -115,6 +115,14 @@ std::set<std::string> serveUnableToBear(int listener, const std::string &payload
                 }
                 acknowledged.insert(content);
                 answer = std::string("\x40\x02", 2) + packet.substr(number, 2);
+            } else if (kind == 8) { // SUBSCRIBE: number, properties, topic; a message comes with the grant
+                if (packet.find(payload) != std::string::npos) {
+                    break;
+                }
+                answer = std::string("\x90\x04", 2) + packet.substr(1, 2) + std::string("\0\x01", 2) +
+                         std::string("\x30\x06\0\x03"
+                                     "a/b\0",
+                                     8);
             } else if (kind == 14) { // DISCONNECT
                 break;
             }

@@ -40,8 +40,9 @@ int listenSilently(int port);
 std::vector<std::chrono::steady_clock::time_point> turnAway(int listener, std::size_t connections);
 // Serves one session on a listener as a broker that grants no subscription. @return how many it refused
 int serveRefusingSubscriptions(int listener);
-// Serves one session after the other as a broker that ends each in which it meets a certain payload, without
-// a word, until it is over. @return the other payloads that it has acknowledged
+// Serves one session after the other as a broker that ends each in which it meets a certain payload, or is
+// asked for a topic of that name, without a word, until it is over. With each other subscription comes a
+// message. @return the other payloads that it has acknowledged
 std::set<std::string> serveUnableToBear(int listener, const std::string &payload,
                                         const std::atomic<bool> &over);
 

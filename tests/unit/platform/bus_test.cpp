@@ -21,6 +21,8 @@
 #include <mutex>
 #include <set>
 #include <thread>
+#include <utility>
+#include <vector>
 
 using namespace ozu::platform;
 using namespace ozu::test;
@@ -458,6 +460,72 @@ TEST_F(Bus, refusedSubscriptionIsReported) {
     server.join();
     close(listener);
     EXPECT_EQ(refused, 1);
+}
+
+TEST_F(Bus, threadsMaySubscribeToTheSame) {
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    for (int round = 0; round < 20; ++round) {
+        std::array<std::atomic<int>, 8> results{};
+        std::vector<std::thread> threads;
+        threads.reserve(results.size());
+        for (auto &result : results) {
+            threads.emplace_back([&] { result = ozumqttc_topicSubscribe("Process/same"); });
+        }
+        for (auto &thread : threads) {
+            thread.join();
+        }
+        for (const auto &result : results) {
+            ASSERT_EQ(result, 0) << round;
+        }
+    }
+}
+
+// What was granted stays, although asking for it again has failed.
+TEST_F(Bus, subscriptionOutlivesAFailedRepetition) {
+    startBroker();
+    ASSERT_EQ(connect(), 0);
+    ASSERT_EQ(ozumqttc_topicSubscribe("Process/#"), 0);
+    broker->freeze();
+    EXPECT_EQ(ozumqttc_topicSubscribe("Process/#"), kBrokerUnreachable);
+    broker->stop(SIGKILL);
+    broker->start(); // it has forgotten everything
+    ASSERT_TRUE(eventually([&] {
+        return publish("Process/ALL", "again") == 0 &&
+               eventually([&] { return inbox.payloads().count("again") != 0; }, 2);
+    }));
+}
+
+// Also one that was made where nobody waits for its answer.
+TEST_F(Bus, subscriptionThatEndsTheSessionAgainAndAgainIsGivenUp) {
+    const int port = freePort();
+    const int listener = listenSilently(port);
+    std::atomic<bool> over{false};
+    std::set<std::string> acknowledged;
+    std::thread server([&] { acknowledged = serveUnableToBear(listener, "Process/unbearable", over); });
+    bool asked = false;
+    OzuMqttArg arg{[](const OzuMqttMessage *, void *user) {
+                       if (!std::exchange(*static_cast<bool *>(user), true)) {
+                           EXPECT_EQ(ozumqttc_topicSubscribe("Process/unbearable"), 0);
+                       }
+                   },
+                   &asked};
+    ASSERT_EQ(ozulog_init("alarmd"), 0);
+    EXPECT_EQ(mqttc_connect("127.0.0.1", port, "alarmd", &arg), 0);
+    EXPECT_EQ(ozumqttc_topicSubscribe("Process/first"), 0); // the message that comes with it calls back
+    EXPECT_EQ(publish("Process/ALL", "one"), 0);
+    const auto toldOf = [](const std::string &what) {
+        return contentOf(logFile("alarmd")).find(what) != std::string::npos;
+    };
+    EXPECT_TRUE(eventually([&] { return toldOf("subscription of Process/unbearable given up"); }, 60));
+    EXPECT_TRUE(toldOf(" 70000 E "));
+    EXPECT_EQ(publish("Process/ALL", "two"), 0);
+    EXPECT_TRUE(eventually([] { return inFlight() == 0; }, 60)); // back on the bus for good
+    mqttc_disconnect();
+    over = true;
+    server.join();
+    close(listener);
+    EXPECT_THAT(acknowledged, ElementsAre("one", "two"));
 }
 
 TEST_F(Bus, secondProcessOfTheSameNameTakesOver) {
