@@ -52,7 +52,7 @@ void makeFolders(const std::string &path) {
     for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
         const bool last = end == std::string::npos;
         const std::string part = path.substr(0, end);
-        if (mkdir(part.c_str(), last ? 0700 : 0755) != 0 && errno != EEXIST) {
+        if (!makeFolder(part, last ? 0700 : 0755)) {
             throw Error(codeOfErrno(errno), "data folder " + part + ": " + std::strerror(errno));
         }
         if (last) {
@@ -235,7 +235,8 @@ void FolderLock::setIdentity(const std::string &identity) {
     identity_ = identity;
     const std::string line = identity + "\n";
     if (ftruncate(file_.get(), 0) != 0 ||
-        pwrite(file_.get(), line.data(), line.size(), 0) != static_cast<ssize_t>(line.size())) {
+        pwrite(file_.get(), line.data(), line.size(), 0) != static_cast<ssize_t>(line.size()) ||
+        fsync(file_.get()) != 0) { // or a power cut empties it
         throw Error(codeOfErrno(errno), path_ + ": " + std::strerror(errno));
     }
 }

@@ -9,6 +9,7 @@
 #include "log_line.h"
 #include "log_sinks.h"
 #include "mqtt_session.h"
+#include "own_file.h"
 #include "settings.h"
 #include "severity.h"
 #include "shared_segment.h"
@@ -144,7 +145,7 @@ int logging(Body &&body) noexcept {
 void open(Log &log, const char *processName) {
     const std::string folder = folderPath() + "/log";
     requireFolder(folderPath());
-    if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
+    if (!makeFolder(folder, 0700)) {
         throw Error(codeOfErrno(errno), "log folder " + folder + ": " + std::strerror(errno));
     }
     int largest = kDefaultLargest;

@@ -63,6 +63,13 @@ const char *kindOf(mode_t mode) noexcept {
     }
 }
 
+bool makeFolder(const std::string &path, mode_t mode) noexcept {
+    if (mkdir(path.c_str(), mode) != 0) {
+        return errno == EEXIST;
+    }
+    return chmod(path.c_str(), mode) == 0;
+}
+
 bool closeToOthers(int fd) noexcept {
     struct stat found {};
     return fstat(fd, &found) == 0 && (found.st_mode & kOthers) != 0 &&
@@ -97,6 +104,10 @@ Descriptor openOwnFile(const std::string &path, int flags) {
         failWithErrno(path);
     }
     requireOwn(found, path);
+    constexpr mode_t kOwner = S_IRUSR | S_IWUSR;
+    if ((flags & O_CREAT) != 0 && (found.st_mode & kOwner) != kOwner) {
+        static_cast<void>(fchmod(file.get(), kOwner)); // it was made under a strange umask
+    }
     if ((flags & O_CREAT) != 0 && geteuid() == 0) {
         const struct stat folder = folderOf(path);
         if (found.st_uid != folder.st_uid) {

@@ -19,10 +19,13 @@ bool isTrusted(uid_t owner, uid_t folderOwner) noexcept;
 // What kind of thing it is: "a FIFO", "a link", ...
 const char *kindOf(mode_t mode) noexcept;
 
-// Opens a file of the platform that lies in one of its own folders. With O_CREAT it is made with mode 0600
-// and belongs to the folder's owner, even when root makes it. Throws Error, with errno's code, when it cannot
-// be opened or is not the platform's.
+// Opens a file of the platform that lies in one of its own folders. With O_CREAT it is made with mode 0600,
+// whatever the umask, and belongs to the folder's owner, even when root makes it. Throws Error, with errno's
+// code, when it cannot be opened or is not the platform's.
 Descriptor openOwnFile(const std::string &path, int flags);
+
+// Makes a folder with this mode, whatever the umask. @return false, with errno, when it is not there then
+bool makeFolder(const std::string &path, mode_t mode) noexcept;
 
 // Takes the rights of everybody but the owner away. @return true when there were any
 bool closeToOthers(int fd) noexcept;

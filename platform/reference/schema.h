@@ -7,7 +7,7 @@
 
 namespace ozu::platform {
 
-// Makes the tables of a new database, and those that are missing or have lost columns; a line at 80000 names
+// Makes the tables of a new database, and those that are missing or have another shape; a line at 80000 names
 // each of these. Throws Error for a database of a newer release.
 void requireSchema(DatabaseFile &file);
 

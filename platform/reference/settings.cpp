@@ -12,9 +12,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -87,13 +89,34 @@ void closeConnection() noexcept {
     database = nullptr;
 }
 
-// Damage costs the tables that have it. @return false when the whole file is beyond that
+// A panel must start even with a database beyond repair: the file is kept for analysis.
+void setAside(const std::string &path) {
+    const std::string kept = path + ".damaged";
+    if (std::rename(path.c_str(), kept.c_str()) != 0) {
+        throw Error(codeOfErrno(errno), kept + ": " + std::strerror(errno));
+    }
+    for (const char *suffix : {"-wal", "-shm", "-journal"}) {
+        static_cast<void>(std::rename((path + suffix).c_str(), (kept + suffix).c_str()));
+    }
+    note(OZULOG_CRITICAL, "ozudb",
+         "database " + path + " is damaged beyond single tables; it is kept as " + kept);
+}
+
+// Damage costs the tables that have it. A file that is beyond that is left to the processes that use it; when
+// no panel runs, none has it open. @return false when it stays as it is
 bool mend() noexcept {
     try {
         closeConnection();
         const std::string folder = folderPath();
         const FolderLock lock(folder);
-        mendDatabase(databasePath(folder));
+        try {
+            mendDatabase(databasePath(folder));
+        } catch (const Error &error) {
+            if (error.code() != kCorrupt || !identityInUse(folder, {}).empty()) {
+                throw;
+            }
+            setAside(databasePath(folder));
+        }
         return true;
     } catch (const std::exception &) {
         return false; // what was wrong in the first place is told

@@ -101,6 +101,22 @@ void refuseOtherLayouts(const std::string &identity, uid_t folderOwner) {
     }
 }
 
+// The folder that a segment was made for; the empty mark for none, and for what is no segment of ours.
+FolderMark folderOfSegment(const std::string &path, uid_t folderOwner) {
+    struct stat found {};
+    FolderMark mark;
+    const Descriptor file = openTrusted(path, folderOwner, found);
+    const bool known = file && found.st_size == static_cast<off_t>(sizeof(Segment)) &&
+                       pread(file.get(), &mark, sizeof(mark), offsetof(SegmentHeader, folder)) ==
+                           static_cast<ssize_t>(sizeof(mark));
+    return known ? mark : FolderMark{};
+}
+
+bool isAnotherFolders(const std::string &identity, const std::string &folder) {
+    const FolderMark mark = folderOfSegment(segmentPath(identity), ownerOf(folder));
+    return mark != FolderMark{} && mark != markOf(folder);
+}
+
 // What a process left behind that was killed while it made the segment.
 void removeDrafts(const std::string &path, uid_t folderOwner) {
     for (const std::string &name : namesOfSegments()) {
@@ -159,6 +175,17 @@ Segment *mapSegment(int fd, const std::string &path, int protection) {
         throw Error(codeOfErrno(errno), path + ": " + std::strerror(errno));
     }
     return static_cast<Segment *>(address);
+}
+
+Segment *mapChecked(int fd, const std::string &path, int protection) {
+    Segment *segment = mapSegment(fd, path, protection);
+    try {
+        checkHeader(segment->header, path);
+    } catch (...) {
+        munmap(segment, sizeof(Segment));
+        throw;
+    }
+    return segment;
 }
 
 void initialise(SharedMutex &shared) {
@@ -244,9 +271,10 @@ Segment *create(const std::string &path, const std::string &folder) {
     return segment;
 }
 
-// The identity whose segment the folder's processes use, however the folder's file was changed meanwhile; a
-// new one when a stranger has taken the name that a segment of ours would have. No segment of ours can have
-// been there before: nobody else could have removed it.
+// The identity whose segment the folder's processes use, however the folder's file was changed meanwhile. A
+// new one when it is that of another folder, as in a copy, or when a stranger has taken the name that a
+// segment of ours would have. No segment of ours can have been there before: nobody else could have removed
+// it.
 void settleIdentity(FolderLock &lock, const std::string &folder, uid_t folderOwner) {
     const std::string inUse = identityInUse(folder, lock.identity());
     if (!inUse.empty() && inUse != lock.identity()) {
@@ -254,6 +282,12 @@ void settleIdentity(FolderLock &lock, const std::string &folder, uid_t folderOwn
              "the identity of data folder " + folder +
                  " was changed; it is again the one that the running panel uses");
         lock.adoptIdentity(inUse);
+    }
+    if (isAnotherFolders(lock.identity(), folder)) {
+        note(OZULOG_CRITICAL, "ozudb_getSharedMemory",
+             "the identity of data folder " + folder +
+                 " is the one that another folder's panel uses; this folder has a new one");
+        lock.setIdentity(newIdentity());
     }
     const std::string taken = segmentPath(lock.identity());
     if (isStrangers(taken, folderOwner)) {
@@ -290,13 +324,7 @@ Segment *attach() {
     }
     checkFile(file.get(), path, folderOwner);
     closeToStrangers(file.get(), path);
-    Segment *segment = mapSegment(file.get(), path, PROT_READ | PROT_WRITE);
-    try {
-        checkHeader(segment->header, path);
-    } catch (...) {
-        munmap(segment, sizeof(Segment));
-        throw;
-    }
+    Segment *segment = mapChecked(file.get(), path, PROT_READ | PROT_WRITE);
     if (segment->header.folder == FolderMark{}) {
         segment->header.folder = markOf(folder);
     }
@@ -361,15 +389,9 @@ std::string identityInUse(const std::string &folder, const std::string &preferre
         if (name.size() != prefix.size() + kIdentityDigits || !name.starts_with(prefix)) {
             continue;
         }
-        struct stat found {};
-        FolderMark theirs;
-        const Descriptor file = openTrusted(kSharedFolder + name, folderOwner, found);
-        const bool isOurs = file && found.st_size == static_cast<off_t>(sizeof(Segment)) &&
-                            pread(file.get(), &theirs, sizeof(theirs), offsetof(SegmentHeader, folder)) ==
-                                static_cast<ssize_t>(sizeof(theirs)) &&
-                            theirs == mark;
         const std::string identity = name.substr(prefix.size());
-        if (isOurs && (inUse.empty() || identity == preferred)) {
+        if (folderOfSegment(kSharedFolder + name, folderOwner) == mark &&
+            (inUse.empty() || identity == preferred)) {
             inUse = identity;
         }
     }
@@ -383,7 +405,10 @@ std::string identityForReading(const std::string &folder) {
         return own;
     }
     std::string inUse = identityInUse(folder, own);
-    return inUse.empty() ? own : inUse;
+    if (inUse.empty() && !own.empty() && !isAnotherFolders(own, folder)) {
+        return own;
+    }
+    return inUse;
 }
 
 std::string segmentPath(const std::string &identity, std::uint32_t layoutVersion) {
@@ -473,9 +498,7 @@ const Segment *mapReadOnly(std::string &why) {
             throw Error(kNoSharedRecord, "shared segment " + path + ": " + std::strerror(errno));
         }
         checkFile(file.get(), path, folderOwner);
-        const Segment *segment = mapSegment(file.get(), path, PROT_READ);
-        checkHeader(segment->header, path);
-        return segment;
+        return mapChecked(file.get(), path, PROT_READ);
     } catch (const std::exception &error) {
         why = error.what();
         return nullptr;

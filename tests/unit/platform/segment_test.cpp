@@ -14,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -367,6 +368,37 @@ TEST_F(SegmentTest, copyOfAFolderWithoutItsIdentityIsAnotherPanel) {
     removeDataFolder(firstFolder);
 }
 
+// Also with its identity, or with that of another panel: nobody joins a record that is not his folder's.
+TEST_F(SegmentTest, identityOfAnotherRunningPanelIsNotUsed) {
+    PanelSharedState *state = ozudb_getSharedMemory(0);
+    ASSERT_NE(state, nullptr);
+    ASSERT_EQ(ozudb_ModifyBypassExpiry(9, 1, 1234), 0);
+    const std::string first = segment();
+    const std::string firstFolder = folder();
+    const std::string identity = contentOf(firstFolder + "/identity");
+    closePlatform();
+    PanelFolder::SetUp();
+    for (const char *name : {"/identity", "/ozu.db", "/ozu.db-wal"}) {
+        writeFile(folder() + name, contentOf(firstFolder + name));
+        chmod((folder() + name).c_str(), 0600);
+    }
+    const PanelSharedState *view = nullptr;
+    std::string why;
+    EXPECT_EQ(attachState(view, why), kNoSharedRecord); // tools show nobody else's record either
+    std::string file;
+    EXPECT_EQ(segmentFile(file), kNotFound);
+    testing::internal::CaptureStderr();
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), AllOf(HasSubstr(" 80000 C "), HasSubstr("identity")));
+    ozudb_getSharedMemory(0)->powerManagerMode = 5;
+    EXPECT_EQ(state->powerManagerMode, 0U);
+    EXPECT_NE(segment(), first);
+    EXPECT_NE(contentOf(folder() + "/identity"), identity);
+    EXPECT_EQ(contentOf(firstFolder + "/identity"), identity);
+    EXPECT_EQ(ozudb_getSharedMemory(0)->zones[9].bypass[0].bypassExpiry, 1234U);
+    removeDataFolder(firstFolder);
+}
+
 TEST_F(SegmentTest, toolsSeeTheRecordWithoutMakingIt) {
     const PanelSharedState *view = nullptr;
     std::string why;
@@ -408,8 +440,26 @@ TEST_F(SegmentTest, recordThatExistsIsOfUseWithoutTheDatabase) {
     EXPECT_EQ(ozudb_isInFlightData(&inFlight), 0);
     EXPECT_EQ(inFlight, 0);
     EXPECT_EQ(ozudb_ModifyBypassExpiry(1, 1, 5), kCorrupt);
-    boot(); // but a new one is not begun without its persistent state
-    EXPECT_EQ(ozudb_getSharedMemory(0), nullptr);
+}
+
+// A panel must start even with a database beyond repair: the file is kept for analysis.
+TEST_F(SegmentTest, databaseBeyondRepairIsSetAsideAtTheNextBoot) {
+    for (const std::string &rubbish : {std::string(4096, 'x'), std::string(8192, '\0'), std::string(100, 'x'),
+                                       std::string("SQLite format 3")}) {
+        ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+        closePlatform();
+        writeFile(databaseFile(), rubbish);
+        boot();
+        testing::internal::CaptureStderr();
+        std::array<char, 8> severity{};
+        EXPECT_EQ(ozudb_getSeverityNameByProcName(severity.data(), 8, "alarmd"), 0); // comes first at a start
+        EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
+        EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                    AllOf(HasSubstr(" 80000 C "), HasSubstr("ozu.db.damaged"), HasSubstr("all its tables")));
+        EXPECT_EQ(contentOf(databaseFile() + ".damaged"), rubbish);
+        EXPECT_EQ(ozudb_ModifyBypassExpiry(1, 1, 5), 0);
+        EXPECT_EQ(LOG_system_event(1, "x"), 0);
+    }
 }
 
 TEST_F(SegmentTest, changedLastingFieldsAreStored) {

@@ -303,6 +303,24 @@ TEST_F(Settings, filesBelongToTheOwnerAlone) {
     EXPECT_EQ(query("PRAGMA journal_mode"), "wal ");
 }
 
+TEST_F(Settings, rightsDoNotDependOnTheUmask) {
+    for (const mode_t mask : {0777U, 0U, 077U}) {
+        const int result = inChild([&] {
+            const std::string parent = folder() + "/umask" + std::to_string(mask);
+            setenv("OZU_PLATFORM_DIR", (parent + "/data").c_str(), 1);
+            umask(mask);
+            const bool works = ozulog_init("alarmd") == 0 && LOG_system_event(1, "x") == 0;
+            const bool right = modeOf(parent) == 0755 && modeOf(parent + "/data") == 0700 &&
+                               modeOf(logFolder()) == 0700 && modeOf(logFile("alarmd")) == 0600 &&
+                               modeOf(databaseFile()) == 0600 && modeOf(databaseFile() + "-wal") == 0600 &&
+                               modeOf(databaseFile() + "-shm") == 0600 &&
+                               modeOf(parent + "/data/identity") == 0600;
+            return works ? right ? 0 : 1 : 2;
+        });
+        EXPECT_EQ(result, 0) << mask;
+    }
+}
+
 TEST_F(Settings, connectionsAreSafe) {
     DatabaseFile file(folder() + "/other.db");
     EXPECT_EQ(file.number("PRAGMA synchronous"), 2); // full
@@ -325,7 +343,9 @@ TEST_F(Settings, linksAreNotFollowed) {
 // ---- damage
 // ----------------------------------------------------------------------------------------------------
 
-TEST_F(Settings, damagedDatabaseIsReportedAndLeftAlone) {
+TEST_F(Settings, damagedDatabaseOfARunningPanelIsReportedAndLeftAlone) {
+    ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
+    closePlatform();
     const std::string rubbish(8192, 'x');
     writeFile(folder() + "/ozu.db", rubbish);
     std::array<char, 8> name{};
@@ -421,6 +441,16 @@ TEST_F(DamagedTable, tableOfAnotherShapeCostsItsContentAlone) {
         expectOnlyLost(name);
         fill();
         query("DROP TABLE " + name + "; CREATE TABLE " + name + " (x)");
+        closePlatform();
+        expectOnlyLost(name);
+        // The right columns, without their types and without what makes a row unique.
+        fill();
+        query("CREATE TABLE other AS SELECT * FROM " + name + "; DROP TABLE " + name +
+              "; ALTER TABLE other RENAME TO " + name);
+        closePlatform();
+        expectOnlyLost(name);
+        fill();
+        query("ALTER TABLE " + name + " ADD COLUMN more");
         closePlatform();
         expectOnlyLost(name);
     }
