@@ -1,9 +1,10 @@
-"""The checkout in a bare root of each supported release: built with that release's compilers, tested, demonstrated.
+"""The checkout in a bare root of each supported release: tested, demonstrated, compiled with every compiler of the release.
 
-A root is made once by mmdebstrap, from the packages that ./test and ./demo name, and kept in build/releases. The checkout
-lies in a folder whose name has a space. OZU_RELEASES names the releases (all of them otherwise).
+A root is made once by mmdebstrap and kept in build/releases: one of the packages that ./test and ./demo name, one of the
+compilers. The checkout lies in a folder whose name has a space. OZU_RELEASES names the releases (all of them otherwise).
 """
 
+import functools
 import hashlib
 import os
 import pathlib
@@ -19,11 +20,23 @@ RELEASES = os.environ.get("OZU_RELEASES", "bookworm trixie").split()
 MIRROR = os.environ.get("OZU_RELEASES_MIRROR", "http://deb.debian.org/debian")
 LISTS = ("build", "box", "test")
 CHECKOUT = "/check out"
+SYSROOT = ROOT / "build/sysroot-armhf"
+# What each release carries of gcc 10 to 14 and clang 14 to 19. No supported release has gcc 10 any more.
+COMPILERS = {
+    "bookworm": ("g++-11", "g++-12", "clang-14", "clang-15", "clang-16", "clang-19"),
+    "trixie": ("g++-12", "g++-13", "g++-14", "clang-17", "clang-18", "clang-19"),
+}
 
 
-def wanted_packages():
-    lines = "\n".join((ROOT / f"packaging/apt/{name}.txt").read_text() for name in LISTS)
+def packages_of(*lists):
+    lines = "\n".join((ROOT / f"packaging/apt/{name}.txt").read_text() for name in lists)
     return sorted(set(re.sub(r"#.*", "", lines).split()))
+
+
+def compiler_packages(release):
+    """Every compiler, and gcc for the panel's machine; clang compiles for all machines."""
+    gcc = [f"{name}-arm-linux-gnueabihf" for name in COMPILERS[release] if name.startswith("g++")]
+    return [*packages_of("build"), "ccache", *COMPILERS[release], *gcc]
 
 
 def missing_means():
@@ -35,11 +48,11 @@ def missing_means():
     return f"no root can be entered: {done.stderr.strip()}" if done.returncode != 0 else ""
 
 
-def bare_root(release):
-    """The folder of the release's root, made when there is none or when it was made from other packages."""
-    packages = ",".join(["ca-certificates", *wanted_packages()])
+def bare_root(release, name, packages):
+    """The folder of a root of the release, made when there is none or when it was made from other packages."""
+    packages = ",".join(["ca-certificates", *packages])
     stamp = hashlib.sha256(packages.encode()).hexdigest()
-    folder, mark = KEPT / release, KEPT / f"{release}.made-from"
+    folder, mark = KEPT / name, KEPT / f"{name}.made-from"
     if folder.exists() and mark.exists() and mark.read_text() == stamp:
         return folder
     mark.unlink(missing_ok=True)
@@ -54,69 +67,96 @@ def bare_root(release):
     return folder
 
 
-class Release:
-    def __init__(self, name):
-        self.folder = bare_root(name)
+class Root:
+    """A root with the checkout in it; what was built there in an earlier run stays."""
+
+    def __init__(self, release, name, packages):
+        self.folder = bare_root(release, name, packages)
         self.checkout = KEPT / f"{name} check out"
         self.copy()
 
     def copy(self):
-        """The files of the checkout as they are; what was built in an earlier run stays."""
+        """The files of the checkout as they are."""
         self.checkout.mkdir(exist_ok=True)
         listed = subprocess.run(["git", "-C", str(ROOT), "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
                                 capture_output=True, check=True).stdout
-        subprocess.run(["tar", "-C", str(ROOT), "--null", "--ignore-failed-read", "-T", "-", "-cf", KEPT / "checkout.tar"],
+        archive = KEPT / "checkout.tar"
+        subprocess.run(["tar", "-C", str(ROOT), "--null", "--ignore-failed-read", "-T", "-", "-cf", archive],
                        input=listed, check=True)
         for path in self.checkout.iterdir():
             if path.name != "build":
                 shutil.rmtree(path) if path.is_dir() and not path.is_symlink() else path.unlink()
-        subprocess.run(["tar", "-C", str(self.checkout), "-xf", KEPT / "checkout.tar"], check=True)
+        subprocess.run(["tar", "-C", str(self.checkout), "-xf", archive], check=True)
 
     def run(self, *command):
         (KEPT / "ccache").mkdir(exist_ok=True)
+        sysroot = ["--ro-bind", str(SYSROOT), "/sysroot"] if SYSROOT.exists() else []
         done = subprocess.run(
             ["bwrap", "--bind", str(self.folder), "/", "--dev", "/dev", "--proc", "/proc", "--tmpfs", "/tmp", "--tmpfs", "/run",
-             "--bind", str(self.checkout), CHECKOUT, "--bind", str(KEPT / "ccache"), "/ccache", "--setenv", "CCACHE_DIR", "/ccache",
-             "--setenv", "HOME", "/root", "--setenv", "LC_ALL", "C.UTF-8", "--die-with-parent", "--chdir", CHECKOUT, *command],
+             "--bind", str(self.checkout), CHECKOUT, "--bind", str(KEPT / "ccache"), "/ccache", *sysroot,
+             "--setenv", "CCACHE_DIR", "/ccache", "--setenv", "HOME", "/root", "--setenv", "LC_ALL", "C.UTF-8",
+             "--die-with-parent", "--chdir", CHECKOUT, *command],
             capture_output=True, text=True, errors="replace")
         return done.returncode, done.stdout + done.stderr
 
+    def check(self, *command):
+        status, text = self.run(*command)
+        assert status == 0, "\n".join(text.splitlines()[-40:])
+        return text
 
-@pytest.fixture(scope="module", params=RELEASES)
-def release(request):
+
+@functools.cache
+def root_of(release, name, packages):
     if why := missing_means():
         pytest.skip(why)
-    return Release(request.param)
+    return Root(release, name, packages)
 
 
-def check(release, *command):
-    status, text = release.run(*command)
-    assert status == 0, "\n".join(text.splitlines()[-40:])
-    return text
+@pytest.fixture(params=RELEASES)
+def bare(request):
+    return root_of(request.param, request.param, tuple(packages_of(*LISTS)))
 
 
-def test_compilers_find_nothing_to_warn_of(release):
-    """Library and platform with every gcc and clang that the root has; warnings are errors."""
-    _, found = release.run("sh", "-c", "ls /usr/bin | grep -E '^(g\\+\\+|clang\\+\\+)(-[0-9]+)?$'")
-    assert found.split()
-    for compiler in found.split():
-        folder = f"build/warnings-{compiler}"
-        check(release, "cmake", "-S", ".", "-B", folder, "-G", "Ninja", f"-DCMAKE_CXX_COMPILER={compiler}",
-              f"-DCMAKE_C_COMPILER={compiler.replace('g++', 'gcc').replace('clang++', 'clang')}",
-              "-DCMAKE_BUILD_TYPE=Release", "-DOZU_WARNINGS_ARE_ERRORS=ON")
-        check(release, "cmake", "--build", folder, "--target", "utils_ozu", "ozu_platform")
+def toolchain(compiler):
+    """Settings of CMake that choose a compiler."""
+    c = compiler.replace("g++", "gcc")
+    return {"CMAKE_C_COMPILER": c, "CMAKE_CXX_COMPILER": compiler.replace("clang", "clang++")}
 
 
-def test_unit_tests(release):
-    assert re.search(r"\b0 failed", check(release, "./test", "unit"))
+def arm_toolchain(compiler):
+    """The same for the panel's machine: the project's own toolchain file with another compiler in it."""
+    if compiler.startswith("g++"):
+        return {name: f"arm-linux-gnueabihf-{value}" for name, value in toolchain(compiler).items()}
+    return {**toolchain(compiler), "CMAKE_C_COMPILER_TARGET": "arm-linux-gnueabihf",
+            "CMAKE_CXX_COMPILER_TARGET": "arm-linux-gnueabihf"}
 
 
-def test_checkout_is_tested(release):
-    check(release, "./test")
+@pytest.mark.parametrize("machine", ["amd64", "armhf"])
+@pytest.mark.parametrize(("release", "compiler"), [(r, c) for r in RELEASES for c in COMPILERS[r]])
+def test_compilers_find_nothing_to_warn_of(release, compiler, machine):
+    """Library and platform with every gcc and clang of the release, for both machines; warnings are errors."""
+    if machine == "armhf" and not SYSROOT.exists():
+        pytest.skip("no sysroot of the panel's machine; scripts/make_armhf_sysroot.sh makes it")
+    root = root_of(release, f"{release}-compilers", tuple(compiler_packages(release)))
+    folder = f"build/{compiler}-{machine}"
+    settings = toolchain(compiler)
+    if machine == "armhf":
+        lines = [f"set({name} {value})\n" for name, value in arm_toolchain(compiler).items()]
+        file = root.checkout / f"build/{compiler}.cmake"
+        file.parent.mkdir(exist_ok=True)
+        file.write_text('include("${CMAKE_CURRENT_LIST_DIR}/../cmake/toolchain-armhf.cmake")\n' + "".join(lines))
+        settings = {"CMAKE_TOOLCHAIN_FILE": f"{CHECKOUT}/build/{compiler}.cmake", "OZU_SYSROOT": "/sysroot"}
+    root.check("cmake", "-S", ".", "-B", folder, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release", "-DOZU_WARNINGS_ARE_ERRORS=ON",
+               *(f"-D{name}={value}" for name, value in settings.items()))
+    root.check("cmake", "--build", folder, "--target", "utils_ozu", "ozu_platform")
 
 
-def test_demo(release):
-    status, text = release.run("./demo")
+def test_checkout_is_tested(bare):
+    assert re.search(r"\b0 failed", bare.check("./test"))
+
+
+def test_demo(bare):
+    status, text = bare.run("./demo")
     if "the demo needs a panel box" in text:
         pytest.skip(text.strip().splitlines()[-1])
     assert status == 0, "\n".join(text.splitlines()[-40:])
