@@ -221,9 +221,8 @@ void registerWaitFor(CLI::App &app, Context &context) {
         return one;
     };
 
-    CLI::App *state =
-        add("state", "Until fields of the shared record have these values, or at once", waitForState);
-    state->add_option("FIELD=VALUE", options->assignments, "As in 'state set'")->required();
+    CLI::App *state = add("state", "Until fields have these values (FIELD=VALUE), or at once", waitForState);
+    state->add_option("CONDITION", options->assignments, "FIELD=VALUE")->required();
 
     CLI::App *bus = add("bus", "Until a message is published from now on", waitForBus);
     bus->add_option("TOPIC", options->topic, "With MQTT wildcards, e.g. Process/#")->required();
