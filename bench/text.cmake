@@ -2,7 +2,7 @@
 find_package(absl REQUIRED)
 ozu_bench(text_bench
     SOURCES text_bench.cpp
-    LIBRARY_SOURCES text/bits.cpp text/copies.cpp text/decimal.cpp text/hexadecimal.cpp text/radix.cpp
+    LIBRARY_SOURCES text/bits.cpp text/copies.cpp text/decimal.cpp text/hexadecimal.cpp text/radix.cpp text/searches.cpp
     LIBRARIES absl::strings OpenSSL::Crypto)
 
 # The same for counting instructions (count.py).

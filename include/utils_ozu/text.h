@@ -92,13 +92,6 @@ OZU_API unsigned int ozuutils_replaceSubstrInStr(char *str, const char *find, co
  */
 OZU_API void replace_char_from_string(int from, int to, char *s) OZU_NOEXCEPT;
 
-/**
- * Returns whether a text has only bytes below 128.
- * @param s  text
- * @return 1 when it has, also when it is empty; 0 otherwise, and when s is null
- */
-OZU_API unsigned int ozuutils_isStringIsStandardAscii(const char *s) OZU_NOEXCEPT;
-
 /* ---- Lists "a,b,c" ---- */
 
 /**
@@ -273,7 +266,27 @@ OZU_API char *ozuutils_data2hexstr(const unsigned char *data, unsigned int len, 
 OZU_API int ozuutils_hexStringToBinary(const char *hex, unsigned char *out, unsigned int outSize,
                                        int reverse) OZU_NOEXCEPT;
 
-/* ---- Bits and bytes ---- */
+/* ---- Checks and searches ---- */
+
+/**
+ * Returns whether a text has only bytes below 128.
+ * @param s  text
+ * @return 1 when it has, also when it is empty; 0 otherwise, and when s is null
+ */
+OZU_API unsigned int ozuutils_isStringIsStandardAscii(const char *s) OZU_NOEXCEPT;
+
+/**
+ * Finds the first occurrence of some bytes in a buffer.
+ * @param buf      buffer to search
+ * @param pattern  bytes to look for
+ * @param bufLen   length of buf in bytes
+ * @param patLen   length of pattern in bytes, at least 1
+ * @return where it starts in buf; null when it does not occur or patLen is above bufLen
+ */
+OZU_API unsigned char *ozuutils_searchInBuf(const unsigned char *buf, const unsigned char *pattern,
+                                            unsigned int bufLen, unsigned int patLen) OZU_NOEXCEPT;
+
+/* ---- Bits and byte order ---- */
 
 /**
  * Reverses the order of four bytes.
@@ -310,17 +323,6 @@ OZU_API unsigned int ClearBit(unsigned int v, unsigned int bit) OZU_NOEXCEPT;
  * @return its number, 0 to 31; 0 when v is 0
  */
 OZU_API unsigned char msbSetBitNumber(unsigned int v) OZU_NOEXCEPT;
-
-/**
- * Finds the first occurrence of some bytes in a buffer.
- * @param buf      buffer to search
- * @param pattern  bytes to look for
- * @param bufLen   length of buf in bytes
- * @param patLen   length of pattern in bytes, at least 1
- * @return where it starts in buf; null when it does not occur or patLen is above bufLen
- */
-OZU_API unsigned char *ozuutils_searchInBuf(const unsigned char *buf, const unsigned char *pattern,
-                                            unsigned int bufLen, unsigned int patLen) OZU_NOEXCEPT;
 
 OZU_END_DECLS
 

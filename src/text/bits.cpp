@@ -1,4 +1,4 @@
-// Bits, byte order, byte search.
+// Bits and byte order.
 
 #include <utils_ozu/text.h>
 
@@ -33,13 +33,4 @@ unsigned int ClearBit(unsigned int v, unsigned int bit) noexcept {
 
 unsigned char msbSetBitNumber(unsigned int v) noexcept {
     return v == 0 ? 0 : static_cast<unsigned char>(std::bit_width(v) - 1);
-}
-
-unsigned char *ozuutils_searchInBuf(const unsigned char *buf, const unsigned char *pattern,
-                                    unsigned int bufLen, unsigned int patLen) noexcept {
-    // memmem() would look at a pattern of one byte even then.
-    if (patLen > bufLen) {
-        return nullptr;
-    }
-    return static_cast<unsigned char *>(memmem(buf, bufLen, pattern, patLen));
 }

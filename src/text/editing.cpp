@@ -43,15 +43,3 @@ void replace_char_from_string(int from, int to, char *s) noexcept {
         }
     }
 }
-
-unsigned int ozuutils_isStringIsStandardAscii(const char *s) noexcept {
-    if (s == nullptr) {
-        return 0;
-    }
-    for (; *s != '\0'; ++s) {
-        if (static_cast<unsigned char>(*s) > 0x7F) {
-            return 0;
-        }
-    }
-    return 1;
-}

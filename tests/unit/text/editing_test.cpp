@@ -1,7 +1,5 @@
 #include "text_test.h"
 
-#include <climits>
-
 // ---- ozuutils_replaceSubstrInStr ----
 
 TEST(ReplaceSubstring, replacesTheFirstOccurrenceOnly) {
@@ -98,23 +96,4 @@ TEST(ReplaceCharacter, ignoresNull) {
     char text[] = "";
     replace_char_from_string(0, 'b', text);
     EXPECT_EQ(text[0], '\0');
-}
-
-// ---- ozuutils_isStringIsStandardAscii ----
-
-TEST(StandardAscii, everyByteAtEveryPlace) {
-    EXPECT_EQ(ozuutils_isStringIsStandardAscii(nullptr), 0u);
-    EXPECT_EQ(ozuutils_isStringIsStandardAscii(""), 1u);
-    for (int byte = 1; byte < 256; ++byte) {
-        for (std::size_t length = 1; length < 20; ++length) {
-            for (const std::size_t at : {std::size_t{0}, length / 2, length - 1}) {
-                std::string content(length, 'a');
-                content[at] = static_cast<char>(byte);
-                const GuardedBuffer text(terminated(content));
-                ASSERT_EQ(ozuutils_isStringIsStandardAscii(text.chars()), byte < 128 ? 1u : 0u);
-            }
-        }
-    }
-    const GuardedBuffer cut("abc\0\xFF"sv);
-    EXPECT_EQ(ozuutils_isStringIsStandardAscii(cut.chars()), 1u);
 }
