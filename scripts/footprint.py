@@ -24,6 +24,7 @@ import xml.etree.ElementTree as ElementTree
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 LIMITS_FILE = ROOT / "tests/abi/footprint.json"
 LIMITS = json.loads(LIMITS_FILE.read_text())
+FAKE_PLATFORM = (ROOT / "testkit/fake_platform/fake_platform.c", "-I", ROOT / "testkit/fake_platform")
 REPETITIONS = 40
 PAGE = 4096
 GROWTH = 1.03
@@ -54,7 +55,7 @@ class Machine:
 
     def compile(self, *arguments):
         sysroot = [f"--sysroot={self.sysroot}"] if self.arm else []
-        run(f"{self.prefix}gcc", "-O2", "-I", ROOT / "include", "-I", ROOT / "platform/include", *sysroot, *arguments)
+        run(f"{self.prefix}gcc", "-O2", "-D_GNU_SOURCE", "-I", ROOT / "include", "-I", ROOT / "platform/include", *sysroot, *arguments)
 
     def command(self, program, library_path):
         if self.arm:
@@ -218,8 +219,8 @@ def private_dirty(pid, elf):
 
 def check_memory(report, machine, elf, folder):
     program = folder / "started"
-    machine.compile(ROOT / "tests/footprint/started.c", elf.path, f"-Wl,-rpath-link,{folder}", "-Wl,--export-dynamic",
-                    "-o", program)
+    machine.compile(ROOT / "tests/footprint/started.c", *FAKE_PLATFORM, elf.path, f"-Wl,-rpath-link,{folder}",
+                    "-Wl,--export-dynamic", "-o", program)
     process = subprocess.Popen(machine.command(program, folder), stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
     try:
         started = process.stdout.readline()
@@ -245,7 +246,7 @@ def instructions(program, library_path, folder):
 
 
 def check_startup(report, machine, library, folder):
-    """The library and a platform without contents against the three libraries alone."""
+    """The library and the fake platform against the three libraries alone."""
     ours, theirs = folder / "with", folder / "without"
     source = ROOT / "tests/footprint/empty.c"
     machine.compile(source, "-Wl,--no-as-needed", library, f"-Wl,-rpath-link,{folder}", "-o", ours)
@@ -287,8 +288,8 @@ def main():
         folder = pathlib.Path(name)
         library = folder / "libutils_ozu.so.0"
         run(f"{machine.prefix}strip", "--strip-unneeded", "-o", library, machine.build / "lib/libutils_ozu.so.0")
-        machine.compile(ROOT / "tests/footprint/no_platform.c", "-shared", "-fPIC", "-fno-builtin",
-                        "-Wl,-soname,libozu_platform.so.0", "-o", folder / "libozu_platform.so.0")
+        machine.compile(*FAKE_PLATFORM, "-shared", "-fPIC", "-Wl,-soname,libozu_platform.so.0", "-o",
+                        folder / "libozu_platform.so.0")
         print(f"{machine.build.name}, bytes by module before linking (code and constants, data, zeroed):")
         for module, row in modules(machine):
             print(f"     {module:<10}{row[0]:>8}{row[1]:>8}{row[2]:>8}")
