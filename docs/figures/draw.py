@@ -37,24 +37,21 @@ def functions_of(header):
 
 
 def modules():
-    """Module of src -> (header, number of functions) of what it defines."""
+    """Module of src -> headers of what it defines."""
     found = {}
     sources = {path: path.read_text() for path in (ROOT / "src").rglob("*.cpp")}
     for header in sorted((ROOT / "include/utils_ozu").glob("*.h")):
         names = functions_of(header)
         for path, text in sources.items():
-            defined = sum(bool(re.search(rf"^\w.*?\b{name}\(", text, re.M)) for name in names)
-            if defined:
-                module = found.setdefault(path.relative_to(ROOT / "src").parts[0], {})
-                module[header.stem] = module.get(header.stem, 0) + defined
-    return found
+            if any(re.search(rf"^\w.*?\b{name}\(", text, re.M) for name in names):
+                found.setdefault(path.relative_to(ROOT / "src").parts[0], []).append(header.stem)
+    return {module: list(dict.fromkeys(headers)) for module, headers in found.items()}
 
 
 def parts():
-    data = {"modules": modules(), "platform": {header.name: len(functions_of(header))
-                                               for header in sorted((ROOT / "platform/include").glob("*.h"))},
+    data = {"modules": modules(),
+            "platform": [header.name for header in sorted((ROOT / "platform/include").glob("*.h")) if functions_of(header)],
             "needs": json.loads((ROOT / "tests/abi/footprint.json").read_text())["needed"]}
-    data["platform"] = {name: count for name, count in data["platform"].items() if count}
     p = Picture(900, "Panel processes load the library; it uses the platform, the kernel and three system libraries",
                 made("parts", False), data)
     for index, (name, what) in enumerate([("alarm process", "C or C++"), ("network process", "C or C++"),
@@ -68,20 +65,19 @@ def parts():
     rows = -(-len(data["modules"]) // columns)
     height = 44 + rows * 58
     p.rect(20, 92, 645, height, "ours", 6)
-    count = sum(sum(headers.values()) for headers in data["modules"].values())
-    p.text(36, 117, f"libutils_ozu.so.0: {count} functions, plain C at the border, no thread", "head")
+    p.text(36, 117, "libutils_ozu.so.0: plain C at the border, no thread", "head")
     for index, (name, headers) in enumerate(sorted(data["modules"].items())):
         x, y = 32 + index % columns * 209, 130 + index // columns * 58
         p.rect(x, y, 203, 50, "box")
-        p.text(x + 101, y + 20, f"{name} ({sum(headers.values())})", "mid head")
+        p.text(x + 101, y + 20, name, "mid head")
         p.text(x + 101, y + 37, shortened(", ".join(headers), 32), "mid small soft")
     y = 92 + height
     p.down(180, y, y + 26)
     p.down(505, y, y + 26)
     p.rect(20, y + 26, 320, 116, "box", 6)
     p.text(36, y + 50, "platform: the panel's, or ours", "head")
-    for index, (name, count) in enumerate(sorted(data["platform"].items())):
-        p.text(36 + index % 2 * 155, y + 74 + index // 2 * 20, f"{name} ({count})", "small")
+    for index, name in enumerate(data["platform"]):
+        p.text(36 + index % 2 * 155, y + 74 + index // 2 * 20, name, "small")
     p.rect(355, y + 26, 310, 116, "box", 6)
     p.text(371, y + 50, "system libraries and kernel", "head")
     for index, name in enumerate([name for name in data["needs"] if "ozu" not in name] + ["/proc, sockets, netlink"]):
