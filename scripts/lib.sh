@@ -40,12 +40,20 @@ Copy it to a folder of your own and run it there."
         say "Using the build that is there ($PWD is read-only)"
         return
     fi
+    # A run of several stages builds the same only once.
+    local built=${OZU_TEST_RUN:+$OZU_TEST_RUN/built.$preset.${*:-all}}
+    if [ -n "$built" ] && [ -e "${built// /+}" ]; then
+        return
+    fi
     say "Building ($preset)"
     cmake --preset "$preset" >"build/$preset.configure.log" 2>&1 || {
         tail -n 30 "build/$preset.configure.log" >&2
         die "configuring preset $preset failed"
     }
     cmake --build --preset "$preset" --parallel "$(nproc)" ${1:+--target "$@"} || die "building preset $preset failed"
+    if [ -n "$built" ]; then
+        touch "${built// /+}"
+    fi
 }
 
 # unit_tests PRESET RESULT [CTEST OPTION...]: the unit tests of a build, every case's outcome into RESULT. Many wait for

@@ -1,5 +1,7 @@
 # Unit and panel tests that take more than a few seconds each, and builds of other kinds: other platform libraries, an
 # installation's secrets.
+# Most of it waits for something: the next stage compiles meanwhile.
+# Beside the next stage
 # Packages: build box test
 source "$(dirname "$0")/../../scripts/lib.sh"
 configure_and_build dev
