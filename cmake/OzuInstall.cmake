@@ -3,7 +3,7 @@
 #   dev       headers, link names, pkg-config files, CMake package
 #   platform  libozu_platform.so.0         the reference platform
 #   tools     ozuctl
-#   testkit   libozu_fake_platform with its header, pkg-config file and targets
+#   testkit   libozu_fake_platform with its header, pkg-config file and targets; the Python package pytest_ozu
 #   doc       pages, man pages, examples
 # The packages of packaging/ are cut along these components.
 
@@ -108,10 +108,26 @@ if(TARGET ozu_fake_platform)
     # A file of its own: the package config reads it where the test kit is installed.
     install(EXPORT ozu_fake_platform NAMESPACE ozu:: FILE ozuFakePlatformTargets.cmake
         DESTINATION "${OZU_INSTALL_CMAKEDIR}" COMPONENT testkit)
+    export(EXPORT ozu_fake_platform NAMESPACE ozu:: FILE "${PROJECT_BINARY_DIR}/package/ozuFakePlatformTargets.cmake")
     configure_file("${PROJECT_SOURCE_DIR}/cmake/ozu_fake_platform.pc.in"
         "${PROJECT_BINARY_DIR}/package/ozu_fake_platform.pc" @ONLY)
     install(FILES "${PROJECT_BINARY_DIR}/package/ozu_fake_platform.pc"
         DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT testkit)
+endif()
+
+# The test kit's Python package, where Debian's Python looks; pytest finds the plugin by its entry point.
+if(OZU_BUILD_TESTKIT)
+    set(_ozu_python lib/python3/dist-packages)
+    install(DIRECTORY "${PROJECT_SOURCE_DIR}/testkit/pytest_ozu" DESTINATION ${_ozu_python}
+        COMPONENT testkit PATTERN "__pycache__" EXCLUDE)
+    foreach(_ozu_name METADATA entry_points.txt)
+        configure_file("${PROJECT_SOURCE_DIR}/testkit/${_ozu_name}.in" "${PROJECT_BINARY_DIR}/package/${_ozu_name}" @ONLY)
+        install(FILES "${PROJECT_BINARY_DIR}/package/${_ozu_name}"
+            DESTINATION "${_ozu_python}/pytest_ozu-${PROJECT_VERSION}.dist-info" COMPONENT testkit)
+    endforeach()
+    # ozuctl of the build folder finds it in the same place.
+    file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/${_ozu_python}")
+    file(CREATE_LINK "${PROJECT_SOURCE_DIR}/testkit/pytest_ozu" "${PROJECT_BINARY_DIR}/${_ozu_python}/pytest_ozu" SYMBOLIC)
 endif()
 
 if(TARGET ozuctl)

@@ -61,8 +61,12 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "bubblewrap, iproute2, mosquitto, proc
 
 set(CPACK_DEBIAN_TESTKIT_PACKAGE_NAME ozu-testkit)
 set(CPACK_DEBIAN_TESTKIT_PACKAGE_SECTION libdevel)
-set(CPACK_COMPONENT_TESTKIT_DESCRIPTION "Test kit: a fake platform for unit tests of panel processes.")
+set(CPACK_COMPONENT_TESTKIT_DESCRIPTION "Test kit: a fake platform for unit tests of panel processes, pytest fixtures and scenarios for panels in boxes.")
 set(CPACK_DEBIAN_TESTKIT_PACKAGE_DEPENDS "${_ozu_c}, libutils-ozu-dev ${_ozu_version}")
+# What the Python package uses; on a board the fake platform alone is of use.
+set(CPACK_DEBIAN_TESTKIT_PACKAGE_RECOMMENDS
+    "ozuctl ${_ozu_version}, python3-pytest, python3-pytest-bdd, python3-pytest-xdist, python3-dnslib, faketime, \
+mosquitto, mosquitto-clients, bubblewrap, iproute2, procps, tzdata, cmake, gcc")
 
 set(CPACK_DEBIAN_DOC_PACKAGE_NAME utils-ozu-doc)
 set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)

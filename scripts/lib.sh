@@ -66,7 +66,8 @@ unit_tests() {
 }
 
 # panel_tests RESULT [FILE...]: panel tests, as many at a time as there are processors; outcomes into RESULT.
-panel_tests() { /usr/bin/python3 -m pytest -q -n "$(nproc)" --dist loadfile --junit-xml="$1" "${@:2}"; }
+panel_tests() { /usr/bin/python3 -m pytest -q -n "$(nproc)" --dist loadfile --junit-xml="$1" \
+    --ozu-artefacts build/artefacts "${@:2}"; }
 
 mkdir -p build 2>/dev/null || [ -d build ] || die "$PWD is read-only and holds no build.
 Copy it to a folder of your own and run it there."

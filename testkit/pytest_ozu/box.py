@@ -20,7 +20,7 @@ import threading
 import time
 from dataclasses import dataclass, field
 
-from .build import PANEL_BOX, build_dir, program_words
+from .build import PANEL_BOX, build_dir, program_folders, program_words
 from .waiting import wait_until
 
 REBOOTED = 90
@@ -209,7 +209,7 @@ class PanelBox:
         for bind in (*filter(None, [build_dir()]), *binds):
             if pathlib.Path(str(bind).split(":")[0]).exists():
                 self._options += ["--bind", str(bind)]
-        for bind in ro_binds:
+        for bind in (*ro_binds, *(folder for folder in program_folders() if folder.is_dir())):
             self._options += ["--ro-bind", str(bind)]
         self._options += set_variables(env)
         self._folder = folder

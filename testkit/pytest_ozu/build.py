@@ -34,13 +34,18 @@ def emulator():
     return shlex.split(os.environ.get("OZU_TEST_EMULATOR", ""))
 
 
+def program_folders():
+    """Where the programs under test are."""
+    return [pathlib.Path(word).absolute() for word in os.environ.get("OZU_PROGRAMS", "").split(":") if word]
+
+
 def program_words(name, *arguments):
     """The command line of a program: a path, one of the folders in OZU_PROGRAMS, of the build under test, or an installed one."""
-    folders = [pathlib.Path(word) for word in os.environ.get("OZU_PROGRAMS", "").split(":") if word]
+    folders = program_folders()
     if "/" in str(name):
         found = [pathlib.Path(name).absolute()]
     else:
-        found = [folder.absolute() / name for folder in folders if (folder / name).is_file()]
+        found = [folder / name for folder in folders if (folder / name).is_file()]
     if found:
         return [str(found[0]), *map(str, arguments)]
     if build_dir():

@@ -137,16 +137,6 @@ def test_child_that_exits_leaves_the_session_alone(box, start):
     assert connections(box)[before:].count("TEST_PROCESS") == 0
 
 
-def test_killed_process_can_start_again(box, start):
-    process = start(box)
-    assert process.ask("init") == 0
-    process.process.kill()
-    assert process.end() == -9
-    again = start(box)
-    assert again.ask("init") == 0
-    assert again.ask("inflight") == 0
-
-
 def start_alarm_core(box):
     process = box.popen(box.program("alarm_core"), stderr=subprocess.DEVNULL)
     log = box.platform / "log" / "ALARM_CORE.log"

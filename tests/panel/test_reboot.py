@@ -108,15 +108,6 @@ def test_without_a_text_the_stored_reason_stays(panel):
     assert reasons(panel) in (None, (None, None))
 
 
-def test_power_manager_is_left_out_in_other_modes(panel):
-    run(panel, "state", "set", "powerManagerMode=2")
-    with panel.capture() as bus:
-        panel.popen(panel.program("ozuctl", "reboot", "--delay", 1))
-        bus.wait_for(topic="Process/ALL")
-        assert not [m for m in bus.messages if m.topic == "Process/POWER_MANAGER"]
-    panel.wait_for_reboot()
-
-
 fast = pytest.mark.skipif(bool(emulator()), reason="the fast clock is loaded by this machine's programs only")
 
 

@@ -122,15 +122,6 @@ def test_folder_in_the_links_place_is_a_failure(zoned):
     assert link.is_dir(), "what cannot be removed stays"
 
 
-def test_everybody_is_told_on_request_only(zoned):
-    with zoned.capture() as bus:
-        run(zoned, "time", "zone", "Europe/Berlin")
-        assert bus.settle() == []
-        run(zoned, "time", "zone", "Asia/Kathmandu", "--notify")
-        message = bus.wait_for(topic="Process/ALL")
-    assert (message.payload, message.properties) == (b"", {"label": "", "class": "6", "command": "0"})
-
-
 def test_monitor_names_the_message(zoned):
     monitor = zoned.popen(zoned.program("ozuctl", "monitor", "--no-state", "--no-log", "--no-events"),
                           stdout=subprocess.PIPE, text=True)

@@ -4,4 +4,4 @@
 source "$(dirname "$0")/../../scripts/lib.sh"
 configure_and_build dev
 why=$(tools/box/panel-box check 2>&1) || echo "panel tests are skipped: $why"
-panel_tests build/results/panel.xml tests/panel -m "not long"
+panel_tests build/results/panel.xml tests/panel tests/scenarios --ozu-features -m "not long"

@@ -1,0 +1,168 @@
+"""The test kit itself: faults take hold and are undone, the clock moves, a failure tells what it was."""
+
+import os
+import shutil
+import subprocess
+import sys
+
+import pytest
+
+from pytest_ozu.build import CHECKOUT, build_dir, emulator
+from pytest_ozu.waiting import NotSeen
+
+pytestmark = pytest.mark.skipif(bool(emulator()), reason="libfaketime is of this machine; the kit does not depend on the panel's")
+TEMPLATE = CHECKOUT / "testkit/pytest_ozu/template"
+ENVIRONMENT = {**os.environ, "PYTHONPATH": str(CHECKOUT / "testkit"), "OZU_TEST_BUILD": str(build_dir())}
+
+
+def scenario(folder, *words):
+    """What `ozuctl scenario` runs."""
+    return subprocess.run([sys.executable, "-m", "pytest_ozu", *map(str, words)], cwd=folder, env=ENVIRONMENT, capture_output=True,
+                          text=True, timeout=300)
+
+
+def succeeds(panel, script):
+    return panel.box.run(["sh", "-c", script]).returncode == 0
+
+
+def broker_answers(panel):
+    return succeeds(panel, "timeout 2 mosquitto_pub -t x -n")
+
+
+@pytest.mark.parametrize("name", ["broker_killed", "broker_paused", "broker_refusing"])
+def test_broker_is_away_and_back(panel, faults, name):
+    assert broker_answers(panel)
+    with getattr(faults, name)():
+        assert not broker_answers(panel)
+    panel.wait_until(lambda: broker_answers(panel), 20, "the broker's answer")
+
+
+def test_disks_take_nothing_and_then_everything(panel, faults):
+    write = "echo text >/data/file.$$ && grep -q text /data/file.$$"
+    assert succeeds(panel, write)
+    for fault in (faults.disk_full, faults.disk_read_only):
+        with fault("/data"):
+            assert not succeeds(panel, write)
+            assert succeeds(panel, "test -e /data/timezone/zoneinfo/UTC")
+        assert succeeds(panel, write)
+    assert not succeeds(panel, "grep -E ' /data (tmpfs|ro)' /proc/self/mountinfo || test -e /data/.full")
+
+
+@pytest.mark.parametrize("behaviour, address", [("lying", "10.66.6.6"), ("honest:10.1.2.3", "10.1.2.3"), ("refuse", ""), ("closed", "")])
+def test_dns_says_something_else(panel, faults, behaviour, address):
+    ask = lambda: panel.box.run(["getent", "hosts", "panel.test"]).stdout.split()[:1]
+    with faults.dns(behaviour):
+        assert ask() == ([address] if address else [])
+    assert ask() == ["10.77.0.1"]
+
+
+def test_processes_and_command_line(panel, faults):
+    process = panel.start("alarm_core")
+    with faults.process_killed("alarm_core"):
+        assert not process.running
+    with faults.silent("Process/ALARM_CORE"):
+        assert "stopped" in panel.box.run(["sh", "-c", "grep -h State /proc/[0-9]*/status"]).stdout
+    assert "stopped" not in panel.box.run(["sh", "-c", "grep -h State /proc/[0-9]*/status"]).stdout
+    before = panel.box.cmdline
+    with faults.command_line("another"):
+        assert succeeds(panel, "grep -qx another /proc/cmdline")
+    assert panel.box.cmdline == before
+
+
+def date(panel):
+    return int(panel.box.run(["date", "+%s"], env=panel.clock.environment(), check=True).stdout)
+
+
+def is_on_time(panel):
+    """A process reads the time that the clock says, which is between the one before and the one after."""
+    before = panel.clock.now()
+    return before - 1 <= date(panel) <= panel.clock.now() + 1
+
+
+def test_clock_starts_jumps_and_goes_back(panel, clock, faults):
+    clock.set("2030-01-01T00:00:00Z")
+    assert panel.box.run(["date", "+%Y"], env=clock.environment()).stdout == "2030\n"
+    with faults.clock_jump(-7200):
+        assert is_on_time(panel)
+    clock.advance(3600)
+    assert is_on_time(panel)
+
+
+def test_clock_runs_faster(panel, clock):
+    clock.set("2030-01-01T00:00:00Z")
+    clock.run_at(60)
+    assert is_on_time(panel)
+    door = panel.start("door_contact", 2)
+    panel.state.set("devices[2].deviceType=W3", "devices[2].active=1", "devices[2].tableIndex=2", "zones[2].firstInputEnabled=1",
+                    "zones[2].bypass[0].bypassed=1", "zones[2].bypass[0].bypassExpiry=now+600")
+    panel.log.wait_for("device 2: bypass ends", timeout=30)
+    assert door.running
+    with pytest.raises(RuntimeError):
+        clock.run_at(1)
+
+
+def test_a_failure_says_what_was_expected_and_what_was_seen(panel, log):
+    panel.start("alarm_core")
+    with pytest.raises(NotSeen) as failure:
+        log.wait_for("never written", timeout=0.1)
+    first, *_, last = str(failure.value).splitlines()
+    assert first.startswith("expected a log record with text 'never written' within 0.1 s; last seen: log     ALARM_CORE")
+    assert "alarm core is up" in last
+
+
+def test_a_failed_scenario_leaves_its_panel(tmp_path):
+    (tmp_path / "bad.feature").write_text("""Feature: Bad
+  Scenario: fails
+    Given a panel with the process "alarm_core"
+    When partition DAY is armed
+    Then the log line "never written" is written within 1 second
+  Scenario: unknown
+    Given a panel
+    When the contact "window" is opened
+""")
+    done = scenario(tmp_path, "run", "bad.feature", "--junit", "out.xml")
+    assert done.returncode == 1, done
+    assert "expected a log record with text 'never written' within 1 s; last seen: log     ALARM_CORE" in done.stdout
+    assert "bad.feature:5: Then the log line" in done.stdout
+    assert 'The nearest is "the contact "{name}" opens"' in done.stdout
+    (kept,) = (tmp_path / "ozu-artefacts").glob("*fails")
+    assert "partitions[1].partitionState DISARMED -> ARMED_2" in (kept / "timeline.txt").read_text()
+    assert '"snapshot"' in (kept / "recording.jsonl").read_text()
+    assert (kept / "state/platform").is_dir() and list((kept / "state/output").glob("alarm_core.*.txt"))
+    assert 'failures="2"' in (tmp_path / "out.xml").read_text()
+
+
+def test_exit_status_of_what_cannot_run(tmp_path):
+    (tmp_path / "empty.feature").write_text("Feature: Empty\n")
+    assert scenario(tmp_path, "run", "none.feature").returncode == 2
+    assert scenario(tmp_path, "run", "empty.feature").returncode == 1
+    assert scenario(tmp_path, "new", tmp_path).returncode == 2
+    listed = scenario(tmp_path, "steps")
+    assert listed.returncode == 0 and "the panel is in alarm[ within {limit:Duration}]" in listed.stdout
+
+
+def names(*words):
+    done = subprocess.run([sys.executable, "-m", "pytest", "--co", "-q", "--ozu-features", "tests/scenarios", *words], cwd=CHECKOUT,
+                          capture_output=True, text=True, timeout=120)
+    return [line for line in done.stdout.splitlines() if "::" in line]
+
+
+def test_shards_are_disjoint_and_complete():
+    shards = [names("--ozu-shard", f"{number}/4") for number in (1, 2, 3, 4)]
+    assert sorted(sum(shards, [])) == sorted(names()) and len(names()) >= 25
+    assert max(map(len, shards)) - min(map(len, shards)) <= 1
+
+
+@pytest.mark.long
+def test_the_template_is_green_and_fails_on_purpose(tmp_path):
+    folder = tmp_path / "door"
+    assert scenario(tmp_path, "new", folder).returncode == 0
+    for command in (["cmake", "-B", "build", f"-Dozu_DIR={build_dir()}/package"], ["cmake", "--build", "build"],
+                    ["ctest", "--test-dir", "build"],
+                    [sys.executable, "-m", "pytest", "-p", "pytest_ozu.plugin", "--ozu-programs", "build"]):
+        done = subprocess.run(command, cwd=folder, env=ENVIRONMENT, capture_output=True, text=True, timeout=300)
+        assert done.returncode == 0, done.stdout + done.stderr
+    assert scenario(folder, "run", "doorbell.feature", "--programs", "build").returncode == 0
+    failed = scenario(folder, "run", "fails_on_purpose.feature", "--programs", "build")
+    assert failed.returncode == 1 and "expected a bus record with topic 'Multicast/DOORBELL' within 1 s; last seen: " in failed.stdout
+    shutil.rmtree(folder)
