@@ -4,7 +4,8 @@
 #   platform  libozu_platform.so.0         the reference platform
 #   tools     ozuctl
 #   testkit   libozu_fake_platform with its header, pkg-config file and targets; the Python package pytest_ozu
-#   doc       pages, man pages, examples
+#   examples  the example processes
+#   doc       pages, site, man pages, sources of the examples
 # The packages of packaging/ are cut along these components.
 
 include(CMakePackageConfigHelpers)
@@ -137,7 +138,30 @@ if(TARGET ozuctl)
         COMPONENT tools USE_SOURCE_PERMISSIONS)
 endif()
 
-# Pages and examples.
+if(TARGET alarm_core)
+    set(_ozu_examples_folder "${CMAKE_INSTALL_LIBEXECDIR}/ozu/examples")
+    file(RELATIVE_PATH _ozu_to_libraries "/prefix/${_ozu_examples_folder}" "/prefix/${CMAKE_INSTALL_LIBDIR}")
+    foreach(_ozu_example alarm_core arm_lamp door_contact safety_siren)
+        # Installed they stand elsewhere than in the build folder, so both places are named.
+        set_target_properties(${_ozu_example} PROPERTIES BUILD_WITH_INSTALL_RPATH ON
+            INSTALL_RPATH "$ORIGIN/${_ozu_to_libraries};$ORIGIN/../lib")
+        install(TARGETS ${_ozu_example} RUNTIME DESTINATION "${_ozu_examples_folder}" COMPONENT examples)
+    endforeach()
+endif()
+
+# Every package carries the copyright under its own name.
+foreach(_ozu_package runtime:libutils-ozu0 dev:libutils-ozu-dev platform:libozu-platform0 tools:ozuctl testkit:ozu-testkit
+        examples:ozu-examples doc:libutils-ozu-doc)
+    string(REPLACE ":" ";" _ozu_package "${_ozu_package}")
+    list(GET _ozu_package 0 _ozu_component)
+    list(GET _ozu_package 1 _ozu_package)
+    install(FILES "${PROJECT_SOURCE_DIR}/packaging/copyright"
+        DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/${_ozu_package}" COMPONENT ${_ozu_component})
+endforeach()
+
+# Pages and examples. docs/build makes the site and the manual pages of section 3.
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/build/site/" DESTINATION "${CMAKE_INSTALL_DOCDIR}/html" COMPONENT doc OPTIONAL)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/build/man/man3/" DESTINATION "${CMAKE_INSTALL_MANDIR}/man3" COMPONENT doc OPTIONAL)
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
     DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT doc)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/"

@@ -7,7 +7,7 @@
 
 source "$(dirname "$0")/lib.sh"
 [ $# -gt 0 ] || set -- amd64 armhf
-need_packages packaging/apt/build.txt packaging/apt/ship.txt
+need_packages packaging/apt/build.txt packaging/apt/ship.txt packaging/apt/docs.txt
 
 # Times of files in the packages: those of the last change, so that equal sources give equal packages.
 SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct 2>/dev/null || stat -c %Y CHANGELOG.md)}
@@ -15,8 +15,11 @@ export SOURCE_DATE_EPOCH
 
 packages=$PWD/build/packages
 # What gets installed.
-targets=(utils_ozu ozu_platform ozu_fake_platform ozu_fake_platform_static ozuctl ozu_man)
+targets=(utils_ozu ozu_platform ozu_fake_platform ozu_fake_platform_static ozuctl ozu_man
+    alarm_core arm_lamp door_contact safety_siren)
 mkdir -p "$packages"
+say "Making the site and the manual pages"
+docs/build
 
 # debs ARCHITECTURE PRESET
 debs() {

@@ -172,7 +172,7 @@ def test_cmake_package_of_the_build_tree(tmp_path):
 
 def test_components_are_disjoint_and_complete(root, tmp_path):
     seen = {}
-    for component in ("runtime", "dev", "platform", "tools", "testkit", "doc"):
+    for component in ("runtime", "dev", "platform", "tools", "testkit", "examples", "doc"):
         destination = tmp_path / component
         run("cmake", "--install", BUILD, "--component", component, env={**os.environ, "DESTDIR": str(destination)})
         for path in destination.rglob("*"):

@@ -20,7 +20,8 @@ NAMES = {
     "platform": "libozu-platform0",
     "tools": "ozuctl",
     "testkit": "ozu-testkit",
-    "doc": "utils-ozu-doc",
+    "examples": "ozu-examples",
+    "doc": "libutils-ozu-doc",
 }
 MACHINES = {"amd64": "Advanced Micro Devices X86-64", "armhf": "ARM"}
 OURS = {"libutils_ozu.so.0": "libutils-ozu0", "libozu_platform.so.0": "libozu-platform0"}
@@ -92,6 +93,22 @@ def test_each_package_is_what_it_says(architecture, component):
     assert all(line.split()[1] == "root/root" for line in run("dpkg-deb", "-c", deb).splitlines())
 
 
+@pytest.mark.parametrize("component", NAMES)
+def test_each_package_has_its_copyright_and_its_own_synopsis(unpacked, architecture, component):
+    copyright = unpacked / NAMES[component] / "usr/share/doc" / NAMES[component] / "copyright"
+    assert copyright.read_text() == (ROOT / "packaging/copyright").read_text()
+    synopses = {name: field(package(name, architecture), "Description").splitlines() for name in NAMES.values()}
+    mine = synopses[NAMES[component]]
+    assert len({lines[0] for lines in synopses.values()}) == len(NAMES)
+    assert len(mine) > 1 and len(mine[0]) < 80 and not mine[0].endswith(".") and mine[0][0].islower()
+
+
+def test_the_doc_package_has_site_and_manual_pages(unpacked):
+    folder = unpacked / NAMES["doc"]
+    assert (folder / "usr/share/doc/utils_ozu/html/index.html").is_file()
+    assert len(list(folder.glob("usr/share/man/man3/*.3*"))) > 130
+
+
 def test_no_file_comes_twice(unpacked):
     names = [path.relative_to(unpacked / name) for name in NAMES.values() for path in files(unpacked / name)]
     assert len(names) == len(set(names)) > 0
@@ -106,7 +123,7 @@ def test_programs_are_of_the_machine_and_stripped(architecture, unpacked):
         assert ".symtab" not in sections and ".debug_info" not in sections, path
 
 
-@pytest.mark.parametrize("component", ["runtime", "platform", "tools"])
+@pytest.mark.parametrize("component", ["runtime", "platform", "tools", "examples"])
 def test_dependencies_are_what_the_files_need(architecture, unpacked, component):
     found = programs(unpacked / NAMES[component])
     assert found
@@ -132,7 +149,7 @@ def test_board_tarball_runs(tmp_path):
         archive.extractall(board)
     names = {str(path.relative_to(board)) for path in files(board)}
     assert {"usr/lib/libutils_ozu.so.0", "usr/lib/libozu_platform.so.0"} <= names
-    assert not [name for name in names if "include" in name or "/doc/" in name]
+    assert not [name for name in names if "include" in name or ("/doc/" in name and not name.endswith("/copyright"))]
     run("dpkg-deb", "-x", package(NAMES["dev"], "armhf"), tmp_path / "dev")
     emulator = shutil.which("qemu-arm-static") or shutil.which("qemu-arm")
     for name, compiler in (("consumer_c.c", "gcc"), ("consumer_cpp.cpp", "g++")):
