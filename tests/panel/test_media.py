@@ -101,4 +101,4 @@ def test_picture_larger_than_the_address_space_left(panel):
     # An emulator needs the address space itself; on the 32-bit panel the size fits none anyway.
     limit = "" if emulator() else "ulimit -v 262144; "
     done = panel.run(["sh", "-c", limit + 'exec "$@"', "sh", *panel.program("ozuctl", "jpeg", "/tmp/bomb")])
-    assert done.returncode == 1 and "no memory for a picture of this size" in done.stdout
+    assert done.returncode == 1 and "no memory for an image of this size" in done.stdout

@@ -60,7 +60,7 @@ const std::vector<CodeWords> &exitCodes() {
         {kUsage, "the command line is wrong; nothing was done"},
         {kUnreachable, "the platform cannot be reached"},
         {kLibraryFailed, "the library or the platform failed, or the output could not be written"},
-        {kRefused, "refused: it would change this machine, and nobody agreed"},
+        {kRefused, "refused: it would change this machine, and nobody confirmed"},
         {kRebooted, "the panel box was rebooted"},
         {kNoBoot, "the panel box could not boot"},
         {kTimedOut, "timed out"},

@@ -1,4 +1,4 @@
-// Numbers from the command line: read in full and held against the range of what they are for, or refused.
+// Numbers from the command line: read in full and checked against their range, or refused.
 #pragma once
 
 #include <cstdint>

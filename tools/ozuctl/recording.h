@@ -29,8 +29,8 @@ struct Recorded {
     Json record;
 };
 
-// A recording's content in the order of time. A last line that is cut, as after a crash, is left out. Throws
-// kNo when there is no such file, kLibraryFailed when it is no recording.
+// A recording's content in chronological order. A last line that is truncated, as after a crash, is left out.
+// Throws kNo when there is no such file, kLibraryFailed when it is no recording.
 std::vector<Recorded> readRecording(const std::string &path);
 
 } // namespace ozuctl

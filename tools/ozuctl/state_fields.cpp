@@ -366,7 +366,7 @@ std::vector<Field> fieldsBelow(std::string_view path) {
 
 namespace {
 
-// Names of fields and of their arrays, with the index that was typed: what a wrong path is held against.
+// Names of fields and of their arrays, with the index that was typed: what a wrong path is compared with.
 std::vector<std::string> knownPaths(const std::string &typed) {
     const std::size_t open = typed.find('[');
     const std::size_t close = typed.find(']', open == std::string::npos ? 0 : open);

@@ -307,7 +307,7 @@ ExitCode runRandomNumber(const Context &context, int min, int max) {
 void addRandom(CLI::App &app, Context &context) {
     CLI::App *group = app.add_subcommand("random", "Random bytes and numbers");
     group->require_subcommand(1);
-    CLI::App *bytes = group->add_subcommand("bytes", "Random bytes in hexadecimal, fit for keys");
+    CLI::App *bytes = group->add_subcommand("bytes", "Random bytes in hexadecimal, suitable for keys");
     auto count = std::make_shared<int>(16);
     addNumber(*bytes, "count", *count, 0, 1 << 20, "How many (16)");
     bytes->callback([&context, count] {

@@ -73,11 +73,11 @@ struct NxpOptions {
 void registerNxp(CLI::App &app, Context &context) {
     CLI::App *nxp = app.add_subcommand("nxp", "Requests to the co-processor");
     nxp->require_subcommand(1);
-    addRequest(*nxp, context, "serial", "Have it tell the panel's serial number", OZU_NXP_SERIAL_NUMBER,
+    addRequest(*nxp, context, "serial", "Ask it for the panel's serial number", OZU_NXP_SERIAL_NUMBER,
                [] { return ozuutils_updateCPserialNumberInShmem(); });
-    addRequest(*nxp, context, "manufacture", "Have it tell the manufacturing values",
+    addRequest(*nxp, context, "manufacture", "Ask it for the manufacturing values",
                OZU_NXP_MANUFACTURE_VALUES, [] { return ozuutils_updateNxpManufactureParamsInShmem(); });
-    addRequest(*nxp, context, "tamper", "Have it tell the state of the tamper switch", OZU_NXP_TAMPER_STATE,
+    addRequest(*nxp, context, "tamper", "Ask it for the state of the tamper switch", OZU_NXP_TAMPER_STATE,
                [] { return ozuutils_GetNxpTamperState(); });
 
     auto options = std::make_shared<NxpOptions>();

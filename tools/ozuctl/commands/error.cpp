@@ -40,7 +40,8 @@ ExitCode words(const Context &context, const std::optional<int> &code) {
 void registerError(CLI::App &app, Context &context) {
     auto code = std::make_shared<std::optional<int>>();
     CLI::App *command = app.add_subcommand(
-        "error", "Words for a code of the library or the platform, or for an exit status; alone lists all");
+        "error",
+        "The meaning of a code of the library or the platform, or of an exit status; alone lists all");
     addNumber(*command, "CODE", *code, kLeastInt, kMaxInt, "As in a message or a log line, e.g. 21");
     command->callback(
         [code, &context] { context.command = [code, &context] { return words(context, *code); }; });

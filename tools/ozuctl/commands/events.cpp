@@ -220,7 +220,7 @@ void addWriters(CLI::App &events, Context &context) {
 void registerEvents(CLI::App &app, Context &context) {
     auto options = std::make_shared<EventsOptions>();
     CLI::App *command = app.add_subcommand("events", "The system event log, oldest first");
-    command->add_flag("-f,--follow", options->follow, "Go on with new events until interrupted");
+    command->add_flag("-f,--follow", options->follow, "Continue with new events until interrupted");
     addNumber(*command, "-n,--last", options->last, 1, kMaxInt,
               "Only the last so many of those that are there");
     addChecked(

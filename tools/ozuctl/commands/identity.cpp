@@ -1,4 +1,4 @@
-// ozuctl identity, dialer, keyfob: who the panel is, and look-ups in its tables.
+// ozuctl identity, dialer, keyfob: who the panel is, and lookups in its tables.
 
 #include "arguments.h"
 #include "commands/commands.h"

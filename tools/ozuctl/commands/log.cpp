@@ -1,4 +1,4 @@
-// ozuctl log: the lines of all panel processes, past and to come, in the order of time.
+// ozuctl log: the lines of all panel processes, past and to come, in chronological order.
 
 #include "arguments.h"
 #include "commands/commands.h"
@@ -123,7 +123,7 @@ void registerLog(CLI::App &app, Context &context) {
         "Lines from then on: 2026-03-01T12:00:00Z, or how long ago: 90 (seconds), 5m, 2h, 1d");
     addNumber(*command, "-n,--last", options->last, 1, kMaxInt,
               "Only the last so many of those that are there");
-    command->add_flag("-f,--follow", options->follow, "Go on with new lines until interrupted");
+    command->add_flag("-f,--follow", options->follow, "Continue with new lines until interrupted");
     addSeconds(*command, "--for", options->seconds, "With -f: stop after so many seconds");
     command->callback(
         [options, &context] { context.command = [options, &context] { return log(context, *options); }; });

@@ -1,4 +1,4 @@
-// ozuctl jpeg, country: pictures and country codes.
+// ozuctl jpeg, country: images and country codes.
 
 #include "commands/commands.h"
 #include "files.h"
@@ -33,7 +33,7 @@ std::string complaint(const std::vector<LoggedLine> &lines) {
             return text.substr(0, text.rfind(']'));
         }
     }
-    return "no memory for a picture of this size";
+    return "no memory for an image of this size";
 }
 
 Json examine(const std::string &path, bool &valid) {
@@ -88,7 +88,7 @@ ExitCode runCountry(const Context &context, const std::vector<std::string> &name
 } // namespace
 
 void registerMedia(CLI::App &app, Context &context) {
-    CLI::App *jpeg = app.add_subcommand("jpeg", "Tell whether pictures decode completely and cleanly");
+    CLI::App *jpeg = app.add_subcommand("jpeg", "Tell whether images decode completely and cleanly");
     auto files = std::make_shared<std::vector<std::string>>();
     jpeg->add_option("file", *files, "Pictures; exit status 1 when one is damaged or missing")->required();
     jpeg->callback(

@@ -1,5 +1,5 @@
 // ozuctl monitor: bus messages, state changes, log lines, system events, starts and ends of processes as one
-// stream in the order of time.
+// stream in chronological order.
 
 #include "arguments.h"
 #include "bus_listener.h"
@@ -244,7 +244,7 @@ void registerMonitor(CLI::App &app, Context &context) {
     CLI::App *command =
         app.add_subcommand("monitor", "Bus messages, state changes, log lines, system events, starts and "
                                       "ends of processes as one stream in\n"
-                                      "the order of time; first a snapshot. Filters narrow the kinds that "
+                                      "chronological order; first a snapshot. Filters narrow the kinds that "
                                       "they apply to. Ends with an interrupt");
     command->add_flag("--no-bus", options->noBus, "Leave out the messages");
     command->add_flag("--no-state", options->noState, "Leave out changes of the shared record");

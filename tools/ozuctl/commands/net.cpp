@@ -307,7 +307,7 @@ void addRouteCommands(CLI::App &net, Context &context) {
         command->add_option("DESTINATION", words->destination, "Address, or address/prefix")->required();
         command->add_option("--gateway", words->gateway, "Address of the gateway");
         command->add_option("--mask", words->mask, "Network mask, instead of a prefix");
-        command->add_option("--dev", words->device, "Network device");
+        command->add_option("--dev", words->device, "Network interface");
         addNumber(*command, "--metric", words->metric, 0, 32766, "Metric");
         command->callback([words, add, &context] {
             context.command = [words, add, &context] { return changeRoute(context, *words, add); };
@@ -321,7 +321,7 @@ void addResolveCommand(CLI::App &net, Context &context) {
     command->add_option("HOST", words->host, "Host name")->required();
     command->add_option("--server", words->server, "Primary DNS server, dotted");
     command->add_option("--second", words->second, "Secondary DNS server, dotted");
-    command->add_option("--iface", words->interface, "Network device the queries leave through (ares)");
+    command->add_option("--iface", words->interface, "Network interface the queries leave through (ares)");
     addChecked(
         *command, "--via", "WAY",
         [words](const std::string &what, const std::string &text) {

@@ -144,8 +144,8 @@ struct Words {
 
 void registerPartition(CLI::App &app, Context &context) {
     auto given = std::make_shared<Words>();
-    CLI::App *partition = app.add_subcommand(
-        "partition", "Partitions in the words of the Lum interface. 1 when words do not translate");
+    CLI::App *partition =
+        app.add_subcommand("partition", "Partitions in the terms of the Lum interface. 1 for unknown terms");
     partition->require_subcommand(1);
 
     CLI::App *command = partition->add_subcommand("list", "All partitions");

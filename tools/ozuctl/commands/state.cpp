@@ -173,7 +173,7 @@ void addWatch(CLI::App &state, Context &context) {
     auto options = std::make_shared<StateOptions>();
     CLI::App *command = state.add_subcommand("watch", "Show changes of fields as they happen");
     command->add_option("FIELD", options->paths, "Fields or parts to watch; all of them by default");
-    addNumber(*command, "--interval", options->intervalMs, 1, 60000, "Milliseconds between two looks (50)");
+    addNumber(*command, "--interval", options->intervalMs, 1, 60000, "Milliseconds between two reads (50)");
     addSeconds(*command, "--for", options->seconds, "Stop after so many seconds");
     addNumber(*command, "--changes", options->changes, 1, kMaxInt, "Stop after so many changes");
     command

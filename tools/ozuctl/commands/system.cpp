@@ -47,16 +47,16 @@ ExitCode reboot(const Context &context, const Reboot &options) {
 
 void addReboot(CLI::App &app, Context &context) {
     auto options = std::make_shared<Reboot>();
-    CLI::App *command =
-        app.add_subcommand("reboot", "Reboot the panel in an orderly way: tell everybody, store the reason,\n"
-                                     "wait for unsent messages. Does not return");
+    CLI::App *command = app.add_subcommand(
+        "reboot", "Reboot the panel in an orderly way: notify all processes, store the reason,\n"
+                  "wait for unsent messages. Does not return");
     addNumber(*command, "--delay", options->delay, 0, kMaxUnsigned,
               "Seconds between the announcement and the reboot (0)");
     addNumber(*command, "--reason", options->reason, kLeastInt, kMaxInt,
               "Reason code (0); stored with --text only");
     addNumber(*command, "--wait", options->wait, kLeastInt, kMaxInt,
               "Longest wait for unsent messages, in seconds (30)");
-    command->add_option("--text", options->text, "Reason in words, for the log");
+    command->add_option("--text", options->text, "Reason as text, for the log");
     command->callback(
         [options, &context] { context.command = [&context, options] { return reboot(context, *options); }; });
 }

@@ -100,7 +100,7 @@ void registerTime(CLI::App &app, Context &context) {
     CLI::App *time = app.add_subcommand("time", "Date texts as the panel reads them, and its time zone");
     time->require_subcommand(1);
 
-    CLI::App *parsing = time->add_subcommand("parse", "Print the time that a text stands for");
+    CLI::App *parsing = time->add_subcommand("parse", "Print the time that a text means");
     std::vector<std::string> names;
     names.reserve(kFormats.size());
     for (const auto &format : kFormats) {
