@@ -7,7 +7,8 @@ from model import plain
 
 
 def text(words):
-    return html.escape(words or "", quote=False)
+    """Escaped; a page of docs becomes a link."""
+    return re.sub(r"\bdocs/(\w+)\.md\b", r'<a href="../\1.html">docs/\1.md</a>', html.escape(words or "", quote=False))
 
 
 class Renderer:

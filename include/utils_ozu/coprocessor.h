@@ -4,7 +4,8 @@
  * A process never touches the NXP co-processor or the CC1352 radio itself. It publishes requests on the
  * message bus. A result of 0 says that the request was published, not that it was carried out. Where there is
  * an answer, the co-processor process writes it into the shared state some time later. Each call builds its
- * own record. It blocks, and may run concurrently, as ozumqttc_messagePublish() does.
+ * own record. It blocks, and may run concurrently, as ozumqttc_messagePublish() does. docs/glossary.md
+ * explains the words.
  */
 #ifndef UTILS_OZU_COPROCESSOR_H
 #define UTILS_OZU_COPROCESSOR_H

@@ -3,7 +3,7 @@
  *
  * The security core calls them partitions (inc_ozu/security_ozu.h). The panel's Lum interface calls them
  * zones ("main" 0, "perimeter" 1, "safety" 2, "panic" 3) with arm types ("full" 0, "partial1" 1,
- * "partial2" 2).
+ * "partial2" 2). docs/glossary.md explains the words.
  */
 #ifndef UTILS_OZU_PARTITIONS_H
 #define UTILS_OZU_PARTITIONS_H

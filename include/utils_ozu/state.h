@@ -13,6 +13,8 @@
  *
  * A partition's state is 0 in alarm, 1 disarmed, 2 to 4 armed. A state above 4 is none of these.
  *
+ * docs/glossary.md explains partition, arm type, zone, input, bypass and safety event.
+ *
  * Times are signed 32-bit seconds. A bypass stored to end in 2038-01-19T03:14:08Z or later expires at
  * once. From that moment on the 32-bit clock is negative: a bypass stored to end earlier never expires, and
  * no siren sounds.

@@ -1,6 +1,6 @@
 /*
  * Codes of the panel's shared state, known to every process, the platform and the library. Their values are
- * permanent.
+ * permanent. docs/glossary.md explains the words.
  */
 #ifndef PANEL_CODES_H
 #define PANEL_CODES_H
