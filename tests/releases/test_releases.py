@@ -90,9 +90,11 @@ class Root:
 
     def run(self, *command):
         (KEPT / "ccache").mkdir(exist_ok=True)
+        # The machine's own: bubblewrap covers parts of a new /proc, and then no panel box inside may have one.
+        kernel = ["--bind", "/proc", "/proc", "--bind", "/sys", "/sys"]
         sysroot = ["--ro-bind", str(SYSROOT), "/sysroot"] if SYSROOT.exists() else []
         done = subprocess.run(
-            ["bwrap", "--bind", str(self.folder), "/", "--dev", "/dev", "--proc", "/proc", "--tmpfs", "/tmp", "--tmpfs", "/run",
+            ["bwrap", "--bind", str(self.folder), "/", "--dev", "/dev", *kernel, "--tmpfs", "/tmp", "--tmpfs", "/run",
              "--bind", str(self.checkout), CHECKOUT, "--bind", str(KEPT / "ccache"), "/ccache", *sysroot,
              "--setenv", "CCACHE_DIR", "/ccache", "--setenv", "HOME", "/root", "--setenv", "LC_ALL", "C.UTF-8",
              "--die-with-parent", "--chdir", CHECKOUT, *command],
