@@ -1,5 +1,6 @@
 #include "text_test.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 
