@@ -1,0 +1,115 @@
+// Feeds each target of the families its corpus, and inputs made from it at random.
+
+#include "targets.h"
+
+#include "random_numbers.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#ifdef OZU_FAKE_PLATFORM
+#include <ozu_fake_platform.h>
+#endif
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+std::vector<Bytes> corpusOf(const std::string &name) {
+    std::vector<Bytes> all;
+    const std::filesystem::path folder = std::filesystem::path(OZU_CORPUS) / name;
+    if (std::filesystem::exists(folder)) {
+        for (const auto &entry : std::filesystem::directory_iterator(folder)) {
+            std::ifstream file(entry.path(), std::ios::binary);
+            const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
+            all.emplace_back(bytes.begin(), bytes.end());
+        }
+    }
+    return all;
+}
+
+Bytes changed(const Bytes &seed, ozu::test::Random &random) {
+    Bytes bytes = seed;
+    for (std::uint32_t change = 1 + random.below(4); change > 0; --change) {
+        const std::uint32_t at = random.below(static_cast<std::uint32_t>(bytes.size()) + 1);
+        if (random.below(3) == 0 || at == bytes.size()) {
+            bytes.insert(bytes.begin() + at, random.below(4) == 0 ? std::uint8_t{0} : random.byte());
+        } else if (random.below(3) == 0) {
+            bytes.erase(bytes.begin() + at);
+        } else {
+            bytes[at] = random.byte();
+        }
+    }
+    return bytes;
+}
+
+int openDescriptors() {
+    int open = 0;
+    for (int fd = 0; fd < 1024; ++fd) {
+        open += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
+    }
+    return open;
+}
+
+long residentPages() {
+    long size = 0;
+    long resident = 0;
+    std::ifstream("/proc/self/statm") >> size >> resident;
+    return resident;
+}
+
+class Families : public testing::TestWithParam<ozu::fuzz::Target> {
+  protected:
+    static void run(const Bytes &bytes) {
+        ozu::fuzz::Input input(bytes);
+        GetParam().run(input);
+    }
+};
+
+} // namespace
+
+// OZU_ATTACK=long makes a million random inputs, or as many as OZU_TRIALS says: descriptors and memory are
+// the same after them.
+TEST_P(Families, corpusAndRandomInputsPass) {
+    constexpr int kWarm = 100;
+    const char *form = getenv("OZU_ATTACK");
+    const char *wanted = getenv("OZU_TRIALS");
+    const bool isLong = form != nullptr && std::string(form) == "long";
+    const int trials = wanted != nullptr ? std::atoi(wanted) : isLong ? 1000000 / GetParam().cost : 500;
+#ifdef OZU_FAKE_PLATFORM
+    ozu_fake_reset();
+    ozu_fake_record(0);
+#endif
+    const std::vector<Bytes> corpus = corpusOf(GetParam().name);
+    ASSERT_FALSE(corpus.empty()) << "no corpus for " << GetParam().name;
+    for (const Bytes &bytes : corpus) {
+        run(bytes);
+    }
+    ozu::test::Random random(20261122);
+    int opened = 0;
+    long resident = 0;
+    for (int i = 0; i < trials; ++i) {
+        if (i == kWarm) {
+            opened = openDescriptors();
+            resident = residentPages();
+        }
+        run(changed(corpus[random.below(static_cast<std::uint32_t>(corpus.size()))], random));
+    }
+    EXPECT_EQ(openDescriptors(), opened);
+    EXPECT_LE(residentPages(), resident + 512); // two megabytes
+    printf("attack: %s: %d trials, 0 failures, %ld pages more\n", GetParam().name, trials,
+           residentPages() - resident);
+}
+
+INSTANTIATE_TEST_SUITE_P(, Families,
+                         testing::ValuesIn(ozu::fuzz::kTargets.begin(), ozu::fuzz::kTargets.end()),
+                         [](const auto &target) { return std::string(target.param.name); });

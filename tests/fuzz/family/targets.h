@@ -1,0 +1,92 @@
+// Fuzz targets that share a program: one for each family of functions that takes text or bytes.
+//
+// library_targets.cpp has those of the library, platform_targets.cpp those of the reference platform; each
+// defines kTargets. OZU_FUZZ_TARGET names the one that libFuzzer runs.
+#pragma once
+
+#include "guarded_buffer.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace ozu::fuzz {
+
+// The bytes of one run, taken apart from the front; zeros behind their end.
+class Input {
+  public:
+    explicit Input(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+
+    std::uint8_t byte() {
+        if (bytes_.empty()) {
+            return 0;
+        }
+        const std::uint8_t value = bytes_.front();
+        bytes_ = bytes_.subspan(1);
+        return value;
+    }
+    std::uint32_t number() {
+        std::uint32_t value = 0;
+        for (int i = 0; i < 4; ++i) {
+            value = value << 8 | byte();
+        }
+        return value;
+    }
+    // Up to the next zero byte, which is taken, too.
+    std::string_view text() {
+        const auto end = std::find(bytes_.begin(), bytes_.end(), std::uint8_t{0});
+        const auto length = static_cast<std::size_t>(end - bytes_.begin());
+        const std::string_view found(reinterpret_cast<const char *>(bytes_.data()), length);
+        bytes_ = bytes_.subspan(std::min(length + 1, bytes_.size()));
+        return found;
+    }
+    std::string_view rest() {
+        const std::string_view found(reinterpret_cast<const char *>(bytes_.data()), bytes_.size());
+        bytes_ = {};
+        return found;
+    }
+
+  private:
+    std::span<const std::uint8_t> bytes_;
+};
+
+struct Target {
+    const char *name;
+    void (*run)(Input &input);
+    int cost = 1; // so many times slower than the others: it gets so many times fewer random inputs
+};
+extern const std::span<const Target> kTargets;
+
+// Ends the run: something broke one of its promises.
+inline void require(bool holds) {
+    if (!holds) {
+        abort();
+    }
+}
+
+// A null-terminated text with nothing readable behind it.
+class Text {
+  public:
+    explicit Text(std::string_view content) : buffer_(content.size() + 1) {
+        buffer_.set(content);
+        buffer_.chars()[content.size()] = '\0';
+    }
+    operator const char *() const { return buffer_.chars(); } // NOLINT(google-explicit-constructor)
+    [[nodiscard]] char *changeable() const { return buffer_.chars(); }
+
+  private:
+    test::GuardedBuffer buffer_;
+};
+
+using Output = test::GuardedBuffer;
+
+inline bool isTerminated(const Output &out) {
+    return memchr(out.bytes(), '\0', out.size()) != nullptr;
+}
+
+} // namespace ozu::fuzz
