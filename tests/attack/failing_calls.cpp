@@ -10,12 +10,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstddef>
+#include <map>
 #include <vector>
 
 namespace ozu::test {
@@ -25,33 +25,120 @@ namespace {
 constexpr std::chrono::seconds kPatience{60};
 constexpr int kNoFilter = 97;
 
-// What can fail for reasons that are not the caller's. Exits, signals, locks in memory and the like cannot. A
-// lock of a file that cannot be had (fcntl) is a busy database, which each operation waits 5 s for: it has a
-// test of its own.
-constexpr long kCalls[] = {
-    SYS_openat,     SYS_read,      SYS_write,   SYS_pread64,   SYS_pwrite64, SYS_fstat,      SYS_statx,
-    SYS_ftruncate,  SYS_fallocate, SYS_fsync,   SYS_fdatasync, SYS_flock,    SYS_fchmod,     SYS_fchown,
-    SYS_getdents64, SYS_socket,    SYS_connect, SYS_sendto,    SYS_recvfrom, SYS_setsockopt, SYS_getrandom,
-    SYS_eventfd2,   SYS_clone3,
+using Errors = std::vector<int>;
+
+// What can fail for reasons that are not the caller's, and how. Exits, signals, locks in memory and the like
+// cannot. A lock of a file that cannot be had (fcntl) is a busy database, which each operation waits 5 s for:
+// it has a test of its own.
+const std::map<long, Errors> &table() {
+    static const Errors opening{EACCES, EINTR,   EIO,   EMFILE, ENFILE, ENOENT, ENOMEM,
+                                ENOSPC, ENOTDIR, ELOOP, EROFS,  EDQUOT, EPERM,  ETXTBSY};
+    static const Errors looking{EACCES, EIO, ELOOP, ENOENT, ENOMEM, ENOTDIR};
+    static const Errors reading{EAGAIN, EINTR, EIO, EISDIR};
+    static const Errors writing{EAGAIN, EDQUOT, EFBIG, EINTR, EIO, ENOSPC, EPERM, EPIPE};
+    static const Errors growing{EFBIG, EINTR, EIO, ENOSPC, EPERM, EROFS};
+    static const Errors syncing{EDQUOT, EINTR, EIO, ENOSPC, EROFS};
+    static const Errors changing{EACCES, EBUSY,  EDQUOT, EIO,   EMLINK, ENOENT,
+                                 ENOMEM, ENOSPC, EPERM,  EROFS, EXDEV};
+    static const Errors receiving{EAGAIN, ECONNREFUSED, ECONNRESET, EINTR, ENOBUFS, ENOMEM};
+    static const Errors sending{EACCES,  EAGAIN,      ECONNREFUSED, ECONNRESET, EHOSTUNREACH, EINTR,
+                                ENOBUFS, ENETUNREACH, ENOMEM,       EPERM,      EPIPE};
+    static const Errors descriptors{EMFILE, ENFILE, ENOMEM};
+    static const Errors waiting{EINTR, ENOMEM};
+    static const Errors processes{EAGAIN, ENOMEM, EPERM};
+    static const Errors mapping{EACCES, EAGAIN, ENFILE, ENODEV, ENOMEM, EPERM};
+    static const std::map<long, Errors> all{
+        {SYS_openat, opening},
+        {SYS_read, reading},
+        {SYS_pread64, reading},
+        {SYS_readv, reading},
+        {SYS_write, writing},
+        {SYS_pwrite64, writing},
+        {SYS_writev, writing},
+        {SYS_fstat, {EIO, ENOMEM, EOVERFLOW}},
+        {SYS_statx, looking},
+        {SYS_ftruncate, growing},
+        {SYS_fallocate, {EFBIG, EINTR, EIO, ENOSPC, EOPNOTSUPP, EPERM}},
+        {SYS_fsync, syncing},
+        {SYS_fdatasync, syncing},
+        {SYS_flock, {EINTR, ENOLCK}},
+        {SYS_fchmod, {EIO, EPERM, EROFS}},
+        {SYS_fchown, {EIO, EPERM, EROFS}},
+        {SYS_fchmodat, changing},
+        {SYS_getdents64, {ENOENT, ENOTDIR, EIO}},
+        {SYS_symlinkat, changing},
+        {SYS_linkat, changing},
+        {SYS_unlinkat, changing},
+        {SYS_renameat, changing},
+        {SYS_renameat2, changing},
+        {SYS_mkdirat, changing},
+        {SYS_readlinkat, looking},
+        {SYS_faccessat, looking},
+        {SYS_socket, {EACCES, EAFNOSUPPORT, EMFILE, ENFILE, ENOBUFS, ENOMEM, EPROTONOSUPPORT}},
+        {SYS_bind, {EACCES, EADDRINUSE, EADDRNOTAVAIL, ENOMEM}},
+        {SYS_connect, {EACCES, EAGAIN, ECONNREFUSED, EINTR, ENETUNREACH, EPERM, ETIMEDOUT}},
+        {SYS_sendto, sending},
+        {SYS_sendmsg, sending},
+        {SYS_recvfrom, receiving},
+        {SYS_recvmsg, receiving},
+        {SYS_setsockopt, {ENOMEM, ENOPROTOOPT, EPERM}},
+        {SYS_getsockname, {ENOBUFS}},
+        {SYS_getpeername, {ENOBUFS, ENOTCONN}},
+        {SYS_ioctl, {EACCES, EBUSY, ENODEV, ENOMEM, ENOTTY, EPERM}},
+        {SYS_getrandom, {EAGAIN, EINTR, ENOSYS}},
+        {SYS_eventfd2, descriptors},
+        {SYS_pipe2, descriptors},
+        {SYS_dup, descriptors},
+        {SYS_dup3, {EBUSY, EINTR, EMFILE}},
+        {SYS_memfd_create, descriptors},
+        {SYS_epoll_create1, descriptors},
+        {SYS_clone, processes},
+        {SYS_clone3, processes},
+        {SYS_wait4, {ECHILD, EINTR}},
+        {SYS_kill, {EPERM, ESRCH}},
+        {SYS_ppoll, waiting},
+        {SYS_pselect6, waiting},
+        {SYS_nanosleep, {EINTR}},
+        {SYS_clock_nanosleep, {EINTR}},
+        {SYS_syslog, {EINTR, EPERM}},
+        {SYS_madvise, {EAGAIN, EINVAL, ENOMEM}},
 #ifdef SYS_mmap
-    SYS_mmap,
+        {SYS_mmap, mapping},
 #else
-    SYS_mmap2,
+        {SYS_mmap2, mapping},
 #endif
 #ifdef SYS_newfstatat
-    SYS_newfstatat,
+        {SYS_newfstatat, looking},
 #else
-    SYS_fstatat64,
+        {SYS_fstatat64, looking},
 #endif
 #ifdef SYS_open // older machines have these, too
-    SYS_open,       SYS_stat,      SYS_lstat,   SYS_rename,    SYS_unlink,   SYS_mkdir,      SYS_rmdir,
+        {SYS_open, opening},
+        {SYS_stat, looking},
+        {SYS_lstat, looking},
+        {SYS_access, looking},
+        {SYS_readlink, looking},
+        {SYS_rename, changing},
+        {SYS_unlink, changing},
+        {SYS_symlink, changing},
+        {SYS_chmod, changing},
+        {SYS_mkdir, changing},
+        {SYS_rmdir, changing},
+        {SYS_pipe, descriptors},
+        {SYS_dup2, {EBUSY, EINTR, EMFILE}},
+        {SYS_fork, processes},
+        {SYS_vfork, processes},
+        {SYS_poll, waiting},
+        {SYS_select, waiting},
 #endif
-};
+    };
+    return all;
+}
 
 int listen() {
     std::vector<sock_filter> filter;
     filter.push_back(BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)));
-    for (const long call : kCalls) {
+    for (const auto &[call, errors] : table()) {
         filter.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(call), 0, 1));
         filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_USER_NOTIF));
     }
@@ -67,7 +154,7 @@ struct Shared {
 };
 
 // Lets calls fail until the child is gone.
-void supervise(int listener, pid_t child, const Failure &failure, FailureRun &run) {
+void supervise(int listener, pid_t child, const CallFailure &failure, FailureRun &run) {
     const auto until = std::chrono::steady_clock::now() + kPatience;
     for (;;) {
         pollfd wait{listener, POLLIN, 0};
@@ -76,9 +163,12 @@ void supervise(int listener, pid_t child, const Failure &failure, FailureRun &ru
             if (ioctl(listener, SECCOMP_IOCTL_NOTIF_RECV, &request) != 0) {
                 continue;
             }
-            ++run.calls;
-            const bool fails =
-                failure.from != 0 && (failure.once ? run.calls == failure.from : run.calls >= failure.from);
+            bool fails = false;
+            if (request.pid == static_cast<std::uint32_t>(child)) {
+                run.calls.push_back(request.data.nr);
+                const auto number = static_cast<int>(run.calls.size());
+                fails = failure.from != 0 && (failure.once ? number == failure.from : number >= failure.from);
+            }
             seccomp_notif_resp answer{};
             answer.id = request.id;
             answer.error = fails ? -failure.error : 0;
@@ -96,7 +186,7 @@ void supervise(int listener, pid_t child, const Failure &failure, FailureRun &ru
 
 } // namespace
 
-FailureRun runWithFailure(const Failure &failure, const std::function<int()> &body) {
+FailureRun runWithFailure(const CallFailure &failure, const std::function<int()> &body) {
     auto *shared = static_cast<Shared *>(
         mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     const pid_t child = fork();
@@ -132,7 +222,11 @@ bool callsCanFail() {
         char byte = 0;
         return syscall(SYS_pread64, 0, &byte, 1, 0) < 0 && errno == EIO ? 0 : 1;
     });
-    return run.status == 0 && run.calls == 1;
+    return run.status == 0 && run.calls.size() == 1;
+}
+
+const std::vector<int> &errorsOf(long call) {
+    return table().at(call);
 }
 
 } // namespace ozu::test

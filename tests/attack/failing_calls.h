@@ -2,23 +2,28 @@
 #pragma once
 
 #include <functional>
+#include <vector>
 
 namespace ozu::test {
 
-struct Failure {
+struct CallFailure {
     int from = 0;     // number of the first call that fails, from 1; 0: none
     int error = 0;    // what it fails with
     bool once = true; // that one alone, or every call from there on
 };
 
 struct FailureRun {
-    int calls = 0;     // that could have failed
-    int status = 0;    // of the child: its exit status, or minus the signal that ended it
-    bool late = false; // ended by the supervisor because it did not end by itself
+    std::vector<long> calls; // that could have failed: their numbers with the kernel, in order
+    int status = 0;          // of the child: its exit status, or minus the signal that ended it
+    bool late = false;       // ended by the supervisor because it did not end by itself
 };
 
 // The kernel lets an ordinary process supervise the calls of its child.
 bool callsCanFail();
-FailureRun runWithFailure(const Failure &failure, const std::function<int()> &body);
+// Calls of the child's own children are left alone.
+FailureRun runWithFailure(const CallFailure &failure, const std::function<int()> &body);
+// What the manual says that a call of this number fails with, and of these what the file systems, sockets and
+// memory in use can give.
+const std::vector<int> &errorsOf(long call);
 
 } // namespace ozu::test

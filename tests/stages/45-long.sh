@@ -8,6 +8,6 @@ configure_and_build dev
 failed=0
 unit_tests dev build/results/long-unit.xml --label-regex long || failed=1
 panel_tests build/results/long-panel.xml tests/panel -m long || failed=1
-/usr/bin/python3 -m pytest -q -n "$(nproc)" tests/checks tests/c_api -m "long and not clang" \
+/usr/bin/python3 -m pytest -q -n "$(nproc)" tests/checks tests/c_api tests/attack -m "long and not clang" \
     --junit-xml=build/results/long-builds.xml || failed=1
 exit "$failed"

@@ -10,10 +10,12 @@
  *   flood TOPIC N MS  -> flood N          (0 to N-1, a pause of MS between two; repeats what is not accepted)
  *   inflight          -> inflight 0 or 1
  *   fork              -> fork STATUS      (a child that leaves through exit)
- *   exit                                  (ends with 0)
+ *   secrets KEEP      -> secrets CODE     (the database key and the ciphers of /tmp/secret and /tmp/video
+ * with the key of /tmp/key; the process wipes its own copies unless KEEP is 1) exit (ends with 0)
  *
  * A message that arrives is told as: message TOPIC LABEL CLASS COMMAND HEX
  */
+#include <fcntl.h>
 #include <mqttc.h>
 #include <ozudb.h>
 #include <stdio.h>
@@ -21,6 +23,8 @@
 #include <string.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utils_ozu/crypto.h>
+#include <utils_ozu/database_key.h>
 #include <utils_ozu/process.h>
 #include <utils_ozu/state.h>
 
@@ -65,6 +69,27 @@ static int fork_and_leave(void) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+static struct {
+    char database_key[41];
+    unsigned char file_key[16];
+} own;
+
+static unsigned int use_secrets(int keep) {
+    unsigned int result = 0;
+    int key = open("/tmp/key", O_RDONLY | O_CLOEXEC);
+
+    result |= read(key, own.file_key, sizeof own.file_key) == (ssize_t)sizeof own.file_key ? 0U : 1U;
+    close(key);
+    result |= (unsigned int)ozuutils_getDBcypher(own.database_key);
+    result |= ozuutils_crypt_aes128ecb("/tmp/secret", "/tmp/secret.aes", own.file_key, 1);
+    result |= ozuutils_crypt_aes128ecb("/tmp/secret.aes", "/tmp/secret.back", own.file_key, 0);
+    result |= decryptVideoFile("/tmp/video", own.file_key, sizeof own.file_key, 0);
+    if (!keep) {
+        explicit_bzero(&own, sizeof own);
+    }
+    return result;
+}
+
 int main(int argc, char **argv) {
     char line[256];
     char verb[32];
@@ -95,6 +120,8 @@ int main(int argc, char **argv) {
             printf("inflight %d\n", in_flight != 0);
         } else if (words == 1 && strcmp(verb, "fork") == 0) {
             printf("fork %d\n", fork_and_leave());
+        } else if (words == 2 && strcmp(verb, "secrets") == 0) {
+            printf("secrets %u\n", use_secrets(topic[0] == '1'));
         } else if (words == 1 && strcmp(verb, "exit") == 0) {
             return 0;
         } else {

@@ -1,0 +1,151 @@
+// The library's uses with each of their system calls failing in each way that its manual names, once and from
+// there on, whoever makes it: also what the C library, c-ares, OpenSSL and the decoder ask of the kernel.
+
+#include "failing_calls.h"
+#include "fake_platform.h"
+#include "injection.h"
+#include "scenarios.h"
+#include "test_files.h"
+
+#include <utils_ozu/crypto.h>
+#include <utils_ozu/files.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+using namespace ozu::test;
+
+namespace {
+
+// In a process of its own: 0 when the use came to its end and left nothing, 1 when it left something.
+int useOnce(const Scenario &scenario) {
+    static_cast<void>(scenario.run());
+    injection().end();
+    const bool clean = injection().streams == 0 && injection().channels == 0 && injection().memory.empty();
+    return clean ? 0 : 1;
+}
+
+// Uses that make their files or their /proc themselves, so that these calls would fail as well. The first
+// four are tried with files that were there before.
+bool preparesItself(const Scenario &scenario) {
+    constexpr std::array kNames{"allocFileToBuff",
+                                "decryptVideoFile",
+                                "ozuutils_crypt_aes128ecb decrypt",
+                                "ozuutils_crypt_aes128ecb encrypt",
+                                "ozuutils_findProcessId",
+                                "ozuutils_removeRsuFile",
+                                "unlink_cb"};
+    return std::find(kNames.begin(), kNames.end(), scenario.name) != kNames.end();
+}
+
+constexpr std::array<unsigned char, 16> kKey{1, 2, 3};
+
+void prepareFiles() {
+    writeFile(worldFile("plain"), std::string(100000, 'p'));
+    writeFile(worldFile("cipher"), std::string(100000, 'c'));
+}
+
+std::vector<Scenario> fileScenarios() {
+    return {
+        {"allocFileToBuff",
+         [] {
+             void *buffer = nullptr;
+             allocFileToBuff(worldFile("plain").c_str(), &buffer);
+             free(buffer); // also when it could not be opened
+             return std::string();
+         }},
+        {"ozuutils_crypt_aes128ecb encrypt",
+         [] {
+             ozuutils_crypt_aes128ecb(worldFile("plain").c_str(), worldFile("out").c_str(), kKey.data(), 1);
+             return std::string();
+         }},
+        {"ozuutils_crypt_aes128ecb decrypt",
+         [] {
+             ozuutils_crypt_aes128ecb(worldFile("cipher").c_str(), worldFile("out").c_str(), kKey.data(), 0);
+             return std::string();
+         }},
+        {"decryptVideoFile", [] {
+             decryptVideoFile(worldFile("cipher").c_str(), kKey.data(), 16, 0);
+             return std::string();
+         }}};
+}
+
+class LibraryCalls : public testing::TestWithParam<std::vector<Scenario> (*)()> {
+  protected:
+    void SetUp() override {
+        if (!callsCanFail()) {
+            GTEST_SKIP() << "the kernel does not let a process supervise another's calls here";
+        }
+    }
+    void trial(const Scenario &scenario, const CallFailure &failure, long call) {
+        resetWorld();
+        prepareFiles();
+        platform() = FakePlatform();
+        injection().begin(-1, 0, false);
+        static_cast<void>(fflush(stdout));
+        const FailureRun run = runWithFailure(failure, [&] { return useOnce(scenario); });
+        injection().end();
+        ++trials;
+        if (run.late || run.status != 0) {
+            ++failures;
+            printf("failed: %s, call %d (%ld) %s%s: status %d%s\n", scenario.name.c_str(), failure.from, call,
+                   std::strerror(failure.error), failure.once ? "" : " and on", run.status,
+                   run.late ? ", late" : "");
+        }
+    }
+    void sweep(const Scenario &scenario) {
+        resetWorld();
+        prepareFiles();
+        platform() = FakePlatform();
+        injection().begin(-1, 0, false);
+        const FailureRun undisturbed = runWithFailure({}, [&] { return useOnce(scenario); });
+        injection().end();
+        EXPECT_EQ(undisturbed.status, 0) << scenario.name;
+        const char *form = std::getenv("OZU_ATTACK");
+        const bool isLong = form != nullptr && std::strcmp(form, "long") == 0;
+        const std::size_t stride = isLong ? 1 : std::max<std::size_t>(1, undisturbed.calls.size() / 3);
+        for (std::size_t i = 0; i < undisturbed.calls.size(); i += stride) {
+            for (const int error : errorsOf(undisturbed.calls[i])) {
+                for (const bool once : {true, false}) {
+                    if ((error != EINTR && error != EAGAIN) || once) {
+                        trial(scenario, {static_cast<int>(i) + 1, error, once}, undisturbed.calls[i]);
+                    }
+                }
+            }
+        }
+    }
+    long trials = 0;
+    long failures = 0;
+};
+
+std::string nameOf(const testing::TestParamInfo<std::vector<Scenario> (*)()> &room) {
+    constexpr std::array kNames{"alarm",   "devices",  "media", "network",
+                                "process", "security", "time",  "files"};
+    return kNames.at(room.index);
+}
+
+} // namespace
+
+TEST_P(LibraryCalls, fail) {
+    std::vector<Scenario> scenarios = GetParam()();
+    if (GetParam() != fileScenarios) {
+        std::erase_if(scenarios, preparesItself);
+    }
+    for (const Scenario &scenario : scenarios) {
+        sweep(scenario);
+    }
+    printf("attack: %s: %ld trials, %ld failures, %zu uses\n",
+           testing::UnitTest::GetInstance()->current_test_info()->name(), trials, failures, scenarios.size());
+    EXPECT_GT(trials, 0);
+    EXPECT_EQ(failures, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(, LibraryCalls,
+                         testing::Values(alarmScenarios, deviceScenarios, mediaScenarios, networkScenarios,
+                                         processScenarios, securityScenarios, timeScenarios, fileScenarios),
+                         nameOf);
