@@ -1,4 +1,4 @@
-# Lookups of names: names_bench in time, names_count for counting instructions (names_count.py).
+# Lookups of names: names_bench in time, names_count for counting instructions (lookups_count.py).
 find_program(GPERF gperf REQUIRED)
 set(peers_dir "${CMAKE_CURRENT_BINARY_DIR}/names_peers")
 set(names_data "${PROJECT_SOURCE_DIR}/tests/unit/alarm/data")

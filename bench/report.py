@@ -16,20 +16,22 @@ import subprocess
 import sys
 import time
 
-import names_count
+import lookups_count
+import text_count
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 PAGE = ROOT / "docs/performance.md"
 BEGIN, END = "<!-- table: bench/report.py --write -->", "<!-- end of the table -->"
-# Comparisons of text_bench with a target; the others are shown without one.
 # The search is no slower than its peer; the rest is the noise of a run.
-TEXT_TARGETS = {"search": 1.05}
+SEARCH_TARGET = 1.05
+INSTRUCTIONS, COST, TIME = "instructions", "cost", "time"
+PEERS = ("libabsl-dev", "libssl3", "libstdc++-12-dev", "libc6", "libc-ares2", "libjpeg62-turbo", "sysvinit-utils", "gperf")
 NUMBER = r"([\d.]+)"
 
 
 class Row:
-    def __init__(self, family, what, ours, peer, theirs, ratio, target=None):
-        self.family, self.what, self.ours, self.peer, self.theirs = family, what, ours, peer, theirs
+    def __init__(self, family, what, ours, peer, theirs, ratio, target=None, unit=TIME):
+        self.family, self.what, self.ours, self.peer, self.theirs, self.unit = family, what, ours, peer, theirs, unit
         self.ratio, self.target = float(ratio), None if target is None else float(target)
 
     @property
@@ -39,7 +41,7 @@ class Row:
     def cells(self):
         target = "" if self.target is None else f"{self.target:g}"
         verdict = "" if self.target is None else "missed" if self.missed else "met"
-        return [self.family, self.what, self.ours, self.peer, self.theirs, f"{self.ratio:.3f}", target, verdict]
+        return [self.family, self.what, self.unit, self.ours, self.peer, self.theirs, f"{self.ratio:.3f}", target, verdict]
 
 
 def run(*command):
@@ -58,11 +60,20 @@ def ratio_rows(family, program, target_of):
 
 
 def text_rows(build):
-    return ratio_rows("text", build / "bin/text_bench", lambda what, peer: TEXT_TARGETS.get(what.split("/")[0]))
+    for what, ours, peer, theirs, most in text_count.comparisons(build / "bin"):
+        yield Row("text", what, f"{ours:.0f}", peer, f"{theirs:.0f}", ours / theirs, most, INSTRUCTIONS)
+
+    def target_of(what, _):
+        return SEARCH_TARGET if what.startswith("search") else None
+
+    for row in ratio_rows("text", build / "bin/text_bench", target_of):
+        row.what, row.peer = row.what.replace("_", " "), row.peer.replace(",_", ", ")
+        yield row
 
 
-def names_rows(build):
-    return ratio_rows("names", build / "bin/names_bench", names_count.limit)
+def lookup_rows(build, family):
+    for what, peer, _, _, ours, theirs, most, _ in lookups_count.comparisons(build / "bin", f"{family}_count"):
+        yield Row(family, what, f"{ours:.1f}", peer, f"{theirs:.1f}", ours / theirs, most, COST)
 
 
 def files_rows(build, size):
@@ -113,6 +124,11 @@ def processor_time(command):
     return usage.ru_utime + usage.ru_stime
 
 
+def versions():
+    done = subprocess.run(["dpkg-query", "-W", "-f", "${Package} ${Version}, ", *PEERS], capture_output=True, text=True)
+    return done.stdout.rstrip(", ")
+
+
 def machine():
     model = re.search(r"^model name\s*: (.+)$", pathlib.Path("/proc/cpuinfo").read_text(), re.M)
     load = ", ".join(f"{value:.1f}" for value in os.getloadavg())
@@ -127,16 +143,18 @@ def main():
     options = parser.parse_args()
     build = options.build.resolve()
     where = machine()
-    rows = [*text_rows(build), *names_rows(build), *process_rows(build), *network_rows(build), *files_rows(build, options.size)]
-    head = ["family", "what", "ours", "peer", "theirs", "ratio", "at most", ""]
+    rows = [*text_rows(build), *lookup_rows(build, "names"), *lookup_rows(build, "state"), *process_rows(build),
+            *network_rows(build), *files_rows(build, options.size)]
+    head = ["family", "what", "unit", "ours", "peer", "theirs", "ratio", "at most", ""]
     table = [head, ["---"] * len(head)] + [row.cells() for row in rows]
     text = "\n".join("| " + " | ".join(cells) + " |" for cells in table)
-    measured = f"Measured {time.strftime('%Y-%m-%d')} on {where}."
+    measured = f"Measured {time.strftime('%Y-%m-%d')} on {where}.\nPeers: {versions()}."
     print(f"{measured}\n\n{text}")
     if options.write:
         before, _, rest = PAGE.read_text().partition(BEGIN)
         _, _, after = rest.partition(END)
         PAGE.write_text(f"{before}{BEGIN}\n\n{measured}\n\n{text}\n\n{END}{after}")
+        subprocess.run([sys.executable, ROOT / "docs/figures/draw.py", "performance"], check=True)
     missed = [row for row in rows if row.missed]
     for row in missed:
         print(f"missed: {row.what} against {row.peer}: {row.ratio:.3f}, at most {row.target:g}")

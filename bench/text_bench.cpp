@@ -1,53 +1,15 @@
-// Conversions against what a program would take from the C library.
-#include <utils_ozu/text.h>
+// Conversions against what a program would take instead, in time: the cases of text_cases.h, and searches.
+#include "text_cases.h"
 
 #include <benchmark/benchmark.h>
 
-#include <array>
-#include <cctype>
-#include <cstdint>
-#include <cstdio>
-#include <cstring>
-#include <random>
+#include <algorithm>
 #include <string>
 #include <vector>
 
 namespace {
 
-constexpr std::size_t kNumbers = 1024;
-
-// Numbers of all lengths.
-std::vector<std::uint32_t> numbers() {
-    std::mt19937 random(1);
-    std::vector<std::uint32_t> all(kNumbers);
-    for (std::uint32_t &number : all) {
-        number = static_cast<std::uint32_t>(random()) >> random() % 32;
-    }
-    return all;
-}
-
-// Calls convert(number, buffer) for one number after the other.
-template <typename Convert>
-void convertNumbers(benchmark::State &state, Convert convert) {
-    const auto all = numbers();
-    std::array<char, 32> text{};
-    std::size_t next = 0;
-    for (auto _ : state) {
-        convert(all[next], text.data());
-        benchmark::DoNotOptimize(text.data());
-        benchmark::ClobberMemory();
-        next = (next + 1) % kNumbers;
-    }
-}
-
-std::vector<std::uint8_t> bytes(std::size_t count) {
-    std::mt19937 random(2);
-    std::vector<std::uint8_t> all(count);
-    for (std::uint8_t &byte : all) {
-        byte = static_cast<std::uint8_t>(random());
-    }
-    return all;
-}
+using text_bench::bytes;
 
 using Search = void *(*)(const std::uint8_t *buf, const std::uint8_t *pattern, unsigned int bufLen,
                          unsigned int patLen);
@@ -84,54 +46,23 @@ void searchRepeated(benchmark::State &state, Search function) {
     }
 }
 
-constexpr std::size_t kHexBytes = 1024;
-
-void hexTextOurs(benchmark::State &state) {
-    const auto data = bytes(kHexBytes);
-    std::vector<char> text(2 * kHexBytes);
+void convert(benchmark::State &state, text_bench::Job job, std::size_t count) {
+    text_bench::Input input(count);
     for (auto _ : state) {
-        ozuutils_String2Ascii(text.data(), data.data(), kHexBytes);
+        job(input);
         benchmark::ClobberMemory();
     }
 }
 
-void hexTextSnprintf(benchmark::State &state) {
-    const auto data = bytes(kHexBytes);
-    std::vector<char> text(2 * kHexBytes + 1);
-    for (auto _ : state) {
-        for (std::size_t i = 0; i < kHexBytes; ++i) {
-            snprintf(&text[2 * i], 3, "%02X", data[i]);
-        }
-        benchmark::ClobberMemory();
+// CASE/WAY, spaces as underscores.
+std::string nameOf(const text_bench::Case &measured, std::size_t count) {
+    std::string name(measured.what);
+    if (name.find("hex") != std::string::npos) {
+        name += ", " + std::to_string(count) + " bytes";
     }
-}
-
-std::string hexText() {
-    const auto data = bytes(kHexBytes);
-    std::string text(2 * kHexBytes, '\0');
-    ozuutils_String2Ascii(text.data(), data.data(), kHexBytes);
-    return text;
-}
-
-void hexParseOurs(benchmark::State &state) {
-    const std::string text = hexText();
-    std::vector<std::uint8_t> data(kHexBytes);
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(ozuutils_hexStringToBinary(text.c_str(), data.data(), kHexBytes, 0));
-        benchmark::ClobberMemory();
-    }
-}
-
-void hexParseStrtoul(benchmark::State &state) {
-    const std::string text = hexText();
-    std::vector<std::uint8_t> data(kHexBytes);
-    for (auto _ : state) {
-        for (std::size_t i = 0; i < kHexBytes; ++i) {
-            const char pair[] = {text[2 * i], text[2 * i + 1], '\0'};
-            data[i] = static_cast<std::uint8_t>(strtoul(pair, nullptr, 16));
-        }
-        benchmark::ClobberMemory();
-    }
+    name += "/" + std::string(measured.way);
+    std::replace(name.begin(), name.end(), ' ', '_');
+    return name;
 }
 
 void registerAll() {
@@ -148,28 +79,15 @@ void registerAll() {
     add("search/repeated/ours", [](benchmark::State &s) { searchRepeated(s, searchOurs); });
     add("search/repeated/memmem", [](benchmark::State &s) { searchRepeated(s, searchMemmem); });
 
-    add("decimal/minimal/ours", [](benchmark::State &s) {
-        convertNumbers(s, [](std::uint32_t n, char *text) { ozuutils_Num2MinimalDecStr(n, text, 10); });
-    });
-    add("decimal/minimal/snprintf", [](benchmark::State &s) {
-        convertNumbers(s, [](std::uint32_t n, char *text) { snprintf(text, 32, "%u", n); });
-    });
-    add("decimal/10_digits/ours", [](benchmark::State &s) {
-        convertNumbers(s, [](std::uint32_t n, char *text) { ozuutils_num2decstr(n, text, 10); });
-    });
-    add("decimal/10_digits/snprintf", [](benchmark::State &s) {
-        convertNumbers(s, [](std::uint32_t n, char *text) { snprintf(text, 32, "%010u", n); });
-    });
-    add("hex/8_digits/ours", [](benchmark::State &s) {
-        convertNumbers(s, [](std::uint32_t n, char *text) { ozuutils_num2hexstr(n, text, 8); });
-    });
-    add("hex/8_digits/snprintf", [](benchmark::State &s) {
-        convertNumbers(s, [](std::uint32_t n, char *text) { snprintf(text, 32, "%08X", n); });
-    });
-    add("hex/bytes_1024/ours", hexTextOurs);
-    add("hex/bytes_1024/snprintf", hexTextSnprintf);
-    add("hex/parse_1024/ours", hexParseOurs);
-    add("hex/parse_1024/strtoul", hexParseStrtoul);
+    for (const auto &measured : text_bench::kCases) {
+        const bool sized = measured.what.find("hex") != std::string_view::npos;
+        for (const std::size_t count : {std::size_t{20}, std::size_t{4096}}) {
+            if (sized || count == 20) {
+                add(nameOf(measured, count),
+                    [&measured, count](benchmark::State &s) { convert(s, measured.run, count); });
+            }
+        }
+    }
 }
 
 const bool kRegistered = (registerAll(), true);

@@ -7,6 +7,7 @@ would come out differently is named, and the exit status is 1.
 """
 
 import json
+import math
 import pathlib
 import re
 import sys
@@ -317,8 +318,41 @@ def network_times():
     return p.svg(height)
 
 
+def performance():
+    lines = (ROOT / "docs/performance.md").read_text().splitlines()
+    table = [[cell.strip() for cell in line[2:].removesuffix("|").split("|")] for line in lines if line.startswith("| ")]
+    rows = [row for row in table if row[0] not in ("family", "---")]
+    left, right, step = 430, 840, 19
+    lowest, highest = 0.01, 3.0
+
+    def place(ratio):
+        share = math.log(min(max(float(ratio), lowest), highest) / lowest) / math.log(highest / lowest)
+        return left + share * (right - left)
+
+    p = Picture(900, "What the library takes of what each peer takes: left of 1 it is faster", "bench/report.py --write, then docs/figures/draw.py performance", rows)
+    height = 52 + len(rows) * step + len({row[0] for row in rows}) * (step + 8) + 12
+    p.text(16, 22, p.title, "head")
+    for ratio in (0.01, 0.03, 0.1, 0.3, 1, 3):
+        p.line(place(ratio), 48, place(ratio), height - 10, "line" if ratio == 1 else "rule")
+        p.text(place(ratio), 43, f"{ratio:g}", "mid small soft")
+    y, last = 52, None
+    for family, what, unit, _, peer, _, ratio, most, verdict in rows:
+        if family != last:
+            last = family
+            y += 8
+            p.text(16, y + 12, family, "head")
+            y += step
+        p.text(left - 10, y + 12, shortened(f"{what} / {peer}, {unit}", 66), "end small")
+        if most:
+            p.line(place(most), y + 2, place(most), y + 14, "line")
+        p.add("circle", cx=place(ratio), cy=y + 8, r=4, class_={"met": "good", "missed": "bad"}.get(verdict, "backtip"))
+        p.text(right + 10, y + 12, ratio, "small")
+        y += step
+    return p.svg(height)
+
+
 PICTURES = {"parts": parts, "record": record, "size": size, "monitor": monitor, "start": start, "reboot": reboot,
-            "box": box, "demo": demo, "network_times": network_times}
+            "box": box, "demo": demo, "network_times": network_times, "performance": performance}
 
 
 def main():

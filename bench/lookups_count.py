@@ -1,8 +1,8 @@
-"""Counts what the name lookups cost with callgrind and compares ours with its peers.
+"""Counts what lookups of names and questions about the shared record cost with callgrind and compares ours with its peers.
 
-usage: names_count.py FOLDER_OF_PROGRAMS
+usage: lookups_count.py FOLDER_OF_PROGRAMS
 
-Prints instructions and mispredicted branches for each lookup, the loop around it taken off. The cost is callgrind's
+Prints instructions and mispredicted branches for each, the loop around it taken off. The cost is callgrind's
 usual estimate, instructions plus ten for each mispredicted branch; unlike time it is the same in every run. The exit
 status is 1 when a target is missed (LIMITS). All ways must give the same names.
 """
@@ -13,7 +13,8 @@ import subprocess
 import sys
 
 STEPS = 4096
-LIMITS = {"switch": 1.07, "unordered_map": 1.2, "gperf": 1.0, "scan": 0.1}
+PROGRAMS = ("names_count", "state_count")
+LIMITS = {"switch": 1.07, "unordered_map": 1.2, "gperf": 1.0, "scan": 0.1, "loads": 2.9}
 # A perfect hash does not ask for the product as seldom as the scan does; it is shown, no more.
 NO_LIMIT = {("device_type_code", "gperf")}
 
@@ -32,9 +33,9 @@ def run(program, question, way):
     return (totals["Ir"] / STEPS, (totals["Bcm"] + totals["Bim"]) / STEPS), done.stdout
 
 
-def comparisons(folder):
-    """(question, way, instructions of ours, of that way, estimated costs of both, the most that ours may take, same answers)"""
-    program = pathlib.Path(folder) / "names_count"
+def comparisons(folder, name):
+    """Of one program: (question, way, instructions of ours, of that way, estimated costs of both, the most that ours may take, same answers)"""
+    program = pathlib.Path(folder) / name
     listed = [line.split() for line in subprocess.check_output([program], text=True).splitlines()]
     for question in dict.fromkeys(question for question, _ in listed):
         counts, answers = {}, {}
@@ -50,7 +51,8 @@ def comparisons(folder):
 
 def main(folder):
     missed = 0
-    for question, way, ours, theirs, our_cost, their_cost, most, same in comparisons(folder):
+    compared = (row for name in PROGRAMS for row in comparisons(folder, name))
+    for question, way, ours, theirs, our_cost, their_cost, most, same in compared:
         ratio = our_cost / their_cost
         verdict = "" if most is None else "ok" if same and ratio <= most else "MISSED" if same else "DIFFERENT"
         missed += verdict not in ("", "ok")
