@@ -329,7 +329,7 @@ def performance():
         share = math.log(min(max(float(ratio), lowest), highest) / lowest) / math.log(highest / lowest)
         return left + share * (right - left)
 
-    p = Picture(900, "What the library takes of what each peer takes: left of 1 it is faster", "bench/report.py --write, then docs/figures/draw.py performance", rows)
+    p = Picture(900, "What the library takes of what each peer takes: left of 1 it is faster", made("performance", False), rows)
     height = 52 + len(rows) * step + len({row[0] for row in rows}) * (step + 8) + 12
     p.text(16, 22, p.title, "head")
     for ratio in (0.01, 0.03, 0.1, 0.3, 1, 3):
