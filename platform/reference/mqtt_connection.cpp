@@ -41,6 +41,14 @@ void addPair(Properties &list, const char *name, const std::string &value) {
     }
 }
 
+// When it was sent, for those who put what happened in order. Receivers of the message do not see it.
+void addSendersTime(Properties &list, const std::string &sent) {
+    mosquitto_property *raw = list.release();
+    mosquitto_property_add_binary(&raw, MQTT_PROP_CORRELATION_DATA, sent.data(),
+                                  static_cast<std::uint16_t>(sent.size()));
+    list.reset(raw); // without it the time of arrival counts
+}
+
 Properties sessionExpiry(std::uint32_t seconds) {
     mosquitto_property *raw = nullptr;
     mosquitto_property_add_int32(&raw, MQTT_PROP_SESSION_EXPIRY_INTERVAL, seconds);
@@ -243,6 +251,7 @@ void MqttSession::send(Outgoing &outgoing) {
     addPair(properties, kLabelProperty, message.label);
     addPair(properties, kClassProperty, std::to_string(message.messageClass));
     addPair(properties, kCommandProperty, std::to_string(message.command));
+    addSendersTime(properties, message.sent);
     const int result = mosquitto_publish_v5(client_, &outgoing.mid, message.topic.c_str(),
                                             static_cast<int>(message.payload.size()), message.payload.data(),
                                             1, false, properties.get());

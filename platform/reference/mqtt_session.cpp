@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 
@@ -37,6 +38,8 @@ std::size_t packetBytes(const BusMessage &message) {
     add(kLabelProperty, message.label.size());
     add(kClassProperty, std::to_string(message.messageClass).size());
     add(kCommandProperty, std::to_string(message.command).size());
+    constexpr std::size_t kSentFrame = 3; // what it is, and its length
+    properties += kSentFrame + message.sent.size();
     constexpr std::size_t kTopicLength = 2;
     constexpr std::size_t kNumber = 2;
     const std::size_t rest = kTopicLength + message.topic.size() + kNumber + bytesOfLength(properties) +
@@ -177,6 +180,9 @@ int MqttSession::publish(BusMessage message) {
     if (!isSendable(message)) {
         return kInvalidArgument;
     }
+    using namespace std::chrono;
+    message.sent =
+        std::to_string(duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count());
     const std::size_t bytes = message.payload.size();
     std::unique_lock lock(mutex_);
     if (packetBytes(message) > mostPacketBytes_) {

@@ -34,6 +34,7 @@ struct BusMessage {
     int messageClass = 0;
     int command = 0;
     std::vector<unsigned char> payload;
+    std::string sent = {}; // when the caller published it, UTC milliseconds in decimal
 };
 
 // The broker takes its topic and its label.

@@ -1,5 +1,6 @@
 """ozuctl against a running panel: outputs follow their schemas, exit codes say what happened."""
 
+import datetime
 import json
 import pathlib
 import signal
@@ -317,3 +318,31 @@ def test_box_commands():
     assert subprocess.run([*program, "stop", folder]).returncode == 0
     assert not pathlib.Path(folder).exists()
     assert subprocess.run([*program, "run", "--no-broker", "--", "sh", "-c", "exit 7"]).returncode == 7
+
+
+def milliseconds(time):
+    return datetime.datetime.strptime(time, "%Y-%m-%dT%H:%M:%S.%fZ").replace(tzinfo=datetime.timezone.utc).timestamp() * 1000
+
+
+def test_a_message_stands_at_its_senders_time(ozuctl, box):
+    """A monitor that was kept from running finds the message and what it caused at the same moment."""
+    ozuctl("state", "set", "cpPlasticVersion=1")
+    monitor = box.popen(box.program("ozuctl", "--json", "monitor", "--no-state", "--count", "4", "--for", "30"), stdout=subprocess.PIPE, text=True)
+    monitor.stdout.readline()
+    monitor.send_signal(signal.SIGSTOP)
+    began = time.time() * 1000
+    ozuctl("publish", "Process/NOBODY", "01")
+    ended = time.time() * 1000
+    box.run(["sh", "-c", "date -u +'%Y-%m-%dT%H:%M:%S.%3NZ 70000 E CORE[1] - - effect' >>/var/lib/ozu/log/CORE.log"], check=True)
+    for sent in (str(int(time.time() * 1000) + 10**9), "0", "x" * 9, "9" * 60000):  # none of them is a time that counts
+        box.run(["mosquitto_pub", "-V", "5", "-t", "Process/ODD", "-m", "x", "-D", "publish", "correlation-data", sent], check=True)
+    resumed = time.time() * 1000
+    monitor.send_signal(signal.SIGCONT)
+    records = [json.loads(line) for line in monitor.stdout]
+    assert monitor.wait(60) in (0, 124)
+    monitor.stdout.close()
+    message = next(record for record in records if record.get("topic") == "Process/NOBODY")
+    assert int(began) <= milliseconds(message["time"]) <= ended
+    if effects := [place for place, record in enumerate(records) if record.get("text") == "effect"]:
+        assert records.index(message) < effects[0]
+    assert all(milliseconds(record["time"]) >= int(resumed) for record in records if record.get("topic") == "Process/ODD")

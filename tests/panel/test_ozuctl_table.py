@@ -219,12 +219,13 @@ LOOKING = [["names", "device"], ["names", "tarn1", "1"], ["names", "tarnplus", "
            ["random", "bytes"], ["time", "parse", "x"], ["ps", "init"], ["monitor", "--no-bus", "--for", "0.1"],
            ["state", "watch", "--for", "0.1"], ["partition", "find", "main"], ["partition", "disarmed", "main"],
            ["log"], ["doctor"], ["settings"], ["settings", "log.files"], ["completion", "bash"],
-           ["wait-for", "process", "X", "--gone"]]
+           ["wait-for", "process", "X", "--gone"], ["call", "--list"], ["call", "_RTC_is_synched"],
+           ["call", "ozuutils_isSystemTimeOk", "1"], ["call", "WaitForUnsentData", "0"], ["report"], ["draw", "/none", "-o", "/tmp/none.svg"]]
 CHANGING = [["state", "set", "cpPlasticVersion=1"], ["publish", "Process/NOBODY", "00"], ["severity", "X", "DEBUG"],
             ["events", "add", "command", "1", "1", "m"], ["events", "add", "http", "GET", "s", "200"],
             ["events", "add", "socket", "127.0.0.1", "1"], ["nxp", "serial"], ["nxp", "uart", "1"], ["nxp", "send", "00"],
             ["gpio", "1", "1"], ["net", "route", "add", "10.9.8.7"], ["net", "route", "del", "10.9.8.7"],
-            ["time", "zone", "UTC"], ["reboot"], ["settings", "log.files", "3"]]
+            ["time", "zone", "UTC"], ["reboot"], ["call", "clear_ring_buffer"], ["call", "request_CP_reboot_from"], ["settings", "log.files", "3"]]
 
 
 def segments():
@@ -311,7 +312,8 @@ DOCUMENTS = [  # arguments, exit status, schema
     (["settings", "log.files", "3"], 0, "done"), (["settings", "log.files"], 0, "settings"), (["settings"], 0, "settings-list"),
     (["settings", "nothing"], 1, "failure"), (["log"], 0, "log"), (["wait-for", "process", "X", "--gone"], 0, "wait-for"),
     (["wait-for", "state", "cpPlasticVersion=9", "--for", "0.1"], 124, "failure"), (["doctor"], 0, "doctor"),
-    (["replay", "/none"], 1, "failure"), (["completion", "fish"], 2, "failure"),
+    (["replay", "/none"], 1, "failure"), (["call", "safe_atoi", "7"], 0, "call"), (["call", "--list"], 0, "call-list"), (["call", "x"], 2, "failure"),
+    (["draw", "/none", "-o", "/tmp/a.svg"], 1, "failure"), (["report"], 0, "report"), (["report", "-o", "/tmp"], 4, "failure"), (["completion", "fish"], 2, "failure"),
     (["severity", "X", "DEBUG"], 0, "done"), (["severity", "X"], 0, "severity"), (["severity"], 0, "severity-list"),
     (["severity", "X", "LOUD"], 2, "failure"), (["processes"], 0, "processes"), (["events"], 0, "events"),
     (["events", "add", "command", "DISARM", "0", "m"], 2, "failure"),

@@ -71,6 +71,22 @@ Sender senderOf(const mosquitto_property *properties) {
     }
 }
 
+// When the sender published it, where the message tells and the clock agrees: not in the future, and not
+// longer ago than a broker keeps what it cannot hand on. Otherwise now.
+std::int64_t sentMs(const mosquitto_property *properties) {
+    constexpr std::int64_t kMaxAgeMs = 600000;
+    const std::int64_t now = nowMilliseconds();
+    void *bytes = nullptr;
+    std::uint16_t length = 0;
+    if (mosquitto_property_read_binary(properties, MQTT_PROP_CORRELATION_DATA, &bytes, &length, false) ==
+        nullptr) {
+        return now;
+    }
+    const std::unique_ptr<void, decltype(&free)> own(bytes, free);
+    const auto sent = wholeNumber({static_cast<const char *>(bytes), length});
+    return sent && *sent <= now && *sent >= now - kMaxAgeMs ? *sent : now;
+}
+
 // The payload again where it is nothing but printable text.
 std::string readable(std::span<const unsigned char> payload) {
     const bool plain = payload.size() > 1 &&
@@ -112,7 +128,7 @@ Happening messageHappening(const mosquitto_message &message, const mosquitto_pro
     } else {
         text += readable(shown);
     }
-    return {nowMilliseconds(), std::move(record), std::move(text)};
+    return {message.retain ? nowMilliseconds() : sentMs(properties), std::move(record), std::move(text)};
 }
 
 std::string freshClientName() {

@@ -1,9 +1,12 @@
 // ozuctl: asks the panel and its library, and shows what happens on the panel.
 
+#include "arguments.h"
 #include "codes.h"
+#include "colours.h"
 #include "command_line.h"
 #include "commands/commands.h"
 #include "help.h"
+#include "numbers.h"
 
 #ifdef OZUCTL_REFERENCE_PLATFORM
 #include <ozu_platform_tools.h>
@@ -22,6 +25,7 @@ constexpr void (*kGroups[])(CLI::App &, Context &) = {
     registerStatus,
     registerState,
     registerBus,
+    registerCall,
     registerCrypt,
     registerMedia,
 #ifdef OZUCTL_REFERENCE_PLATFORM
@@ -30,6 +34,8 @@ constexpr void (*kGroups[])(CLI::App &, Context &) = {
     registerLog,
     registerReplay,
     registerSettings,
+    registerDraw,
+    registerReport,
     registerDoctor,
     registerCompletion,
     registerEvents,
@@ -75,12 +81,19 @@ ExitCode run(Context &context, int argc, char **argv) {
     if (argc > 0) {
         becomeBoxIfAsked(argv + 1);
     }
+    chooseColours("auto");
     CLI::App app{"Asks the panel and its library, and shows what happens on the panel."};
     app.formatter(std::make_shared<HelpFormatter>());
     app.set_version_flag("--version", "ozuctl " OZUCTL_VERSION, "Print the version");
     app.set_help_flag("-h,--help", "Print this help");
     app.add_flag("--json", context.json, "Print JSON (streams: one document a line)");
     app.add_flag("--yes", context.yes, "Do it outside of a panel box, too");
+    addChecked(
+        app, "--color", "auto|always|never",
+        [](const std::string &what, const std::string &text) {
+            chooseColours(requireWord(what, text, {"auto", "always", "never"}));
+        },
+        "Colours: on terminals without NO_COLOR (auto), or as told");
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(exitStatusText());

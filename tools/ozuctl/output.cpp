@@ -37,8 +37,11 @@ std::size_t widthOf(const std::string &text) {
         std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
 }
 
+// What of a table's texts are names.
+enum class Names { firstRow, firstColumn };
+
 // Columns as wide as their widest text; the last one is not padded.
-void printColumns(const std::vector<std::vector<std::string>> &rows) {
+void printColumns(const std::vector<std::vector<std::string>> &rows, Names names) {
     std::vector<std::size_t> widths;
     for (const auto &row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
@@ -49,7 +52,8 @@ void printColumns(const std::vector<std::vector<std::string>> &rows) {
     std::string text;
     for (const auto &row : rows) {
         for (std::size_t column = 0; column < row.size(); ++column) {
-            text += row[column];
+            const bool name = names == Names::firstRow ? &row == &rows.front() : column == 0;
+            text += paint(row[column], name ? Look::name : Look::plain);
             if (column + 1 < row.size()) {
                 text.append(widths[column] - widthOf(row[column]) + 2, ' ');
             }
@@ -74,7 +78,7 @@ void printTable(const Json &records) {
         }
         rows.push_back(std::move(row));
     }
-    printColumns(rows);
+    printColumns(rows, Names::firstRow);
 }
 
 bool isCoded(const Json &value) {
@@ -95,7 +99,7 @@ void printText(const Json &document) {
         for (const auto &[key, value] : document.items()) {
             rows.push_back({visible(key), plainText(value)});
         }
-        printColumns(rows);
+        printColumns(rows, Names::firstColumn);
         return;
     }
     writeLine(plainText(document));
@@ -218,12 +222,12 @@ void printChanged(const Context &context, const std::string &what) {
     print(context, {{"done", true}, {"what", what}}, "");
 }
 
-void printRecord(const Context &context, const Json &record, const std::string &text) {
+void printRecord(const Context &context, const Json &record, const std::string &text, Look look) {
     documentPrinted = true;
     if (context.json) {
         writeOut(dump(record, -1) + '\n');
     } else {
-        writeLine(text);
+        writeLine(text, look);
     }
 }
 
@@ -233,8 +237,8 @@ void writeOut(std::string_view bytes) {
     }
 }
 
-void writeLine(std::string_view text) {
-    writeOut(visible(text) + '\n');
+void writeLine(std::string_view text, Look look) {
+    writeOut(paint(text, look) + '\n');
 }
 
 void writeLines(std::string_view text) {

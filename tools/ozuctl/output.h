@@ -3,6 +3,7 @@
 #pragma once
 
 #include "bounded_json.h"
+#include "colours.h"
 #include "context.h"
 
 #include <cstdint>
@@ -46,11 +47,12 @@ void print(const Context &context, const Json &document, const std::string &text
 // Prints that a change was made: a document with --json, nothing for people.
 void printChanged(const Context &context, const std::string &what);
 
-// Prints one record of a stream: a JSON line, or the text given for people.
-void printRecord(const Context &context, const Json &record, const std::string &text);
+// Prints one record of a stream: a JSON line, or the text given for people, in its look.
+void printRecord(const Context &context, const Json &record, const std::string &text,
+                 Look look = Look::plain);
 
 // One line of text, escaped; text of several lines, as in a help.
-void writeLine(std::string_view text);
+void writeLine(std::string_view text, Look look = Look::plain);
 void writeLines(std::string_view text);
 
 // Bytes as they are.

@@ -23,6 +23,7 @@ void registerImsi(CLI::App &app, Context &context);
 void registerModem(CLI::App &app, Context &context);
 void registerMonitor(CLI::App &app, Context &context);
 void registerBus(CLI::App &app, Context &context);
+void registerCall(CLI::App &app, Context &context);
 void registerNet(CLI::App &app, Context &context);
 void registerNames(CLI::App &app, Context &context);
 void registerNxp(CLI::App &app, Context &context);
@@ -38,8 +39,10 @@ void registerSystem(CLI::App &app, Context &context);
 void registerTime(CLI::App &app, Context &context);
 void registerCompletion(CLI::App &app, Context &context);
 void registerDoctor(CLI::App &app, Context &context);
+void registerDraw(CLI::App &app, Context &context);
 void registerLog(CLI::App &app, Context &context);
 void registerReplay(CLI::App &app, Context &context);
+void registerReport(CLI::App &app, Context &context);
 void registerSettings(CLI::App &app, Context &context);
 void registerWaitFor(CLI::App &app, Context &context);
 

@@ -54,7 +54,7 @@ ExitCode follow(const Context &context, const LogOptions &options, Timeline &tim
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(options.seconds);
     const auto show = [&](bool everything) {
         for (const Happening &line : timeline.ripe(everything)) {
-            printRecord(context, lineRecord(line), lineText(line));
+            printRecord(context, lineRecord(line), lineText(line), lookOf(line.record));
         }
     };
     while (!stopped() && (options.seconds <= 0 || std::chrono::steady_clock::now() < end)) {
@@ -104,7 +104,7 @@ ExitCode log(const Context &context, const LogOptions &options) {
         return kDone;
     }
     for (const Happening &line : past) {
-        printRecord(context, lineRecord(line), lineText(line));
+        printRecord(context, lineRecord(line), lineText(line), lookOf(line.record));
     }
     return options.follow ? follow(context, options, timeline, *follower) : kDone;
 }

@@ -152,7 +152,7 @@ class Stream {
             if (!options_.filter.passes(happening.record)) {
                 continue;
             }
-            printRecord(context_, record, timeText(happening.timeMs) + " " + happening.text);
+            printRecord(context_, record, timeText(happening.timeMs) + " " + happening.text, lookOf(record));
             before_ = happening.timeMs;
             if (++shown_ == options_.count) {
                 return false;

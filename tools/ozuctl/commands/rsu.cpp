@@ -26,7 +26,7 @@ struct Content {
 };
 
 // What lies below a folder; links are counted, not followed.
-Content contentOf(const std::string &folder) {
+Content imagesIn(const std::string &folder) {
     Content content;
     std::error_code ignored;
     content.exists = fs::is_directory(folder, ignored);
@@ -45,7 +45,7 @@ Content contentOf(const std::string &folder) {
 
 Json row(int type) {
     const std::string folder = ozuutils_getRsuFolder(type);
-    const Content content = contentOf(folder);
+    const Content content = imagesIn(folder);
     return {{"type", coded(type, getDeviceTypeName(type))},
             {"folder", folder},
             {"exists", content.exists},
