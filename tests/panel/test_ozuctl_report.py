@@ -71,7 +71,7 @@ def test_secrets_stay_here(box):
     assert "dbKey=<left-out> and more" in log and '"door":"open"' in log and "http://<left-out>@server/x" in log
     assert json.loads(files["ozu-report/settings.json"])["service.token"] == "<left-out>"
     passphrase = ozuctl.ask(box, "db-key", "db-key", "--show")
-    assert not any(str(passphrase.get("passphrase", "\0")).encode() in content for content in files.values())
+    assert len(passphrase) >= 16 and not any(passphrase.encode() in content for content in files.values())
 
 
 def test_hostile_folders(tmp_path):

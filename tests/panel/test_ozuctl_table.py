@@ -312,7 +312,7 @@ DOCUMENTS = [  # arguments, exit status, schema
     (["settings", "log.files", "3"], 0, "done"), (["settings", "log.files"], 0, "settings"), (["settings"], 0, "settings-list"),
     (["settings", "nothing"], 1, "failure"), (["log"], 0, "log"), (["wait-for", "process", "X", "--gone"], 0, "wait-for"),
     (["wait-for", "state", "cpPlasticVersion=9", "--for", "0.1"], 124, "failure"), (["doctor"], 0, "doctor"),
-    (["replay", "/none"], 1, "failure"), (["call", "safe_atoi", "7"], 0, "call"), (["call", "--list"], 0, "call-list"), (["call", "x"], 2, "failure"),
+    (["replay", "/none"], 1, "failure"), (["call", "safe_atoi", "7"], 0, "call"), (["call", "x"], 2, "failure"),
     (["draw", "/none", "-o", "/tmp/a.svg"], 1, "failure"), (["report"], 0, "report"), (["report", "-o", "/tmp"], 4, "failure"), (["completion", "fish"], 2, "failure"),
     (["severity", "X", "DEBUG"], 0, "done"), (["severity", "X"], 0, "severity"), (["severity"], 0, "severity-list"),
     (["severity", "X", "LOUD"], 2, "failure"), (["processes"], 0, "processes"), (["events"], 0, "events"),

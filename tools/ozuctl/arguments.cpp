@@ -1,5 +1,6 @@
 #include "arguments.h"
 
+#include "context.h"
 #include "numbers.h"
 
 #include <utility>
@@ -33,6 +34,15 @@ CLI::Option *addChecked(CLI::App &command, const std::string &name, const std::s
         },
         help);
     return option->type_name(type)->expected(1);
+}
+
+void refuseEmpty(CLI::Option *option) {
+    option->check([what = longName(option->get_name())](const std::string &text) {
+        if (text.empty()) {
+            throw CommandError(kUsage, what + " is empty");
+        }
+        return std::string();
+    });
 }
 
 CLI::Option *addNumberTaker(CLI::App &command, const std::string &name, std::int64_t low, std::int64_t high,

@@ -37,6 +37,9 @@ CLI::Option *addNumber(CLI::App &command, const std::string &name, std::optional
         help);
 }
 
+// The option's text must not be empty: an empty word is a variable that was not set, not a wish for all.
+void refuseEmpty(CLI::Option *option);
+
 constexpr std::int64_t kLeastInt = std::numeric_limits<std::int32_t>::min();
 constexpr std::int64_t kMaxInt = std::numeric_limits<std::int32_t>::max();
 constexpr std::int64_t kMaxUnsigned = std::numeric_limits<std::uint32_t>::max();

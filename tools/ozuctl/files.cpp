@@ -22,10 +22,23 @@ namespace {
     throw CommandError(kLibraryFailed, "the file " + inQuotes(path) + " cannot be read: " + strerror(error));
 }
 
+// Standard input by its name may be a socket, as over ssh, or another user's: neither can be opened anew. A
+// FIFO that nobody writes to is empty, rather than something to wait for.
+int openForReading(const std::string &path) {
+    if (path == "/dev/stdin") {
+        return fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
+    }
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (fd >= 0) {
+        fcntl(fd, F_SETFL, 0);
+    }
+    return fd;
+}
+
 // An open descriptor that ends with its block.
 class Opened {
   public:
-    explicit Opened(const std::string &path) : fd_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    explicit Opened(const std::string &path) : fd_(openForReading(path)) {
         struct stat found = {};
         if (fd_ < 0) {
             refuse(path, errno);
@@ -48,6 +61,14 @@ class Opened {
 
 void requireReadable(const std::string &path) {
     const Opened file(path);
+}
+
+void requirePlain(const std::string &path) {
+    const Opened file(path);
+    struct stat found = {};
+    if (fstat(file.fd(), &found) != 0 || !S_ISREG(found.st_mode)) {
+        throw CommandError(kLibraryFailed, inQuotes(path) + " is no plain file");
+    }
 }
 
 std::string contentOf(const std::string &path, std::uint64_t most) {

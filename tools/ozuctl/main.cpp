@@ -15,6 +15,8 @@
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -100,7 +102,13 @@ ExitCode run(Context &context, int argc, char **argv) {
     for (const auto &registerGroup : kGroups) {
         registerGroup(app, context);
     }
-    if (!parseCommandLine(app, argc, argv)) {
+    std::vector<char *> words(argv, argv + argc);
+    std::string helpOption = "--help";
+    if (argc > 1 && strcmp(argv[1], "help") == 0) { // "help state set", as other tools have it
+        words.erase(words.begin() + 1);
+        words.push_back(helpOption.data());
+    }
+    if (!parseCommandLine(app, static_cast<int>(words.size()), words.data())) {
         return kDone;
     }
     return context.command ? context.command() : kUsage;

@@ -54,7 +54,7 @@ std::int64_t requireNumber(std::string_view what, std::string_view text, std::in
 double requireSeconds(std::string_view what, std::string_view text) {
     double value = 0;
     const char *end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    const auto [stop, error] = std::from_chars(text.data(), end, value, std::chars_format::fixed);
     if (text.empty() || error != std::errc() || stop != end || !std::isfinite(value) || value <= 0 ||
         value > kMaxSeconds) {
         refuse(what, "a number of seconds above 0, at most a year", text, "; leave it out for no limit");

@@ -176,16 +176,14 @@ struct Step {
 // What no array has: a number that does not fit, too, is out of every range.
 constexpr std::size_t kNoIndex = SIZE_MAX;
 
-std::optional<std::size_t> indexOf(std::string_view array, std::string_view text) {
+std::size_t indexOf(std::string_view array, std::string_view text) {
     if (array == "partitions") {
         if (const auto named = numberNamed(partitions(), text)) {
             return static_cast<std::size_t>(*named);
         }
     }
-    if (text.find_first_not_of("0123456789") != std::string_view::npos) {
-        return std::nullopt;
-    }
-    const auto number = wholeNumber(text);
+    const bool digits = text.find_first_not_of("0123456789") == std::string_view::npos;
+    const auto number = digits ? wholeNumber(text) : std::nullopt;
     return number ? static_cast<std::size_t>(*number) : kNoIndex;
 }
 
@@ -204,9 +202,6 @@ std::optional<std::vector<Step>> stepsOf(std::string_view path) {
                 return std::nullopt;
             }
             step.index = indexOf(step.name, path.substr(1, close - 1));
-            if (!step.index) {
-                return std::nullopt;
-            }
             path.remove_prefix(close + 1);
         }
         steps.push_back(step);
@@ -390,6 +385,9 @@ std::vector<std::string> knownPaths(const std::string &typed) {
 } // namespace
 
 std::vector<Field> requireFields(const std::string &path) {
+    if (path.empty()) {
+        throw CommandError(kUsage, "the name of the field is empty");
+    }
     auto fields = fieldsBelow(path);
     if (fields.empty()) {
         throw CommandError(

@@ -134,7 +134,7 @@ ExitCode runCrypt(const Context &context, const CryptOptions &options, bool encr
                            "refused: the output is the input, which opening it for writing would empty");
     }
     Bytes key = keyBytes(options.key, {16});
-    requireReadable(options.in);
+    requirePlain(options.in);
     umask(077);
     unsigned result = 0;
     const auto lines = linesOf([&] {
@@ -244,7 +244,7 @@ const char *videoFailure(unsigned result) {
 
 ExitCode runVideo(const Context &context, const VideoOptions &options) {
     Bytes key = keyBytes(options.key, {16, 24, 32});
-    requireReadable(options.file);
+    requirePlain(options.file);
     if (static_cast<std::uintmax_t>(options.offset) >= sizeOf(options.file)) {
         throw CommandError(kUsage, "--offset must be below the file's size of " +
                                        std::to_string(sizeOf(options.file)) + " bytes, not " +

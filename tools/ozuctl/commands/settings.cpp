@@ -1,5 +1,6 @@
 // ozuctl settings: what the reference platform is told about itself.
 
+#include "arguments.h"
 #include "commands/commands.h"
 #include "platform_errors.h"
 #include "suggest.h"
@@ -67,7 +68,7 @@ void registerSettings(CLI::App &app, Context &context) {
     auto words = std::make_shared<SettingWords>();
     CLI::App *command =
         app.add_subcommand("settings", "A setting of the platform; with VALUE stores it; alone lists all");
-    command->add_option("NAME", words->name, "For example log.max_bytes");
+    refuseEmpty(command->add_option("NAME", words->name, "For example log.max_bytes"));
     CLI::Option *value = command->add_option("VALUE", words->value, "Its new value");
     command->callback([words, value, &context] {
         const bool changes = value->count() != 0;

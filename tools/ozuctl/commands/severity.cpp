@@ -1,5 +1,6 @@
 // ozuctl severity, processes: which log lines of a process are kept; which processes there are.
 
+#include "arguments.h"
 #include "commands/commands.h"
 #include "commands/processes.h"
 #include "platform_errors.h"
@@ -121,9 +122,10 @@ void registerSeverity(CLI::App &app, Context &context) {
     CLI::App *command =
         app.add_subcommand("severity", "The log severity of a process; with NAME sets it, at once for "
                                        "a running process, too; alone lists all");
-    command->add_option("PROCESS", words->process, "Registered name, or * for every process without its own");
-    command->add_option("NAME", words->severity,
-                        "TRACE, DEBUG, INFO, NOTICE, WARNING, REMOTE, ERROR, CRITICAL or OFF");
+    refuseEmpty(command->add_option("PROCESS", words->process,
+                                    "Registered name, or * for every process without its own"));
+    refuseEmpty(command->add_option("NAME", words->severity,
+                                    "TRACE, DEBUG, INFO, NOTICE, WARNING, REMOTE, ERROR, CRITICAL or OFF"));
     command->add_flag("--unset", words->unset, "Take its own severity away: that of * holds again");
     command->callback(
         [words, &context] { context.command = [words, &context] { return runSeverity(context, *words); }; });

@@ -151,8 +151,8 @@ void addGet(CLI::App &state, Context &context) {
     auto options = std::make_shared<StateOptions>();
     CLI::App *command =
         state.add_subcommand("get", "Show fields, by default all that differ from an untouched panel's");
-    command->add_option("FIELD", options->paths,
-                        "A field or part: partitions[0].partitionState, devices[3], zones");
+    refuseEmpty(command->add_option("FIELD", options->paths,
+                                    "A field or part: partitions[0].partitionState, devices[3], zones"));
     command->add_flag("--all", options->all, "Show every field");
     command->callback(
         [options, &context] { context.command = [&context, options] { return get(context, *options); }; });
@@ -172,7 +172,8 @@ void addSet(CLI::App &state, Context &context) {
 void addWatch(CLI::App &state, Context &context) {
     auto options = std::make_shared<StateOptions>();
     CLI::App *command = state.add_subcommand("watch", "Show changes of fields as they happen");
-    command->add_option("FIELD", options->paths, "Fields or parts to watch; all of them by default");
+    refuseEmpty(
+        command->add_option("FIELD", options->paths, "Fields or parts to watch; all of them by default"));
     addNumber(*command, "--interval", options->intervalMs, 1, 60000, "Milliseconds between two reads (50)");
     addSeconds(*command, "--for", options->seconds, "Stop after so many seconds");
     addNumber(*command, "--changes", options->changes, 1, kMaxInt, "Stop after so many changes");

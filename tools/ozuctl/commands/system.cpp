@@ -128,8 +128,9 @@ ExitCode findProcess(const Context &context, const std::string &name) {
 void addPs(CLI::App &app, Context &context) {
     auto name = std::make_shared<std::string>();
     CLI::App *command = app.add_subcommand("ps", "Print the first process that was started under a name");
-    command->add_option("NAME", *name, "First word of its command line, with its path if it has one")
-        ->required();
+    refuseEmpty(
+        command->add_option("NAME", *name, "First word of its command line, with its path if it has one")
+            ->required());
     command->callback(
         [name, &context] { context.command = [&context, name] { return findProcess(context, *name); }; });
 }
@@ -170,9 +171,7 @@ void addKlog(CLI::App &app, Context &context) {
     CLI::App *klog = app.add_subcommand("klog", "The kernel's log");
     klog->require_subcommand(1);
     CLI::App *command = klog->add_subcommand("find", "Look for a text and print the rest of its line");
-    command->add_option("TEXT", *text, "What to look for")->required()->check([](const std::string &value) {
-        return value.empty() ? std::string("TEXT is empty") : std::string();
-    });
+    refuseEmpty(command->add_option("TEXT", *text, "What to look for")->required());
     command->callback(
         [text, &context] { context.command = [&context, text] { return findInKernelLog(context, *text); }; });
 }

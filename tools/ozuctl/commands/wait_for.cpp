@@ -235,7 +235,7 @@ void registerWaitFor(CLI::App &app, Context &context) {
         options->sinceMs = requireSince(what, text);
     };
     CLI::App *log = add("log", "Until a log line is written from now on", waitForLog);
-    log->add_option("TEXT", options->filter.text, "What it contains");
+    refuseEmpty(log->add_option("TEXT", options->filter.text, "What it contains"));
     log->add_option("--process", options->filter.processes, "Of this process; may be given again")
         ->allow_extra_args(false);
     addChecked(
@@ -248,7 +248,7 @@ void registerWaitFor(CLI::App &app, Context &context) {
                "Lines from then on, too: 2026-03-01T12:00:00Z, or how long ago: 90 (seconds), 5m, 2h, 1d");
 
     CLI::App *event = add("event", "Until a system event is written from now on", waitForEvent);
-    event->add_option("TEXT", options->filter.text, "What it contains");
+    refuseEmpty(event->add_option("TEXT", options->filter.text, "What it contains"));
     event->add_option("--process", options->filter.processes, "Of this process; may be given again")
         ->allow_extra_args(false);
     addChecked(
@@ -260,7 +260,7 @@ void registerWaitFor(CLI::App &app, Context &context) {
         "Of this category: number or name, e.g. 11 or ARM");
 
     CLI::App *process = add("process", "Until a panel process runs, or at once", waitForProcess);
-    process->add_option("NAME", options->process, "Its registered name")->required();
+    refuseEmpty(process->add_option("NAME", options->process, "Its registered name")->required());
     process->add_flag("--gone", options->gone, "Until it does not run");
 }
 
