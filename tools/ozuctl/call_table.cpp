@@ -171,7 +171,7 @@ Json callRawDns(const CallArguments &in, Json &out) {
     return nullptr;
 }
 
-Json callResolver(const CallArguments &in, Json &out) {
+Json callNslookup(const CallArguments &in, Json &out) {
     CallBuffer address(16);
     const int result = nslookup_ares(in.text(0), in.text(1), in.text(2), in.text(3), address.data());
     out["result"] = address.text();
@@ -412,7 +412,7 @@ std::vector<CallableFunction> otherFunctions() {
          kFree, {}, nullptr, callRawDns},
         {"nslookup_ares", "number",
          {textGiven("host"), textOrNull("iface"), textOrNull("primaryDns"), textOrNull("secondaryDns")}, {"result"},
-         kFree, {}, nullptr, callResolver},
+         kFree, {}, nullptr, callNslookup},
         {"ares_global_library_init", "number", {textOrNull("tag")}, {}, kFree, {}, nullptr,
          [](const CallArguments &in, Json &) -> Json { return ares_global_library_init(in.text(0)); }},
         {"ares_global_library_deinit", "nothing", {}, {}, kFree, {}, nullptr,
