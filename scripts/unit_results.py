@@ -5,7 +5,8 @@ usage: unit_results.py CTEST.xml OUTPUT.xml
 
 CTEST.xml is what `ctest --output-junit` wrote: a line for each program, with all it printed. What GoogleTest prints is
 read, not its own result file: tests that replace fopen() replace it for GoogleTest, too. A case that began and did
-not end is a failed one; so is a program that failed without a failed case, ran no case at all, or was not run.
+not end is a failed one; so is a program that failed without a failed case, ran no case at all, or was not run. What a
+case prints as "digest of ...: ..." becomes a property of it.
 """
 
 import pathlib
@@ -17,6 +18,7 @@ from count_results import verdict
 
 # A child process may have printed something in front.
 BEGINS = re.compile(r"\[ RUN      \] (\S+)$", re.M)
+DIGEST = re.compile(r"^(digest of .+): (\S+)$", re.M)
 ENDS = r"\[ +(OK|FAILED|SKIPPED) +\] %s(?:,[^\n]*)? \((\d+) ms\)$"
 
 
@@ -28,6 +30,11 @@ def result(name, outcome, seconds, text):
     elif outcome == "SKIPPED":
         reasons = re.findall(r"Skipped\n(.*)", text)
         ElementTree.SubElement(case, "skipped", message=" ".join(reasons))
+    digests = DIGEST.findall(text)
+    if digests:
+        properties = ElementTree.SubElement(case, "properties")
+        for title, value in digests:
+            ElementTree.SubElement(properties, "property", name=title, value=value)
     return case
 
 

@@ -8,6 +8,7 @@ import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 CASE = {"passed": "", "failed": "<failure/>", "skipped": "<skipped/>"}
+CASE |= {name: f'<properties><property name="digest of x" value="{name}"/></properties>' for name in ("12", "13")}
 
 
 def junit(path, outcomes):
@@ -32,7 +33,16 @@ BOTH = {"A.one": "passed", "A.two": "skipped"}
 
 def test_equal_runs_pass(tmp_path):
     run = compare(tmp_path, BOTH, dict(reversed(BOTH.items())))
-    assert (run.returncode, run.stdout) == (0, "the same 2 outcomes\n")
+    assert (run.returncode, run.stdout) == (0, "the same 2 outcomes, 0 of them with digests of results\n")
+
+
+def test_results_are_compared_by_their_digests(tmp_path):
+    run = compare(tmp_path, {"A.one": "12", "A.two": "13"}, {"A.one": "12", "A.two": "13"})
+    assert (run.returncode, run.stdout) == (0, "the same 2 outcomes, 2 of them with digests of results\n")
+    run = compare(tmp_path, {"A.one": "12"}, {"A.one": "13"})
+    assert run.returncode == 1
+    assert "+A.one: passed, digest of x: 13" in run.stdout.splitlines()
+    assert compare(tmp_path, {"A.one": "12"}, {"A.one": "passed"}).returncode == 1
 
 
 @pytest.mark.parametrize(

@@ -49,6 +49,13 @@ def test_skipped_case_keeps_its_reason(tmp_path):
     assert 'message="no such call"' in (tmp_path / "out.xml").read_text()
 
 
+def test_digests_become_properties(tmp_path):
+    output = HEAD + GOOD + "[ RUN      ] A.two\n--3--\ndigest of two things: 17\n[       OK ] A.two (0 ms)\n"
+    assert take_apart(tmp_path, ("a_test", False, output))[0] == 0
+    rows = ElementTree.parse(tmp_path / "out.xml").getroot().findall("testcase[@name='two']/properties/property")
+    assert [(row.get("name"), row.get("value")) for row in rows] == [("digest of two things", "17")]
+
+
 @pytest.mark.parametrize("failed", [True, False])
 def test_case_without_an_end_failed(tmp_path, failed):
     output = HEAD + GOOD + "[ RUN      ] A.two\n"

@@ -2,6 +2,7 @@
 
 #include <utils_ozu/raw_dns.h>
 
+#include "digest.h"
 #include "dns_reply_model.h"
 #include "emulation.h"
 #include "fake_platform.h"
@@ -132,21 +133,6 @@ class Replies {
     std::vector<unsigned int> names_; // where they begin
 };
 
-// Order-dependent digest of everything that a caller and the log got to see.
-class Digest {
-  public:
-    void add(const std::string &text) {
-        for (const char c : text) {
-            value_ = (value_ ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
-        }
-        value_ = (value_ ^ 0x100U) * 0x100000001B3U;
-    }
-    [[nodiscard]] std::string text() const { return std::to_string(value_); }
-
-  private:
-    std::uint64_t value_ = 0xCBF29CE484222325U;
-};
-
 struct Tally {
     int accepted = 0;
     int refused = 0;
@@ -239,7 +225,7 @@ TEST_F(DnsReplies, bringWhatTheModelSays) {
             digest.add(line.text);
         }
         if (round + 1 == kFewest) {
-            std::cout << "digest of the first " << kFewest << " replies: " << digest.text() << "\n";
+            digest.print("the first " + std::to_string(kFewest) + " replies");
         }
     }
     // Each rule has decided often enough to be seen.
