@@ -63,7 +63,7 @@ OZU_API void ares_global_library_deinit(void) OZU_NOEXCEPT;
  *         host or a null result (log at 80000); when no server text is an address, and when no address was
  *         found (log at 70000). Logs the server texts at 10000, each text that is not an address and each
  *         failed lookup of c-ares at 70000, and each wait that brought nothing at 50000. A call in which
- * every attempt failed also logs at 60000 to the remote side.
+ *         every attempt failed also logs at 60000 to the remote side.
  *
  * Blocks until a server answers: with both servers silent for 22 to 24 seconds, with one for 11 to 12. Stack
  * use is small. May run concurrently once c-ares is initialised.
