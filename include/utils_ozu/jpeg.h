@@ -13,8 +13,9 @@ struct jpeg_common_struct; /* the part that libjpeg's decoder and encoder record
 /**
  * Returns whether a JPEG image in memory decodes completely and cleanly. Any complaint of the decoder makes
  * it invalid, even a warning: truncated or corrupt data, extra bytes between markers, no end mark. A few
- * extra bytes at the end of a scan may go unnoticed. What follows the end mark is not looked at. Which kinds
- * of JPEG are supported depends on libjpeg. A later release may accept one that an earlier release refuses.
+ * extra bytes at the end of a scan may go unnoticed, more of them on a 64-bit machine. What follows the end
+ * mark is not looked at. Which kinds of JPEG are supported depends on libjpeg. A later release may accept one
+ * that an earlier release refuses.
  *
  * Each step is logged at 30000 ("Proc: ..."), and so are the decoder's complaint, what makes the image
  * invalid and the end of a complete decoding.
