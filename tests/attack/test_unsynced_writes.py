@@ -20,7 +20,7 @@ import pytest
 HERE = pathlib.Path(__file__).resolve().parent
 BUILD = pathlib.Path(os.environ.get("OZU_BUILD_DIR", HERE.parents[1] / "build/dev"))
 PLATFORM = BUILD / "lib/libozu_platform.so.0"
-ROUNDS = 100 if os.environ.get("OZU_ATTACK") == "long" else 6
+ROUNDS = int(os.environ.get("OZU_TRIALS", 100 if os.environ.get("OZU_ATTACK") == "long" else 6))
 WRITERS = 3
 
 
@@ -128,9 +128,14 @@ def test_acknowledged_writes_survive(mount):
         whole = all(bypass.get(writer, 0) >= promised[2 * writer] and events.get(writer, 0) >= promised[2 * writer + 1]
                     for writer in range(WRITERS))
         acknowledged += sum(promised)
-        if status != 0 or not whole or " 80000 C " in lines or " 70000 E " in lines:
+        alarms = [line for line in lines.splitlines() if " 80000 C " in line or " 70000 E " in line]
+        if sum(promised) == 0:  # the very first start was cut: its empty database is told, nothing is lost
+            alarms = [line for line in alarms if "is missing or empty" not in line]
+        if status != 0 or not whole or alarms:
             failed.append((number, how, status, promised, bypass, events, lines[:600]))
         shutil.rmtree(left)
     print(f"attack: unsyncedWritesLost: {ROUNDS} trials, {len(failed)} failures, {acknowledged} acknowledged writes")
+    for one in failed:
+        print("failed:", *one)
     assert failed == []
     assert acknowledged > 0
