@@ -52,6 +52,8 @@ endfunction()
 
 function(_ozu_add_if_supported target flag)
     string(MAKE_C_IDENTIFIER "OZU_HAS${flag}" known)
+    # clang only warns of one that the machine has no use for.
+    set(CMAKE_REQUIRED_FLAGS -Werror)
     check_cxx_compiler_flag("${flag}" ${known})
     if(${known})
         target_compile_options(${target} INTERFACE "${flag}")

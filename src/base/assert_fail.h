@@ -5,7 +5,8 @@
 #include <cstddef> // declares it where the checks are on
 #include <cstdlib>
 
-#ifdef _GLIBCXX_ASSERTIONS
+// Before release 12 the checks end in a function of the headers.
+#if defined(_GLIBCXX_ASSERTIONS) && _GLIBCXX_RELEASE >= 12
 [[gnu::noreturn, gnu::always_inline]] inline void
 std::__glibcxx_assert_fail(const char * /*file*/, int /*line*/, const char * /*function*/,
                            const char * /*condition*/) noexcept {
