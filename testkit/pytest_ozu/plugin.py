@@ -83,7 +83,7 @@ def pytest_collect_file(file_path, parent):
 def pytest_runtest_makereport(item, call):
     outcome = yield
     report = outcome.get_result()
-    if report.when == "call" and report.failed:
+    if report.when in ("setup", "call") and report.failed:
         item.stash[FAILED] = True
         step = getattr(item, "_ozu_step", None)
         if step and call.excinfo.type.__name__ in ("NotSeen", "StepDefinitionNotFoundError"):

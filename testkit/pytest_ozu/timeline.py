@@ -64,7 +64,7 @@ class Timeline:
         name = f"timeline.{self._box.boots}.jsonl"
         self._file, self._offset = self._box.control / name, 0
         self._file.unlink(missing_ok=True)
-        command = self._box.program("ozuctl", "--json", "monitor", "--record", f"/panel-box/control/{name}")
+        command = self._box.program("ozuctl", "--json", "monitor", "--hold", "0", "--record", f"/panel-box/control/{name}")
         self._process = self._box.popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
         boots = len([r for r in self.records if r["kind"] == "snapshot"])
         wait_until(lambda: self._process.poll() is not None or self._snapshots() > boots, 30, "the panel's recording")

@@ -80,6 +80,7 @@ GOOD = {
     "events add http": ["GET", "server", "200"], "events add socket": ["127.0.0.1", "1883"],
     "net route add": ["10.0.0.1"], "net route del": ["10.0.0.1"], "net resolve": ["host"],
     "wait-for state": ["cpPlasticVersion=1"], "wait-for bus": ["a"], "wait-for process": ["X"], "replay": ["/tmp/recording"],
+    "scenario run": ["a.feature"],
     "partition words": ["1"], "exec": ["true"], "names tarn1": ["1", "1"], "names tarnplus": ["1", "1"],
 }
 NUMBER = re.compile(r"^(-?\d+\.\.-?\d+|N|SECONDS)$")

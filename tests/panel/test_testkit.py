@@ -16,8 +16,7 @@ ENVIRONMENT = {**os.environ, "PYTHONPATH": str(CHECKOUT / "testkit"), "OZU_TEST_
 
 
 def scenario(folder, *words):
-    """What `ozuctl scenario` runs."""
-    return subprocess.run([sys.executable, "-m", "pytest_ozu", *map(str, words)], cwd=folder, env=ENVIRONMENT, capture_output=True,
+    return subprocess.run([build_dir() / "bin/ozuctl", "scenario", *map(str, words)], cwd=folder, env=ENVIRONMENT, capture_output=True,
                           text=True, timeout=300)
 
 

@@ -5,6 +5,7 @@
 #include "colours.h"
 #include "command_line.h"
 #include "commands/commands.h"
+#include "commands/scenario.h"
 #include "help.h"
 #include "numbers.h"
 
@@ -42,6 +43,7 @@ constexpr void (*kGroups[])(CLI::App &, Context &) = {
     registerCompletion,
     registerEvents,
     registerProcesses,
+    registerScenario,
     registerSeverity,
 #endif
     registerNet,

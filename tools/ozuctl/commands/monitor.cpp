@@ -27,7 +27,8 @@ namespace {
 namespace platform = ozu::platform;
 
 // Long enough for a log line or an event to be written and found after it happened.
-constexpr std::int64_t kMonitorHoldMs = 300;
+constexpr int kMonitorHoldMs = 300;
+constexpr int kMaxHoldMs = 10'000;
 // The record has no time stamps: its changes are as exact as the looks at it are frequent.
 constexpr auto kMonitorLook = std::chrono::milliseconds(2);
 constexpr int kLooksPerRead = 25; // log files, events and processes carry their own times
@@ -43,6 +44,7 @@ struct MonitorOptions {
     std::string file;
     std::size_t count = 0; // 0: no limit
     double seconds = 0;
+    int holdMs = kMonitorHoldMs;
 };
 
 // None as long as the panel's first process is yet to come.
@@ -214,7 +216,7 @@ ExitCode monitor(const Context &context, const MonitorOptions &options) {
         requireFields(field);
     }
     stopOnSignals();
-    Timeline timeline(kMonitorHoldMs);
+    Timeline timeline(options.holdMs);
     Sources sources(timeline, options);
     Stream stream(context, options);
     stream.begin(sources.snapshot());
@@ -269,6 +271,10 @@ void registerMonitor(CLI::App &app, Context &context) {
     addNumber(*command, "--count", options->count, 1, kMaxInt,
               "Stop after so many lines; 124 when --for runs out first");
     addSeconds(*command, "--for", options->seconds, "Stop after so many seconds");
+    addNumber(
+        *command, "--hold", options->holdMs, 0, kMaxHoldMs,
+        "Milliseconds for which a line waits for earlier ones that are found later (300); with 0, lines come "
+        "as they are found");
     command->add_option("--record", options->file,
                         "Keep everything, whatever is shown, in this file, for 'replay'");
     command->callback([options, &context] {
