@@ -389,6 +389,16 @@ TEST_F(Gateway, walkStopsAtTheFirstDamagedMessage) {
     }
 }
 
+TEST_F(Gateway, messageOfAHeaderAloneIsPassedOver) {
+    Bytes header = bare(NLMSG_NOOP);
+    header.resize(sizeof(nlmsghdr));
+    const std::uint32_t length = sizeof(nlmsghdr);
+    memcpy(header.data(), &length, sizeof length);
+    ozu::RouteRecord record{};
+    const Bytes good = message({{gatewayIs("10.0.0.1"), leavesThrough(1)}});
+    EXPECT_TRUE(ozu::findGateway(joined({header, good}), "eth0", record));
+}
+
 TEST_F(Gateway, everyCutOfARouteStaysInside) {
     const Bytes good =
         message({{attribute(RTA_DST, address("10.2.0.0")), gatewayIs("10.0.0.1"), leavesThrough(1)}});
