@@ -38,6 +38,13 @@ def ordinary_user():
     return user
 
 
+@pytest.fixture(scope="module")
+def panel(boxes_are_possible):
+    """One box for the tests of a file that set all they ask for and leave the rest as it was."""
+    with boxes.PanelBox() as box:
+        yield box
+
+
 @pytest.fixture
 def start():
     """start(box, name): a panel process, ended with the test."""

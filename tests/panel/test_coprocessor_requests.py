@@ -11,6 +11,11 @@ from ozuctl import ask, coded, run
 BLOCK = 186
 
 
+@pytest.fixture(scope="module")
+def box(panel):
+    return panel
+
+
 def envelope(*block, length=BLOCK):
     return bytes([17, 4, 0, 0, 0, *block]).ljust(5 + length, b"\0")
 
@@ -109,4 +114,3 @@ def test_usage(box):
     run(box, "nxp", "send", "0", status=2)
     run(box, "nxp", "send", "zz", status=2)
     run(box, "nxp", status=2)
-    ozuctl.schema("nxp")

@@ -1,7 +1,13 @@
 """Modem versions from the real version file, codes of a SIM."""
 
-import ozuctl
+import pytest
+
 from ozuctl import ask, run
+
+
+@pytest.fixture(scope="module")
+def box(panel):
+    return panel
 
 
 def test_version_file(box):
@@ -39,4 +45,3 @@ def test_imsi(box):
     assert ask(box, "imsi", "imsi", "310591123456789") == {"mcc": "310", "mnc": "59", "mncLength": 2}
     assert "Unknown MCC code 999" in run(box, "imsi", "999011", ).stderr
     run(box, "imsi", "31059", status=2)
-    ozuctl.schema("imsi")

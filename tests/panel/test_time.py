@@ -17,17 +17,17 @@ LINK = "/data/timezone/localtime"
 
 
 @pytest.fixture
-def zoned(box):
-    """A panel with a zone database of its own."""
-    folder = box.data / "timezone" / "zoneinfo"
+def zoned(panel):
+    """A panel with a zone database of its own, the same for all tests; none is chosen yet."""
+    folder = panel.data / "timezone" / "zoneinfo"
     if folder.is_symlink():
         folder.unlink()
     for name in ZONES:
         path = folder / name
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_bytes(pathlib.Path("/usr/share/zoneinfo", name).read_bytes())
-    (box.data / "timezone" / "localtime").unlink(missing_ok=True)
-    return box
+    (panel.data / "timezone" / "localtime").unlink(missing_ok=True)
+    return panel
 
 
 def probe(box, questions, zone=None):
@@ -120,6 +120,7 @@ def test_folder_in_the_links_place_is_a_failure(zoned):
     assert ("Failed to create localtime symlink: /data/timezone/zoneinfo/UTC <-- /data/timezone/localtime, "
             "Error: File exists") in done.stderr
     assert link.is_dir(), "what cannot be removed stays"
+    link.rmdir()
 
 
 def test_monitor_names_the_message(zoned):
