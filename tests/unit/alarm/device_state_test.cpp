@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 
 #include <climits>
+#include <cstddef>
 #include <cstring>
 
 using ozu::test::now;
@@ -13,7 +14,7 @@ using ozu::test::now;
 namespace {
 
 constexpr int kDevice = 7;
-constexpr int kTable = 201;
+constexpr int kTableEntry = 201;
 constexpr int kMagnet = 85;
 constexpr int kPlain = 3; // a detector without contacts
 
@@ -33,10 +34,10 @@ class DeviceState : public ozu::test::ClockTest {
         platform().rfDetectors[kDevice] = 1;
     }
     static PanelDevice &device() { return platform().state.devices[kDevice]; }
-    static PanelZone &zone() { return platform().state.zones[kTable]; }
+    static PanelZone &zone() { return platform().state.zones[kTableEntry]; }
     static void enroll(std::uint32_t deviceType) {
         device().deviceType = deviceType;
-        device().tableIndex = kTable;
+        device().tableIndex = kTableEntry;
         device().active = 1;
     }
     static void bypassUntil(std::uint32_t expiry, int input = 0, std::uint8_t flag = 1) {
@@ -92,7 +93,7 @@ TEST_F(DeviceState, camerasAreUmkUmkrlUmkrAndChev) {
 TEST_F(DeviceState, tagReaderHasItsOwnFlag) {
     platform().tagReaders[kDevice] = -1;
     for (const int flag : {0, 1, 2, 255}) {
-        platform().state.tagReaders[kTable].bypassed = static_cast<std::uint8_t>(flag);
+        platform().state.tagReaders[kTableEntry].bypassed = static_cast<std::uint8_t>(flag);
         platform().journal.clear();
         EXPECT_EQ(ozuutils_isZoneBypassed(kDevice, 0), flag);
         EXPECT_THAT(platform().journal, ElementsAre(kFetch, asked("ozudb_isTagReader")));
@@ -103,7 +104,7 @@ TEST_F(DeviceState, tagReaderHasItsOwnFlag) {
 TEST_F(DeviceState, rfInputIsBypassedWhileNotEnabled) {
     platform().rfInputs[kDevice] = 1;
     for (const int enabled : {0, 1, 2, 255}) {
-        platform().state.rfInputs[kTable].enabled = static_cast<std::uint8_t>(enabled);
+        platform().state.rfInputs[kTableEntry].enabled = static_cast<std::uint8_t>(enabled);
         platform().journal.clear();
         EXPECT_EQ(ozuutils_isZoneBypassed(kDevice, 0), enabled == 0 ? 1 : 0);
         EXPECT_THAT(platform().journal,
@@ -294,7 +295,7 @@ TEST_F(DeviceState, openMagnetEndsABypassThatRanOut) {
 TEST_F(DeviceState, magnetOfAnotherKindAsksItsKind) {
     device().openState = 1;
     platform().tagReaders[kDevice] = 1;
-    platform().state.tagReaders[kTable].bypassed = 1;
+    platform().state.tagReaders[kTableEntry].bypassed = 1;
     EXPECT_EQ(IsMagnetOpen(kDevice), 0);
     EXPECT_THAT(platform().journal, ElementsAre(kFetch, asked("ozudb_isTagReader")));
 }
@@ -349,6 +350,17 @@ TEST_F(DeviceState, findsTheFirstActiveDevice) {
     platform().journal.clear();
     EXPECT_EQ(ozuutils_isDeviceExistsAndActive(1, 1), -1);
     EXPECT_THAT(platform().journal, ElementsAre(kFetch));
+}
+
+TEST_F(DeviceState, whatLiesBehindTheLastDeviceIsNone) {
+    PanelDevice likeness = {};
+    likeness.rfId = 99;
+    likeness.deviceType = 2;
+    likeness.active = 1;
+    char *behind = reinterpret_cast<char *>(&platform().state) + offsetof(PanelSharedState, devices) +
+                   sizeof platform().state.devices;
+    memcpy(behind, &likeness, sizeof likeness);
+    EXPECT_EQ(ozuutils_isDeviceExistsAndActive(99, 2), -1);
 }
 
 TEST_F(DeviceState, danalocksLiveAt164To196) {

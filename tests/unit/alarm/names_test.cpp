@@ -298,11 +298,6 @@ TEST(NameTable, rowsMustBeSortedAndUnique) {
     static_assert(!ozu::sortedAndUnique<kPairTwice>());
 }
 
-TEST(NameTable, namesStandOneAfterTheOther) {
-    EXPECT_EQ(std::string(kTable.text.data(), kTable.text.size()),
-              std::string("UNKNOWN\0zero\0two\0UNKNOWN\0two\0", 29));
-}
-
 TEST(NameTable, givesNames) {
     EXPECT_STREQ(kTable.name(0), "zero");
     EXPECT_STREQ(kTable.name(1), "UNKNOWN");

@@ -6,7 +6,7 @@
 namespace {
 
 // The numbers where a count of digits changes, and random ones of all lengths.
-std::vector<unsigned int> numbers() {
+std::vector<unsigned int> numbersOfAllLengths() {
     std::vector<unsigned int> all = {0, 0xFFFFFFFF, 0x80000000, 0x7FFFFFFF, 12345};
     for (unsigned int power = 1; power <= 1000000000; power *= 10) {
         all.insert(all.end(), {power - 1, power, power + 1, 9 * power});
@@ -87,7 +87,7 @@ TEST(FixedDecimal, padsAndDrops) {
 }
 
 TEST(FixedDecimal, agreesWithItsModelAtEveryWidth) {
-    for (const unsigned int number : numbers()) {
+    for (const unsigned int number : numbersOfAllLengths()) {
         const std::string padded = std::string(14, '0') + std::to_string(number);
         for (unsigned int width = 0; width <= 14; ++width) {
             const GuardedBuffer dst(width, kEdges[width % 2]);
@@ -118,7 +118,7 @@ TEST(MinimalDecimal, writesNoMoreThanItsDigits) {
 }
 
 TEST(MinimalDecimal, agreesWithItsModelAtEveryLength) {
-    for (const unsigned int number : numbers()) {
+    for (const unsigned int number : numbersOfAllLengths()) {
         const std::string digits = std::to_string(number);
         for (unsigned int maxLen = 1; maxLen <= 12; ++maxLen) {
             const bool fits = digits.size() <= maxLen;
