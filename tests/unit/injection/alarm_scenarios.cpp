@@ -50,7 +50,7 @@ void armedPanel() {
 Scenario question(const std::string &name, int (*ask)()) {
     return {name, [ask] {
                 armedPanel();
-                return told(ask());
+                return returns(ask());
             }};
 }
 
@@ -62,7 +62,7 @@ std::vector<Scenario> alarmScenarios() {
          [] {
              std::array<char, 9> out = {'#', '#', '#', '#', '#', '#', '#', '#', '\0'};
              const int result = calcConfigUniqueId(out.data(), 0);
-             return told(result, out.data());
+             return told(returns(result), output("ID", out.data()));
          }},
         question("check_dial_table_id", [] { return check_dial_table_id(4, 2, 1); }),
         question("getSY9IdFromUser", [] { return getSY9IdFromUser(9); }),
@@ -72,14 +72,16 @@ std::vector<Scenario> alarmScenarios() {
              armedPanel();
              std::uint32_t time = kUntouched;
              const int result = ozuutils_getDisarmTimestamp("main", &time);
-             return told(result, time);
+             return told(returns(result),
+                         time == kUntouched ? "time untouched" : "time " + std::to_string(time));
          }},
         {"ozuutils_getSecPartition",
          [] {
              armedPanel();
              std::uint32_t partition = kUntouched;
              const int result = ozuutils_getSecPartition("perimeter", "FIND_ARM_TYPE", &partition);
-             return told(result, partition);
+             return told(returns(result), partition == kUntouched ? "partition untouched"
+                                                                  : "partition " + std::to_string(partition));
          }},
         question("writeSecurityCmdToSystemLog, limited",
                  [] { return writeSecurityCmdToSystemLog(0, 0, "x"); }),
@@ -90,7 +92,7 @@ std::vector<Scenario> alarmScenarios() {
         {"ozuutils_sysLogSocketPrinter",
          [] {
              const int result = ozuutils_sysLogSocketPrinter(-1, 1);
-             return told(result, platform().calls().back());
+             return told(returns(result), "calls " + platform().calls().back());
          }},
         question("ozuutils_sysLogHTTPSPrinter",
                  [] { return ozuutils_sysLogHTTPSPrinter("GET", "host.test", "", 200); }),

@@ -15,35 +15,33 @@ std::vector<Scenario> deviceScenarios() {
         {"ozuutils_SendDataToNXP",
          [] {
              const std::array<std::uint8_t, 3> data = {1, 2, 3};
-             return told(ozuutils_SendDataToNXP(data.data(), data.size(), 4));
+             return returns(ozuutils_SendDataToNXP(data.data(), data.size(), 4));
          }},
-        {"ozuutils_updateCPserialNumberInShmem", [] { return told(ozuutils_updateCPserialNumberInShmem()); }},
-        {"ozuutils_updateNxpUartProtocol", [] { return told(ozuutils_updateNxpUartProtocol(2)); }},
+        {"ozuutils_updateCPserialNumberInShmem",
+         [] { return returns(ozuutils_updateCPserialNumberInShmem()); }},
+        {"ozuutils_updateNxpUartProtocol", [] { return returns(ozuutils_updateNxpUartProtocol(2)); }},
         {"ozuutils_updateNxpManufactureParamsInShmem",
-         [] { return told(ozuutils_updateNxpManufactureParamsInShmem()); }},
-        {"ozuutils_GetNxpTamperState", [] { return told(ozuutils_GetNxpTamperState()); }},
+         [] { return returns(ozuutils_updateNxpManufactureParamsInShmem()); }},
+        {"ozuutils_GetNxpTamperState", [] { return returns(ozuutils_GetNxpTamperState()); }},
         {"ozuutils_setNxpPlasticVersion",
          [] {
              platform().state.cpPlasticVersion = 2;
-             return told(ozuutils_setNxpPlasticVersion());
+             return returns(ozuutils_setNxpPlasticVersion());
          }},
         {"controlCC1352Gpio",
          [] {
              controlCC1352Gpio("RSU", 3, 1);
-             return std::string("done");
+             return std::string("ends");
          }},
         {"ozuutils_readTelitFwFile",
          [] {
              std::array<char, 8> out = {'#', '#', '#', '#', '#', '#', '#', '\0'};
              const int result = ozuutils_readTelitFwFile(out.data(), out.size());
-             std::string line = out.data();
-             if (!line.empty() && line.back() == '\n') {
-                 line.back() = '$';
-             }
-             return told(result, line);
+             const std::string line = out.data();
+             return told(returns(result), output("line", line));
          }},
-        {"isNoPSMandNoCBankMode", [] { return told(isNoPSMandNoCBankMode(4)); }},
-        {"ozuutils_removeRsuFile", [] { return told(ozuutils_removeRsuFile(146)); }},
+        {"isNoPSMandNoCBankMode", [] { return returns(isNoPSMandNoCBankMode(4)); }},
+        {"ozuutils_removeRsuFile", [] { return returns(ozuutils_removeRsuFile(146)); }},
     };
 }
 

@@ -17,9 +17,9 @@ namespace ozu::test {
 
 // One way in which a call fails.
 struct Failure {
-    const char *name;
-    int error;  // errno
-    long value; // its result, where that is a number
+    const char *words; // after the call's name: "fails with EMFILE"
+    int error;         // errno
+    long value;        // its result, where that is a number
 };
 
 // By call, the first being the usual one.

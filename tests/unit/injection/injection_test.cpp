@@ -1,10 +1,14 @@
-// Runs every scenario with every call failing; see injection.h. The outcomes are files of lines
+// Runs every scenario with every call failing; see injection.h. The outcomes are files of
 //
-//     CALL NUMBER FAILURE: RESULT AND OUTPUTS [descriptors +N] [children +N] [| LEVEL FUNCTION "LOG LINE"]...
+//     FUNCTION
+//         undisturbed: RESULT AND OUTPUTS
+//         CALL FAILS SO: RESULT AND OUTPUTS [N descriptors left open] [N children left]
+//             LEVEL of FUNCTION: LOG LINE
+//         no difference when
+//             CALL FAILS SO
 //
-// where NUMBER counts the calls of that function, "and on" stands for this call and all after it, and only
-// log lines that the undisturbed run does not have are shown. A changed outcome is a changed behaviour: hold
-// it against the header's description before it is written down with OZU_WRITE_OUTCOMES=1.
+// Only log lines that the undisturbed run does not have are shown. A changed outcome is a changed behaviour:
+// hold it against the header's description before it is written down with OZU_WRITE_OUTCOMES=1.
 #include "injection.h"
 
 #include "scenarios.h"
@@ -14,6 +18,7 @@
 #include "test_files.h"
 
 #include <fcntl.h>
+#include <ozulog.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,6 +28,13 @@
 #include <cstring>
 #include <filesystem>
 #include <set>
+
+std::string ozu::test::output(const std::string &name, const std::string &value) {
+    if (value.empty()) {
+        return name + " empty";
+    }
+    return name + (value.find_first_not_of('#') == std::string::npos ? " untouched" : " " + value);
+}
 
 using ozu::test::failures;
 using ozu::test::injection;
@@ -73,23 +85,60 @@ struct Run {
     std::size_t descriptors = 0; // left open
     int children = 0;
 
-    [[nodiscard]] std::string outcome(const Run &undisturbed) const {
-        std::string text = told;
-        if (descriptors != 0) {
-            text += " descriptors +" + std::to_string(descriptors);
-        }
-        if (children != 0) {
-            text += " children +" + std::to_string(children);
-        }
-        for (const LogLine &line : log) {
-            if (std::find(undisturbed.log.begin(), undisturbed.log.end(), line) == undisturbed.log.end()) {
-                text += " | " + std::to_string(line.level) + " " + line.function + " \"" + line.text + '"';
-            }
-        }
-        std::replace(text.begin(), text.end(), '\n', '$');
-        return text;
-    }
+    [[nodiscard]] std::string outcome(const Run &undisturbed) const;
 };
+
+const char *levelName(int level) {
+    switch (level) {
+    case OZULOG_TRACE:
+        return "TRACE";
+    case OZULOG_DEBUG:
+        return "DEBUG";
+    case OZULOG_INFO:
+        return "INFO";
+    case OZULOG_NOTICE:
+        return "NOTICE";
+    case OZULOG_WARNING:
+        return "WARNING";
+    case OZULOG_REMOTE:
+        return "REMOTE";
+    case OZULOG_ERROR:
+        return "ERROR";
+    case OZULOG_CRITICAL:
+        return "CRITICAL";
+    default:
+        return "UNKNOWN";
+    }
+}
+
+std::string inOneLine(const std::string &text) {
+    std::string line;
+    for (const char c : text) {
+        line += c == '\n' ? std::string("\\n") : std::string(1, c);
+    }
+    return line;
+}
+
+std::string Run::outcome(const Run &undisturbed) const {
+    std::string text = inOneLine(told);
+    if (descriptors != 0) {
+        text += ", " + std::to_string(descriptors) + " descriptors left open";
+    }
+    if (children != 0) {
+        text += ", " + std::to_string(children) + " child left";
+    }
+    for (auto line = log.begin(); line != log.end();) {
+        const auto next =
+            std::find_if(line, log.end(), [&](const LogLine &other) { return !(other == *line); });
+        if (std::find(undisturbed.log.begin(), undisturbed.log.end(), *line) == undisturbed.log.end()) {
+            text += std::string("\n        ") + levelName(line->level);
+            text += (line->function.empty() ? "" : " of " + line->function) + ": " + inOneLine(line->text);
+            text += next - line == 1 ? "" : " (" + std::to_string(next - line) + " times)";
+        }
+        line = next;
+    }
+    return text;
+}
 
 // The folder of a run has another name each time.
 std::string withoutFolder(std::string text) {
@@ -129,26 +178,75 @@ Run run(const Scenario &scenario, int position = -1, std::size_t way = 0, bool o
     return result;
 }
 
+// "the 2nd of 3 fwrite fails with ENOSPC"
+struct Failed {
+    std::string call;
+    int number;
+    std::string words;
+
+    [[nodiscard]] std::string text(int ofAll) const {
+        static const std::vector<std::string> kEndings = {"th", "st", "nd", "rd"};
+        const auto last = static_cast<std::size_t>(number % 10);
+        const std::string ordinal =
+            std::to_string(number) + kEndings[last < 4 && number / 10 != 1 ? last : 0];
+        return ofAll == 1 ? call + " " + words
+                          : "the " + ordinal + " of " + std::to_string(ofAll) + " " + call + " " + words;
+    }
+};
+
+// What makes no difference, one line for a call and its way to fail.
+std::string harmless(const std::vector<Failed> &all, const std::map<std::string, int> &calls) {
+    std::string text;
+    std::map<std::string, int> times;
+    for (const Failed &failed : all) {
+        ++times[failed.call + " " + failed.words];
+    }
+    std::set<std::string> written;
+    for (const Failed &failed : all) {
+        const std::string words = failed.call + " " + failed.words;
+        const int ofAll = calls.at(failed.call);
+        if (ofAll == 1 || times[words] < ofAll) {
+            text += "        " + failed.text(ofAll) + "\n";
+        } else if (written.insert(words).second) {
+            text += "        " + words + ", whichever of " + std::to_string(ofAll) + "\n";
+        }
+    }
+    return text.empty() ? text : "    no difference when\n" + text;
+}
+
 std::string outcomesOf(const Scenario &scenario) {
     const Run undisturbed = run(scenario);
-    std::string text = scenario.name + "\n    undisturbed: " + undisturbed.outcome(undisturbed) + "\n";
+    const std::string same = undisturbed.outcome(undisturbed);
+    std::string text = scenario.name + "\n    undisturbed: " + same + "\n";
+    std::map<std::string, int> calls;
+    for (const std::string &call : undisturbed.calls) {
+        ++calls[call];
+    }
     std::map<std::string, int> numbers;
+    std::vector<Failed> indifferent;
+    const auto note = [&](const Failed &failed, const std::string &outcome) {
+        if (outcome == same) {
+            indifferent.push_back(failed);
+        } else {
+            text += "    " + failed.text(calls[failed.call]) + ": " + outcome + "\n";
+        }
+    };
     for (std::size_t i = 0; i < undisturbed.calls.size(); ++i) {
         const std::string &call = undisturbed.calls[i];
-        const std::string label = "    " + call + " " + std::to_string(++numbers[call]) + " ";
-        const auto &ways = failures().at(call);
+        const int number = ++numbers[call];
         std::string usual;
-        for (std::size_t way = 0; way < ways.size(); ++way) {
+        for (std::size_t way = 0; way < failures().at(call).size(); ++way) {
             const std::string outcome = run(scenario, static_cast<int>(i), way).outcome(undisturbed);
-            text += label + ways[way].name + ": " + outcome + "\n";
+            note({call, number, failures().at(call)[way].words}, outcome);
             usual = way == 0 ? outcome : usual;
         }
         const std::string onwards = run(scenario, static_cast<int>(i), 0, true).outcome(undisturbed);
         if (onwards != usual) {
-            text += label + "and on: " + onwards + "\n";
+            note({call, number, std::string(failures().at(call)[0].words) + ", then every call fails"},
+                 onwards);
         }
     }
-    return text;
+    return text + harmless(indifferent, calls);
 }
 
 void compare(const std::string &room, const std::vector<Scenario> &scenarios) {

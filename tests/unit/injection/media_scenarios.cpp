@@ -25,13 +25,13 @@ std::string validate(std::size_t missing) {
         free(const_cast<void *>(block));
     }
     injection().memory.clear();
-    return told(result, "abandoned", abandoned);
+    return told(returns(result), "blocks abandoned: " + std::to_string(abandoned));
 }
 
 std::string codes(const char *country) {
     char alpha2[3], alpha3[4], numeric[4];
     const unsigned found = get_country_codes(country, alpha2, alpha3, numeric);
-    return told(found, alpha2, alpha3, numeric);
+    return told(returns(found), "codes " + std::string(alpha2) + " " + alpha3 + " " + numeric);
 }
 
 } // namespace

@@ -33,6 +33,15 @@ sockaddr_in untouchedAddress() {
     return address;
 }
 
+std::string shown(const sockaddr_in &address) {
+    const sockaddr_in untouched = untouchedAddress();
+    if (memcmp(&address, &untouched, sizeof address) == 0) {
+        return "untouched";
+    }
+    const std::string text = inet_ntoa(address.sin_addr);
+    return address.sin_family == AF_INET ? text : text + " of family " + std::to_string(address.sin_family);
+}
+
 void setServers() {
     for (auto &pair : platform().state.dnsServerPairs) {
         strcpy(pair.primary, "10.0.0.1");
@@ -49,61 +58,59 @@ std::vector<Scenario> networkScenarios() {
              sockaddr_in address = untouchedAddress();
              sockaddr_in broadcast = untouchedAddress();
              const int result = ozuutils_gethostIPv4byIfname(&address, &broadcast, "eth0");
-             const std::string first = inet_ntoa(address.sin_addr);
-             return told(result, first, address.sin_family, inet_ntoa(broadcast.sin_addr),
-                         broadcast.sin_family);
+             return told(returns(result), "address " + shown(address), "broadcast " + shown(broadcast));
          }},
         {"get_device_ip",
          [] {
              auto text = untouchedText();
              const int result = get_device_ip("eth0", text.data());
-             return told(result, text.data());
+             return told(returns(result), output("address", text.data()));
          }},
         {"checkRouteAndAdd",
          [] {
-             return told(
+             return returns(
                  checkRouteAndAdd("10.2.0.0", "192.168.7.1", "255.255.0.0", "eth0", 1, RTF_UP | RTF_GATEWAY));
          }},
         {"checkRouteAndDel",
          [] {
-             return told(
+             return returns(
                  checkRouteAndDel("10.2.0.0", "192.168.7.1", "255.255.0.0", "eth0", 1, RTF_UP | RTF_GATEWAY));
          }},
         {"retrieveDefGateway",
          [] {
              auto text = untouchedText();
              const int result = retrieveDefGateway(0, text.data(), "eth0");
-             return told(result, text.data());
+             return told(returns(result), output("address", text.data()));
          }},
         {"nslookup_ozu",
          [] {
              AddressText text = {};
              const int result = nslookup_ozu("a.b", "10.0.0.53", "10.0.0.54", text.data(), text.size());
-             return told(result, '"' + std::string(text.data()) + '"');
+             return told(returns(result), output("address", text.data()));
          }},
         {"NgetHostByName",
          [] {
              auto text = untouchedText();
              NgetHostByName("a.b", 1, "10.0.0.53", 9, text.data(), text.size());
-             return std::string(text.data());
+             return output("address", text.data());
          }},
         {"ozuutils_resolve_hostname",
          [] {
              auto text = untouchedText();
              const int result = ozuutils_resolve_hostname("host.test", text.data());
-             return told(result, text.data());
+             return told(returns(result), output("address", text.data()));
          }},
         {"write_permanent_dns",
          [] {
              setServers();
-             return told(write_permanent_dns());
+             return returns(write_permanent_dns());
          }},
         {"nslookup_ares",
          [] {
              auto text = untouchedText();
              const int result = nslookup_ares("host.test", "eth0", "10.0.0.53", "10.0.0.54", text.data());
              ares_global_library_deinit();
-             return told(result, '"' + std::string(text.data()) + '"');
+             return told(returns(result), output("address", text.data()));
          }},
         {"nslookup_ares_n with one server",
          [] {
@@ -111,7 +118,7 @@ std::vector<Scenario> networkScenarios() {
              const int result =
                  nslookup_ares_n("host.test", nullptr, "10.0.0.53", nullptr, text.data(), 0, 2);
              ares_global_library_deinit();
-             return told(result, '"' + std::string(text.data()) + '"');
+             return told(returns(result), output("address", text.data()));
          }},
     };
 }

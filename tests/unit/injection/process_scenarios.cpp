@@ -6,6 +6,7 @@
 #include <utils_ozu/process.h>
 #include <utils_ozu/reboot.h>
 
+#include "captured.h"
 #include "fake_platform.h"
 #include "injection.h"
 #include "reboot_end.h"
@@ -14,7 +15,6 @@
 #include <ftw.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
@@ -27,7 +27,7 @@ std::string start() {
     const int result = ozuutils_processInit("ALARM_CORE", nullptr);
     const int again = ozuutils_processInit("ALARM_CORE", nullptr); // shows whether the start counts
     cleanup();
-    return told(result, "then", again);
+    return told(returns(result), "when called again " + std::to_string(again));
 }
 
 std::string reboot() {
@@ -39,21 +39,19 @@ std::string reboot() {
     std::string commands;
     for (const std::string &entry : platform().calls()) {
         if (entry.rfind("system ", 0) == 0) {
-            commands += "[" + entry.substr(strlen("system ")) + "]";
+            commands +=
+                (commands.empty() ? "runs " : " and ") + ('"' + entry.substr(strlen("system ")) + '"');
         }
     }
-    return commands;
+    return commands.empty() ? "runs nothing" : commands;
 }
 
 std::string execute() {
-    std::array<char, 513> output;
-    output.fill('#');
-    output.back() = '\0';
-    const int result = exec_cmd("/bin/echo READY", 30, "READY", output.data());
-    std::string shown = output.data();
-    const bool untouched = shown == std::string(512, '#');
-    std::replace(shown.begin(), shown.end(), '\n', '$');
-    return told(result, untouched ? "untouched" : '[' + shown + ']');
+    std::array<char, 513> answer;
+    answer.fill('#');
+    answer.back() = '\0';
+    const int result = exec_cmd("/bin/echo READY", 30, "READY", answer.data());
+    return told(returns(result), output("answer", answer.data()));
 }
 
 std::string startChild() {
@@ -63,8 +61,11 @@ std::string startChild() {
     int out = -7;
     int error = -7;
     const pid_t child = popen2(words.data(), &in, &out, &error);
-    const std::string result = told(child > 0 ? "child" : std::to_string(child),
-                                    in == -7 ? "untouched" : "in", out == -7 ? "untouched" : "out", error);
+    const auto pipe = [](const char *name, int descriptor) {
+        return std::string(name) + (descriptor == -7 ? " untouched" : " a descriptor");
+    };
+    const std::string result = told(child > 0 ? "returns a child" : returns(child), pipe("input", in),
+                                    pipe("output", out), pipe("error", error));
     if (child > 0) {
         injection().pause();
         close(in);
@@ -80,7 +81,9 @@ std::string readWholeFile() {
     const int result = allocFileToBuff(worldFile("content").c_str(), &buffer);
     const bool kept = buffer == &untouched;
     const bool allocated = !kept && buffer != nullptr;
-    const std::string text = told(result, kept ? "untouched" : allocated ? "buffer" : "null");
+    const std::string text = told(returns(result), kept        ? "buffer untouched"
+                                                   : allocated ? "buffer allocated"
+                                                               : "buffer null");
     if (allocated) {
         free(buffer);
     }
@@ -90,21 +93,22 @@ std::string readWholeFile() {
 std::string removeEntry() {
     writeFile(worldFile("entry"), "x");
     struct FTW position = {0, 1};
-    return told(unlink_cb(worldFile("entry").c_str(), nullptr, FTW_F, &position));
+    return returns(unlink_cb(worldFile("entry").c_str(), nullptr, FTW_F, &position));
 }
 
 std::string findProcess() {
     injection().pause();
-    testing::internal::CaptureStderr();
+    ozu::test::captureStderr();
     injection().resume();
     const int result = ozuutils_findProcessId("panel_core");
     injection().pause();
-    return told(result, '"' + testing::internal::GetCapturedStderr() + '"');
+    const std::string printed = ozu::test::capturedStderr();
+    return printed.empty() ? returns(result) : told(returns(result), "prints " + printed);
 }
 
 std::string searchKernelLog() {
     std::array<char, 64> buffer = {};
-    return told(locate_in_kernel_ring_buffer(buffer.data(), buffer.size(), "usb"));
+    return returns(locate_in_kernel_ring_buffer(buffer.data(), buffer.size(), "usb"));
 }
 
 } // namespace
@@ -116,21 +120,21 @@ std::vector<Scenario> processScenarios() {
         {"WaitForUnsentData",
          [] {
              platform().inFlight = {1, 1};
-             return told(WaitForUnsentData(5));
+             return returns(WaitForUnsentData(5));
          }},
         {"request_CP_reboot_from",
          [] {
              request_CP_reboot_from();
-             return std::string("done");
+             return std::string("ends");
          }},
         {"exec_cmd", execute},
         {"popen2", startChild},
         {"unlink_cb", removeEntry},
         {"ozuutils_findProcessId", findProcess},
         {"allocFileToBuff", readWholeFile},
-        {"get_ring_buffer_size", [] { return told(get_ring_buffer_size()); }},
+        {"get_ring_buffer_size", [] { return returns(get_ring_buffer_size()); }},
         {"locate_in_kernel_ring_buffer", searchKernelLog},
-        {"clear_ring_buffer", [] { return told(clear_ring_buffer()); }},
+        {"clear_ring_buffer", [] { return returns(clear_ring_buffer()); }},
     };
 }
 

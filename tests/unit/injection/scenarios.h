@@ -9,12 +9,23 @@ namespace ozu::test {
 
 struct Scenario {
     std::string name;
-    std::function<std::string()> run; // tells result and outputs
+    std::function<std::string()> run; // tells result and outputs, in words
 };
 
+// "returns 7"
+inline std::string returns(long long result) {
+    return "returns " + std::to_string(result);
+}
+// An output under its name: "address 10.1.2.3"; one filled with # beforehand that still is: "address
+// untouched".
+std::string output(const std::string &name, const std::string &value);
 // Result and outputs as one text.
-template <typename... Values>
-std::string told(const Values &...values);
+template <typename... Texts>
+std::string told(const std::string &first, const Texts &...others) {
+    std::string text = first;
+    ((text += ", " + std::string(others)), ...);
+    return text;
+}
 
 std::vector<Scenario> alarmScenarios();
 std::vector<Scenario> deviceScenarios();
@@ -25,13 +36,3 @@ std::vector<Scenario> securityScenarios();
 std::vector<Scenario> timeScenarios();
 
 } // namespace ozu::test
-
-#include <sstream>
-
-template <typename... Values>
-std::string ozu::test::told(const Values &...values) {
-    std::ostringstream out;
-    const char *separator = "";
-    ((out << separator << values, separator = " "), ...);
-    return out.str();
-}

@@ -45,17 +45,17 @@ std::string encrypted(const EVP_CIPHER *cipher, bool padded) {
 // How much of a file is as it should be, and what else stands in it.
 std::string content(const std::string &path, const std::string &whole) {
     if (!std::filesystem::exists(path)) {
-        return "no file";
+        return "no output file";
     }
     const std::string found = readFile(path);
     if (found == whole) {
-        return "whole";
+        return "output whole";
     }
     const auto same = static_cast<std::size_t>(
         std::mismatch(found.begin(), found.end(), whole.begin(), whole.end()).first - found.begin());
-    const std::string beginning = std::to_string(same) + " bytes";
+    const std::string beginning = "output right for " + std::to_string(same) + " bytes";
     const std::size_t more = found.size() - same;
-    return more == 0 ? beginning : beginning + (more == 16 ? " and a last block" : " and others");
+    return more == 0 ? beginning : beginning + (more == 16 ? ", then a last block" : ", then others");
 }
 
 std::string cipherFile(bool encrypt) {
@@ -67,7 +67,7 @@ std::string cipherFile(bool encrypt) {
     injection().resume();
     const unsigned code = ozuutils_crypt_aes128ecb(in.c_str(), out.c_str(), kKey.data(), encrypt ? 1 : 0);
     injection().pause();
-    return told(code, content(out, result));
+    return told(returns(code), content(out, result));
 }
 
 std::string video() {
@@ -82,7 +82,9 @@ std::string video() {
     const auto plain = static_cast<std::size_t>(
         std::mismatch(now.begin(), now.end(), plainText().begin()).first - now.begin());
     const bool restIsCipher = now.compare(plain, std::string::npos, kCipher, plain, std::string::npos) == 0;
-    return told(code, plain, restIsCipher && plain % kKey.size() == 0 ? "decrypted" : "garbled");
+    return told(returns(code), restIsCipher && plain % kKey.size() == 0
+                                   ? std::to_string(plain) + " bytes decrypted, the rest as it was"
+                                   : "garbled after " + std::to_string(plain) + " bytes");
 }
 
 } // namespace
@@ -95,13 +97,13 @@ std::vector<Scenario> securityScenarios() {
         {"ozuutils_rand_bytes",
          [] {
              std::array<unsigned char, 8> bytes;
-             return told(ozuutils_rand_bytes(bytes.data(), bytes.size()));
+             return returns(ozuutils_rand_bytes(bytes.data(), bytes.size()));
          }},
         {"ozuutils_getDBcypher",
          [] {
              std::array<char, 41> out = {'#', '\0'};
              const int result = ozuutils_getDBcypher(out.data());
-             return told(result, out[0] == '#' ? "untouched" : "a key");
+             return told(returns(result), out[0] == '#' ? "key untouched" : "a key");
          }},
     };
 }

@@ -22,7 +22,7 @@ std::string inZone(const std::function<int()> &convert) {
     const std::string zone = getenv("TZ");
     unsetenv("TZ");
     tzset();
-    return told(result, zone);
+    return told(returns(result), "TZ " + zone);
 }
 
 int secondsOfUtc() {
@@ -40,7 +40,7 @@ std::vector<Scenario> timeScenarios() {
         {"ozuutils_timegm_to_epoch without TZ",
          [] {
              const int result = secondsOfUtc();
-             return told(result, getenv("TZ") == nullptr ? "no TZ" : "TZ");
+             return told(returns(result), getenv("TZ") == nullptr ? "no TZ" : "TZ is set");
          }},
         {"date_string_to_time",
          [] { return inZone([] { return date_string_to_time("01-01-2000 02:00:00"); }); }},
@@ -51,16 +51,17 @@ std::vector<Scenario> timeScenarios() {
         {"bypass_string_to_time",
          [] { return inZone([] { return bypass_string_to_time("Sat Jan 01 02:00:00 2000"); }); }},
         {"localTimeStrToTimeT", [] { return inZone([] { return localTimeStrToTimeT("0001010200"); }); }},
-        {"ozuutils_isSystemTimeOk", [] { return told(ozuutils_isSystemTimeOk(400000001)); }},
-        {"_RTC_is_synched", [] { return told(_RTC_is_synched()); }},
+        {"ozuutils_isSystemTimeOk", [] { return returns(ozuutils_isSystemTimeOk(400000001)); }},
+        {"_RTC_is_synched", [] { return returns(_RTC_is_synched()); }},
         {"utils_get_cp_uptime",
          [] {
              double uptime = -7;
              double idle = -7;
              const unsigned int result = utils_get_cp_uptime(&uptime, &idle);
-             return told(result, uptime == -7 ? "untouched" : "uptime", idle == -7 ? "untouched" : "idle");
+             return told(returns(result), uptime == -7 ? "uptime untouched" : "uptime told",
+                         idle == -7 ? "idle time untouched" : "idle time told");
          }},
-        {"applyTimeZone", [] { return told(applyTimeZone("Europe/Berlin", 1)); }},
+        {"applyTimeZone", [] { return returns(applyTimeZone("Europe/Berlin", 1)); }},
     };
 }
 
