@@ -1,6 +1,8 @@
 // Files of a test: a directory of its own, whole-file reads and writes, the output of a command.
 #pragma once
 
+#include "process_folder.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -16,10 +18,7 @@ namespace ozu::test {
 // A fresh directory, removed with everything in it.
 class TemporaryDirectory {
   public:
-    TemporaryDirectory() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "ozu-test-XXXXXX").string();
-        path_ = mkdtemp(pattern.data());
-    }
+    TemporaryDirectory() : path_(makeFolder("files")) {}
     ~TemporaryDirectory() {
         std::error_code ignored;
         std::filesystem::remove_all(path_, ignored);

@@ -2,6 +2,7 @@
 
 #include "panel_folder.h"
 
+#include "captured.h"
 #include "log_line.h"
 
 #include <ozudb.h>
@@ -79,16 +80,16 @@ TEST_F(LogTest, everyLevelHasItsLetter) {
 }
 
 TEST_F(LogTest, sameLinesGoToStandardError) {
-    testing::internal::CaptureStderr();
+    ozu::test::captureStderr();
     start("INFO");
     ozulog_printf(30000, "%s", "hello");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), lines()[0] + "\n");
+    EXPECT_EQ(ozu::test::capturedStderr(), lines()[0] + "\n");
 }
 
 TEST_F(LogTest, beforeInitLinesGoToStandardErrorUnfiltered) {
-    testing::internal::CaptureStderr();
+    ozu::test::captureStderr();
     EXPECT_EQ(ozulog_printf_extend(10000, "%s", "src/utils", "f", 1, "early"), 0);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), EndsWith(" src/utils f:1 early\n"));
+    EXPECT_THAT(ozu::test::capturedStderr(), EndsWith(" src/utils f:1 early\n"));
     EXPECT_NE(access(logFolder().c_str(), F_OK), 0);
 }
 
@@ -272,9 +273,9 @@ TEST_F(LogTest, whateverStandsInThePlaceOfTheFileIsRefusedAtOnce) {
     for (const auto &[what, plant] : plants) {
         ASSERT_EQ(plant(), 0) << what;
         alarm(20);
-        testing::internal::CaptureStderr();
+        ozu::test::captureStderr();
         EXPECT_EQ(ozulog_init("alarmd"), kCannotOpen) << what;
-        EXPECT_THAT(testing::internal::GetCapturedStderr(), AllOf(HasSubstr(path), HasSubstr(what)));
+        EXPECT_THAT(ozu::test::capturedStderr(), AllOf(HasSubstr(path), HasSubstr(what)));
         alarm(0);
         EXPECT_EQ(contentOf(victim), "precious");
         EXPECT_NE(access((folder() + "/nowhere").c_str(), F_OK), 0);

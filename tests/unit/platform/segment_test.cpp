@@ -1,5 +1,6 @@
 // The shared segment: what it begins with, who may attach it, and what a killed writer leaves behind.
 
+#include "captured.h"
 #include "data_folders.h"
 #include "panel_folder.h"
 
@@ -43,11 +44,11 @@ class SegmentTest : public PanelFolder {
         closePlatform();
     }
     static std::string refusal() {
-        testing::internal::CaptureStderr();
+        ozu::test::captureStderr();
         EXPECT_EQ(ozudb_getSharedMemory(0), nullptr);
         EXPECT_EQ(ozudb_getSharedMemory(0), nullptr);
         EXPECT_EQ(ozudb_ModifyModemStatistics(1, 1, 1, 1, 1, 1, 1, 1, 0), kNoSharedRecord);
-        return testing::internal::GetCapturedStderr();
+        return ozu::test::capturedStderr();
     }
 };
 
@@ -114,28 +115,6 @@ TEST_F(SegmentTest, belongsToItsFolderAlone) {
     removeDataFolder(firstFolder);
     EXPECT_NE(access(first.c_str(), F_OK), 0);
     EXPECT_EQ(access(segment().c_str(), F_OK), 0);
-}
-
-// The tests' own housekeeping: what a killed test leaves is gone after the next run.
-TEST_F(SegmentTest, segmentOfAKilledTestIsRemovedByTheNext) {
-    const std::string note = folder() + "/victim";
-    EXPECT_EQ(inChild([&] {
-                  PanelFolder::SetUp();
-                  ozudb_getSharedMemory(0);
-                  writeFile(note, folder() + "\n" + segment());
-                  return raise(SIGKILL);
-              }),
-              -SIGKILL);
-    const auto left = linesOf(note);
-    ASSERT_EQ(left.size(), 2U);
-    for (const auto &path : left) {
-        EXPECT_EQ(access(path.c_str(), F_OK), 0) << path;
-    }
-    removeStaleDataFolders();
-    for (const auto &path : left) {
-        EXPECT_NE(access(path.c_str(), F_OK), 0) << path;
-    }
-    EXPECT_EQ(access(folder().c_str(), F_OK), 0) << "a running test's";
 }
 
 TEST_F(SegmentTest, manyProcessesStartTogether) {
@@ -343,9 +322,9 @@ TEST_F(SegmentTest, damagedIdentityWithoutARunningPanelIsMadeAnew) {
     ASSERT_EQ(ozudb_ModifyBypassExpiry(9, 1, 1234), 0);
     boot();
     writeFile(folder() + "/identity", "");
-    testing::internal::CaptureStderr();
+    ozu::test::captureStderr();
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("was empty or damaged"));
+    EXPECT_THAT(ozu::test::capturedStderr(), HasSubstr("was empty or damaged"));
     EXPECT_EQ(ozudb_getSharedMemory(0)->zones[9].bypass[0].bypassExpiry, 1234U);
 }
 
@@ -360,9 +339,9 @@ TEST_F(SegmentTest, copyOfAFolderWithoutItsIdentityIsAnotherPanel) {
         writeFile(databaseFile() + suffix, contentOf(firstFolder + "/ozu.db" + suffix));
         chmod((databaseFile() + suffix).c_str(), 0600);
     }
-    testing::internal::CaptureStderr();
+    ozu::test::captureStderr();
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(ozu::test::capturedStderr(), "");
     EXPECT_NE(segment(), first);
     EXPECT_EQ(ozudb_getSharedMemory(0)->zones[9].bypass[0].bypassExpiry, 1234U);
     removeDataFolder(firstFolder);

@@ -1,6 +1,7 @@
 // What lasts: severities, registrations, reboot reason, statistics, bypass, events, settings; and how a
 // damaged, read-only or full database is reported.
 
+#include "captured.h"
 #include "data_folders.h"
 #include "panel_folder.h"
 
@@ -401,13 +402,13 @@ class DamagedTable : public Settings {
     }
     // A process that starts gets a record; what was damaged works again, and everything else is as it was.
     void expectOnlyLost(const std::string &table) {
-        testing::internal::CaptureStderr();
+        ozu::test::captureStderr();
         boot();
         EXPECT_NE(ozudb_getSharedMemory(0), nullptr) << table;
         for (const auto &content : contents()) {
             EXPECT_EQ(content.put(), 0) << content.table << " of damaged " << table;
         }
-        const std::string said = testing::internal::GetCapturedStderr();
+        const std::string said = ozu::test::capturedStderr();
         EXPECT_THAT(said, HasSubstr(" 80000 C ")) << table;
         EXPECT_THAT(said, HasSubstr("table " + table + " of the database")) << table;
         EXPECT_EQ(said.find("of the database"), said.rfind("of the database")) << said;
@@ -497,13 +498,13 @@ TEST_F(DamagedTable, cutDatabaseCostsWhatWasCutOff) {
         for (const char *suffix : {"-wal", "-shm"}) {
             unlink((databaseFile() + suffix).c_str());
         }
-        testing::internal::CaptureStderr();
+        ozu::test::captureStderr();
         boot();
         EXPECT_NE(ozudb_getSharedMemory(0), nullptr) << size;
         for (const auto &content : contents()) {
             EXPECT_EQ(content.put(), 0) << content.table << " " << size;
         }
-        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(" is damaged; it starts over")) << size;
+        EXPECT_THAT(ozu::test::capturedStderr(), HasSubstr(" is damaged; it starts over")) << size;
         EXPECT_EQ(query("PRAGMA integrity_check"), "ok ") << size;
         closePlatform();
     }
@@ -537,17 +538,17 @@ TEST_F(DamagedTable, emptiedDatabaseIsTold) {
     for (const char *suffix : {"", "-wal", "-shm"}) {
         writeFile(databaseFile() + suffix, "");
     }
-    testing::internal::CaptureStderr();
+    ozu::test::captureStderr();
     boot();
     EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+    EXPECT_THAT(ozu::test::capturedStderr(),
                 AllOf(HasSubstr(" 80000 C "), HasSubstr("is missing or empty; all its tables start over")));
 }
 
 TEST_F(DamagedTable, newFolderHasNothingToTell) {
-    testing::internal::CaptureStderr();
+    ozu::test::captureStderr();
     EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(ozu::test::capturedStderr(), "");
 }
 
 TEST_F(DamagedTable, whatWasToldBeforeTheLogWasOpenedStandsInIt) {
@@ -578,9 +579,9 @@ TEST_F(Settings, whateverStandsInThePlaceOfAFileIsRefusedAtOnce) {
             remove(path.c_str());
             ASSERT_EQ(plant(), 0) << name;
             alarm(20);
-            testing::internal::CaptureStderr();
+            ozu::test::captureStderr();
             EXPECT_EQ(LOG_system_event(1, "x"), kCannotOpen) << name << " " << what;
-            EXPECT_THAT(testing::internal::GetCapturedStderr(), AllOf(HasSubstr(path), HasSubstr(what)));
+            EXPECT_THAT(ozu::test::capturedStderr(), AllOf(HasSubstr(path), HasSubstr(what)));
             alarm(0);
             EXPECT_EQ(contentOf(victim), "precious") << name << " " << what;
             remove(path.c_str());
@@ -604,10 +605,10 @@ TEST_F(Settings, filesOfStrangersAreRefused) {
             writeFile(path, "");
         }
         ASSERT_EQ(chown(path.c_str(), kStranger, kStranger), 0);
-        testing::internal::CaptureStderr();
+        ozu::test::captureStderr();
         EXPECT_EQ(std::string(name) == "log" ? ozulog_init("alarmd") : LOG_system_event(1, "x"), kCannotOpen)
             << name;
-        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(path + " belongs to user 65534"));
+        EXPECT_THAT(ozu::test::capturedStderr(), HasSubstr(path + " belongs to user 65534"));
         ASSERT_EQ(chown(path.c_str(), 0, 0), 0);
         remove(path.c_str());
     }
@@ -636,10 +637,10 @@ TEST_F(Settings, filesThatOthersMayWriteAreClosedToThem) {
         ASSERT_EQ(chmod((folder() + name).c_str(), 0666), 0);
     }
     closePlatform();
-    testing::internal::CaptureStderr();
+    ozu::test::captureStderr();
     EXPECT_EQ(LOG_system_event(1, "x"), 0);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), AllOf(HasSubstr("identity was open to other users"),
-                                                              HasSubstr("ozu.db was open to other users")));
+    EXPECT_THAT(ozu::test::capturedStderr(), AllOf(HasSubstr("identity was open to other users"),
+                                                   HasSubstr("ozu.db was open to other users")));
     EXPECT_EQ(modeOf(folder() + "/identity"), 0600U);
     EXPECT_EQ(modeOf(folder() + "/ozu.db"), 0600U);
 }

@@ -1,6 +1,7 @@
 // Commands with real children; the system calls in between are wrapped to count and to fail them.
 #include <utils_ozu/command.h>
 
+#include "captured.h"
 #include "process_test.h"
 #include "random_numbers.h"
 #include "resource_count.h"
@@ -435,10 +436,10 @@ TEST_F(Command, zerosEndTheTextOfARead) {
 }
 
 TEST_F(Command, blanksAreNoProgram) {
-    testing::internal::CaptureStderr();
+    ozu::test::captureStderr();
     EXPECT_EQ(run("   ", 1, "x"), -1);
     const int status = reap();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "execvp: No such file or directory\n");
+    EXPECT_EQ(ozu::test::capturedStderr(), "execvp: No such file or directory\n");
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1);
     EXPECT_THAT(texts(), Contains("command[0]: (null)"));
     EXPECT_THAT(texts(), Not(Contains(testing::StartsWith("command[1]"))));
@@ -446,10 +447,10 @@ TEST_F(Command, blanksAreNoProgram) {
 }
 
 TEST_F(Command, missingProgramIsReportedByTheChild) {
-    testing::internal::CaptureStderr();
+    ozu::test::captureStderr();
     EXPECT_EQ(run("/nowhere/prog x", 1, "x"), -1);
     const int status = reap();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "execvp: No such file or directory\n");
+    EXPECT_EQ(ozu::test::capturedStderr(), "execvp: No such file or directory\n");
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1);
 }
 
@@ -681,9 +682,9 @@ TEST_F(Command, aGrandchildMayBringTheMarker) {
 
 TEST_F(Command, standardErrorIsNotRead) {
     const std::string path = script("echo READY >&2\n");
-    testing::internal::CaptureStderr();
+    ozu::test::captureStderr();
     EXPECT_EQ(run("/bin/sh " + path, 1, "READY"), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "READY\n");
+    EXPECT_EQ(ozu::test::capturedStderr(), "READY\n");
     unlink(path.c_str());
     reap();
 }
@@ -835,7 +836,7 @@ TEST_F(Command, startsWhileOtherThreadsHoldLocks) {
     for (unsigned int i = 0; i < 8; ++i) {
         storm.emplace_back([&stop, sink, i] { takeLocks(stop, sink, i); });
     }
-    testing::internal::CaptureStderr();
+    ozu::test::captureStderr();
     const auto until = std::chrono::steady_clock::now() + kTime;
     int calls = 0;
     const auto goesOn = [&] { return calls < kAtLeast || std::chrono::steady_clock::now() < until; };
@@ -857,7 +858,7 @@ TEST_F(Command, startsWhileOtherThreadsHoldLocks) {
             platform() = ozu::test::FakePlatform();
         }
     }
-    testing::internal::GetCapturedStderr();
+    ozu::test::capturedStderr();
     stop = true;
     for (auto &thread : storm) {
         thread.join();

@@ -1,5 +1,6 @@
 #include <utils_ozu/files.h>
 
+#include "process_folder.h"
 #include "process_test.h"
 
 #include <fcntl.h>
@@ -34,9 +35,7 @@ class Files : public ozu::test::PlatformTest {
     void SetUp() override {
         PlatformTest::SetUp();
         faults = Faults();
-        std::string pattern = (fs::temp_directory_path() / "files_test.XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder_ = pattern;
+        folder_ = ozu::test::makeFolder("files");
     }
     void TearDown() override {
         fs::remove_all(folder_);

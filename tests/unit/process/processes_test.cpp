@@ -1,5 +1,6 @@
 #include <utils_ozu/files.h>
 
+#include "captured.h"
 #include "process_test.h"
 
 #include <dirent.h>
@@ -183,13 +184,14 @@ TEST_F(FindProcess, opensNumericEntriesOnlyAndReadsEachOnce) {
 // Whatever the file system shows as a number is one.
 TEST_F(FindProcess, numbersWithASign) {
     EXPECT_EQ(findIn({{"+7", commandLine({"init"})},
+                      {"0", commandLine({"init"})},
                       {"-2147483648", commandLine({"init"})},
                       {"-99999999999", commandLine({"init"})},
                       {"-41", commandLine({"alarmd"})}},
                      "alarmd"),
               -41);
-    EXPECT_THAT(proc.opened,
-                ElementsAre("7/cmdline", "-2147483648/cmdline", "-2147483648/cmdline", "-41/cmdline"));
+    EXPECT_THAT(proc.opened, ElementsAre("7/cmdline", "0/cmdline", "-2147483648/cmdline",
+                                         "-2147483648/cmdline", "-41/cmdline"));
 }
 
 TEST_F(FindProcess, vanishedProcessesAreSkipped) {
@@ -246,9 +248,9 @@ TEST_F(FindProcess, numbersSaturateAsOnThePanel) {
 
 TEST_F(FindProcess, withoutProcItComplainsOnStandardError) {
     proc.missing = true;
-    testing::internal::CaptureStderr();
+    ozu::test::captureStderr();
     EXPECT_EQ(find("alarmd"), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "can't open /proc: Permission denied\n");
+    EXPECT_EQ(ozu::test::capturedStderr(), "can't open /proc: Permission denied\n");
     EXPECT_THAT(platform().log, IsEmpty());
     EXPECT_THAT(platform().journal, ElementsAre("opendir"));
 }

@@ -1,3 +1,4 @@
+#include "captured.h"
 #include "text_test.h"
 
 #include <unistd.h>
@@ -9,9 +10,9 @@ namespace {
 
 // What goes to descriptor 1 through stdio while the action runs.
 std::string printed(const std::function<void()> &action) {
-    testing::internal::CaptureStdout();
+    ozu::test::captureStdout();
     action();
-    return testing::internal::GetCapturedStdout();
+    return ozu::test::capturedStdout();
 }
 
 struct Removal {

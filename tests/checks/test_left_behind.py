@@ -1,0 +1,78 @@
+"""Unit tests leave nothing in the temporary folder and in shared memory, however they end."""
+
+import contextlib
+import os
+import pathlib
+import signal
+import subprocess
+import time
+
+import pytest
+
+import tree
+
+SHARED = pathlib.Path("/dev/shm")
+PATIENCE = 60
+
+
+def program(name):
+    path = tree.BUILD / "bin" / name
+    if not path.exists():
+        pytest.skip(f"{name} is not part of this build")
+    return path
+
+
+def eventually(condition):
+    end = time.monotonic() + PATIENCE
+    while not condition():
+        assert time.monotonic() < end
+        time.sleep(0.02)
+
+
+@contextlib.contextmanager
+def started(tmp_path, name, *options):
+    process = subprocess.Popen([program(name), *options], env={**os.environ, "TMPDIR": str(tmp_path)}, stdin=subprocess.DEVNULL,
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        yield process
+    finally:
+        process.kill()
+        process.wait()
+
+
+def segments(tmp_path):
+    """Shared segments of the data folders that are there."""
+    identities = [path.read_text().strip() for path in tmp_path.glob("*/*/identity")]
+    return [path for path in SHARED.glob("ozu-v*") if any(one and one in path.name for one in identities)]
+
+
+@pytest.mark.parametrize("name, some", [("process_files_test", "Files.*"), ("platform_test", "SegmentTest.is*")])
+@pytest.mark.parametrize("deadly", [None, signal.SIGTERM, signal.SIGKILL], ids=["ends", "terminated", "killed"])
+def test_nothing_is_left(tmp_path, name, some, deadly):
+    with started(tmp_path, name, f"--gtest_filter={some}", f"--gtest_repeat={1 if deadly is None else 100000}") as process:
+        if deadly is not None:
+            eventually(lambda: list(tmp_path.glob("*/*")))
+            process.send_signal(deadly)
+        assert process.wait(PATIENCE) == (0 if deadly is None else -deadly)
+    eventually(lambda: list(tmp_path.iterdir()) == [])
+
+
+def test_segment_of_a_killed_test_goes_with_it(tmp_path):
+    with started(tmp_path, "platform_test", "--gtest_filter=SegmentTest.is*", "--gtest_repeat=100000") as process:
+        left = []
+        while not left:
+            process.send_signal(signal.SIGCONT)
+            eventually(lambda: segments(tmp_path) or process.poll() is not None)
+            assert process.poll() is None
+            process.send_signal(signal.SIGSTOP)  # what it was about to remove stays
+            left = segments(tmp_path)
+        process.kill()
+        process.wait(PATIENCE)
+    eventually(lambda: list(tmp_path.iterdir()) == [])
+    assert not [path for path in left if path.exists()]
+
+
+def test_output_is_captured_without_files():
+    """GoogleTest captures into files below /tmp, which a killed test leaves."""
+    users = [name for name in sorted(tree.ROOT.glob("tests/**/*.cpp")) if "internal::Capture" in name.read_text()]
+    assert users == []
