@@ -46,7 +46,7 @@ def segments(tmp_path):
     return [path for path in SHARED.glob("ozu-v*") if any(one and one in path.name for one in identities)]
 
 
-@pytest.mark.parametrize("name, some", [("process_files_test", "Files.*"), ("platform_test", "SegmentTest.is*")])
+@pytest.mark.parametrize("name, some", [("process_files_test", "Files.failed*"), ("platform_test", "SegmentTest.is*")])
 @pytest.mark.parametrize("deadly", [None, signal.SIGTERM, signal.SIGKILL], ids=["ends", "terminated", "killed"])
 def test_nothing_is_left(tmp_path, name, some, deadly):
     with started(tmp_path, name, f"--gtest_filter={some}", f"--gtest_repeat={1 if deadly is None else 100000}") as process:

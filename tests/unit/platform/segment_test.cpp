@@ -366,9 +366,9 @@ TEST_F(SegmentTest, identityOfAnotherRunningPanelIsNotUsed) {
     EXPECT_EQ(attachState(view, why), kNoSharedRecord); // tools show nobody else's record either
     std::string file;
     EXPECT_EQ(segmentFile(file), kNotFound);
-    testing::internal::CaptureStderr();
+    ozu::test::captureStderr();
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), AllOf(HasSubstr(" 80000 C "), HasSubstr("identity")));
+    EXPECT_THAT(ozu::test::capturedStderr(), AllOf(HasSubstr(" 80000 C "), HasSubstr("identity")));
     ozudb_getSharedMemory(0)->powerManagerMode = 5;
     EXPECT_EQ(state->powerManagerMode, 0U);
     EXPECT_NE(segment(), first);
@@ -429,11 +429,11 @@ TEST_F(SegmentTest, databaseBeyondRepairIsSetAsideAtTheNextBoot) {
         closePlatform();
         writeFile(databaseFile(), rubbish);
         boot();
-        testing::internal::CaptureStderr();
+        ozu::test::captureStderr();
         std::array<char, 8> severity{};
         EXPECT_EQ(ozudb_getSeverityNameByProcName(severity.data(), 8, "alarmd"), 0); // comes first at a start
         EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
-        EXPECT_THAT(testing::internal::GetCapturedStderr(),
+        EXPECT_THAT(ozu::test::capturedStderr(),
                     AllOf(HasSubstr(" 80000 C "), HasSubstr("ozu.db.damaged"), HasSubstr("all its tables")));
         EXPECT_EQ(contentOf(databaseFile() + ".damaged"), rubbish);
         EXPECT_EQ(ozudb_ModifyBypassExpiry(1, 1, 5), 0);
