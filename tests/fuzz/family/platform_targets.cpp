@@ -20,7 +20,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
+#include <system_error>
 
 namespace ozu::fuzz {
 
@@ -30,20 +32,17 @@ using namespace ozu::platform;
 
 // A folder of this process's own, in memory, without lines on standard error.
 const std::string &folder() {
-    static const std::string path = [] {
+    static const std::string &path = *new std::string([] { // outlives the handler below
         std::string made = "/dev/shm/fuzz-" + std::to_string(getpid());
         mkdir(made.c_str(), 0700);
         setenv("OZU_PLATFORM_DIR", made.c_str(), 1);
         static_cast<void>(atexit([] {
             forgetSettings();
-            for (const char *name :
-                 {"/ozu.db", "/ozu.db-wal", "/ozu.db-shm", "/ozu.db.damaged", "/identity"}) {
-                unlink((folder() + name).c_str());
-            }
-            rmdir(folder().c_str());
+            std::error_code ignored;
+            std::filesystem::remove_all(folder(), ignored);
         }));
         return made;
-    }();
+    }());
     return path;
 }
 
