@@ -48,9 +48,10 @@ class Process:
         inner = self._outer.inner_pid
         try:
             status = pathlib.Path(f"/proc/{inner}/status").read_text()
-        except FileNotFoundError:
+        except (FileNotFoundError, ProcessLookupError):  # it has just ended, or was what enters the box
             return None
-        inside = int(re.search(r"^NSpid:.*\s(\d+)$", status, re.M).group(1))
+        numbers = re.search(r"^NSpid:.*\s(\d+)$", status, re.M)
+        inside = int(numbers.group(1)) if numbers else None
         names = [record["process"] for record in self.panel.timeline.look()[self._since:]
                  if record["kind"] == "process" and record["what"] == "started" and record["pid"] == inside]
         return names[-1] if names else None
