@@ -22,7 +22,7 @@ namespace {
     throw CommandError(kLibraryFailed, "the file " + inQuotes(path) + " cannot be read: " + strerror(error));
 }
 
-// Standard input by its name may be a socket, as over ssh, or another user's: neither can be opened anew. A
+// Standard input by its name may be a socket, as over ssh, or another user's: neither can be reopened. A
 // FIFO that nobody writes to is empty, rather than something to wait for.
 int openForReading(const std::string &path) {
     if (path == "/dev/stdin") {
