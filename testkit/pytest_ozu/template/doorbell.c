@@ -1,9 +1,9 @@
 /*
  * doorbell: rings when a message says so, and tells everybody.
  *
- * Process/DOORBELL, class 1, command 1: somebody pressed the button. While the panel is in alarm nothing rings.
- * Otherwise the chime's program runs for 2 seconds at most, the push server is looked up, and Multicast/DOORBELL
- * carries the number of rings so far.
+ * Process/DOORBELL, class 1, command 1: somebody pressed the button. While the panel is in alarm nothing
+ * rings. Otherwise the chime's program runs for 2 seconds at most, the push server is looked up, and
+ * Multicast/DOORBELL carries the number of rings so far.
  */
 #include <mqttc.h>
 #include <ozulog.h>
@@ -48,7 +48,8 @@ static void ring(void) {
         ozulog_printf(OZULOG_NOTICE, "push server at %s", address);
     }
     rings++;
-    if (ozumqttc_messagePublish("Multicast/DOORBELL", sizeof rings, "DOORBELL", RINGS_CLASS, RINGS, &rings) != 0) {
+    if (ozumqttc_messagePublish("Multicast/DOORBELL", sizeof rings, "DOORBELL", RINGS_CLASS, RINGS, &rings) !=
+        0) {
         ozulog_printf(OZULOG_ERROR, "nobody was told of ring %d", rings);
     }
 }

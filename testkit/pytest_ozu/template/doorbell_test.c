@@ -1,5 +1,6 @@
 /*
- * Unit tests of doorbell: the fake platform answers it and records what it does. No panel, no broker, no network.
+ * Unit tests of doorbell: the fake platform answers it and records what it does. No panel, no broker, no
+ * network.
  *
  * A panel process starts once, so ctest runs each test in a process of its own: doorbell_test NAME
  */
@@ -27,7 +28,8 @@ struct hostent *gethostbyname(const char *name) {
     return NULL;
 }
 
-/* Sees every call of the platform: the bell is pressed once it is up, and ends after it has rung or kept silent. */
+/* Sees every call of the platform: the bell is pressed once it is up, and ends after it has rung or kept
+ * silent. */
 static void press_once(OzuFakeEntry *entry, void *user) {
     (void)user;
     if (strstr(entry->text, "the doorbell is up") != NULL) {
