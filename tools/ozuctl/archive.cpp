@@ -9,7 +9,7 @@ namespace ozuctl {
 
 namespace {
 
-constexpr std::size_t kBlock = 512;
+constexpr std::size_t kTarBlock = 512;
 constexpr std::size_t kMaxSafeName = 60;
 
 // The fields of a header block.
@@ -31,7 +31,7 @@ struct Header {
     char prefix[155];
     char rest[12];
 };
-static_assert(sizeof(Header) == kBlock);
+static_assert(sizeof(Header) == kTarBlock);
 
 template <std::size_t size>
 void putOctal(char (&field)[size], std::uint64_t value) {
@@ -56,21 +56,21 @@ void Archive::add(const std::string &name, std::string_view content) {
     header.type = '0';
     memcpy(header.magic, "ustar", sizeof header.magic);
     memcpy(header.version, "00", sizeof header.version);
-    std::array<unsigned char, kBlock> block{};
-    memcpy(block.data(), &header, kBlock);
+    std::array<unsigned char, kTarBlock> block{};
+    memcpy(block.data(), &header, kTarBlock);
     unsigned sum = 0;
     for (const unsigned char byte : block) {
         sum += byte;
     }
     snprintf(header.checksum, sizeof header.checksum, "%06o", sum); // the last byte stays a space
     header.checksum[7] = ' ';
-    bytes_.append(reinterpret_cast<const char *>(&header), kBlock);
+    bytes_.append(reinterpret_cast<const char *>(&header), kTarBlock);
     bytes_.append(content);
-    bytes_.append((kBlock - content.size() % kBlock) % kBlock, '\0');
+    bytes_.append((kTarBlock - content.size() % kTarBlock) % kTarBlock, '\0');
 }
 
 std::string Archive::finished() const {
-    return bytes_ + std::string(2 * kBlock, '\0');
+    return bytes_ + std::string(2 * kTarBlock, '\0');
 }
 
 std::string safeName(std::string_view name) {
