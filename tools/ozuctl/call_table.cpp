@@ -200,7 +200,7 @@ Json callCountry(const CallArguments &in, Json &out) {
 constexpr auto kFree = CallNeeds::nothing;
 
 // clang-format off
-std::vector<CallableFunction> textFunctions() {
+std::vector<CallableFunction> textFunctions() { // NOLINT(readability-function-size): a table
     return {
         {"ozuutils_strncpy2Lower", "nothing", {textOrNull("src"), sizeGiven("n")}, {"dst"}, kFree, {}, nullptr,
          callCountedCopy<ozuutils_strncpy2Lower>},
@@ -443,7 +443,7 @@ const std::vector<CallableFunction> &callableFunctions() {
     return functions;
 }
 
-const std::vector<ReachedFunction> &reachedFunctions() {
+const std::vector<ReachedFunction> &reachedFunctions() { // NOLINT(readability-function-size): a table
     static const std::vector<ReachedFunction> functions = {
         {"ozuutils_processInit", "publish"},
         {"cleanup", "publish"},

@@ -344,9 +344,12 @@ class Pen {
         const std::int64_t step = stepFor(length);
         for (std::int64_t ms = 0; ms <= length; ms += step) {
             const std::string x = std::to_string(xOf(sheet_.from() + ms));
-            text += "<line x1=\"" + x + "\" x2=\"" + x + "\" y1=\"" + std::to_string(kTop - 12) + "\" y2=\"" +
-                    std::to_string(bottom) + "\"/>\n<text class=\"quiet\" text-anchor=\"middle\" x=\"" + x +
-                    "\" y=\"" + std::to_string(kTop - 18) + "\">" + durationText(ms) + "</text>\n";
+            text.append("<line x1=\"").append(x).append("\" x2=\"").append(x);
+            text.append("\" y1=\"").append(std::to_string(kTop - 12));
+            text.append("\" y2=\"").append(std::to_string(bottom)).append("\"/>\n");
+            text.append("<text class=\"quiet\" text-anchor=\"middle\" x=\"").append(x);
+            text.append("\" y=\"").append(std::to_string(kTop - 18)).append("\">");
+            text.append(durationText(ms)).append("</text>\n");
         }
         return text;
     }

@@ -29,13 +29,6 @@
 #include <filesystem>
 #include <set>
 
-std::string ozu::test::output(const std::string &name, const std::string &value) {
-    if (value.empty()) {
-        return name + " empty";
-    }
-    return name + (value.find_first_not_of('#') == std::string::npos ? " untouched" : " " + value);
-}
-
 using ozu::test::failures;
 using ozu::test::injection;
 using ozu::test::LogLine;

@@ -18,7 +18,12 @@ inline std::string returns(long long result) {
 }
 // An output under its name: "address 10.1.2.3"; one filled with # beforehand that still is: "address
 // untouched".
-std::string output(const std::string &name, const std::string &value);
+inline std::string output(const std::string &name, const std::string &value) {
+    if (value.empty()) {
+        return name + " empty";
+    }
+    return name + (value.find_first_not_of('#') == std::string::npos ? " untouched" : " " + value);
+}
 // Result and outputs as one text.
 template <typename... Texts>
 std::string told(const std::string &first, const Texts &...others) {

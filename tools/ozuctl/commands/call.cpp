@@ -100,6 +100,7 @@ const CallableFunction &requireFunction(const std::string &name) {
                                        std::string(other->command) + "'");
     }
     std::vector<std::string> names;
+    names.reserve(all.size() + others.size());
     for (const CallableFunction &one : all) {
         names.emplace_back(one.name);
     }
