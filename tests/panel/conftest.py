@@ -39,7 +39,7 @@ def ordinary_user():
 
 
 @pytest.fixture(scope="module")
-def panel(boxes_are_possible):
+def shared_box(boxes_are_possible):
     """One box for the tests of a file that set all they ask for and leave the rest as it was."""
     with boxes.PanelBox() as box:
         yield box

@@ -12,8 +12,8 @@ BLOCK = 186
 
 
 @pytest.fixture(scope="module")
-def box(panel):
-    return panel
+def box(shared_box):
+    return shared_box
 
 
 def envelope(*block, length=BLOCK):

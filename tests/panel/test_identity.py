@@ -54,45 +54,45 @@ def test_many_interfaces(box):
     assert ask(box, "identity", "identity")["hexadecimal"] == "00000001"
 
 
-def test_dialer(panel):
-    run(panel, "state", "set", "dialers[4].dialerId=7", "dialers[4].dialerCheckA=11", "dialers[4].dialerCheckB=22")
-    assert ask(panel, "dialer", "dialer", 7, 11, 22) == {"id": 7, "index": 4, "accepted": True}
-    assert ask(panel, "dialer", "dialer", 7, 22, 11, status=1)["index"] is None
-    assert "zero or not in range index: [17]" in run(panel, "dialer", 17, 0, 0, status=1).stderr
-    assert "dialer id not found in Data base" in run(panel, "dialer", 16, 0, 0, status=1).stderr
+def test_dialer(shared_box):
+    run(shared_box, "state", "set", "dialers[4].dialerId=7", "dialers[4].dialerCheckA=11", "dialers[4].dialerCheckB=22")
+    assert ask(shared_box, "dialer", "dialer", 7, 11, 22) == {"id": 7, "index": 4, "accepted": True}
+    assert ask(shared_box, "dialer", "dialer", 7, 22, 11, status=1)["index"] is None
+    assert "zero or not in range index: [17]" in run(shared_box, "dialer", 17, 0, 0, status=1).stderr
+    assert "dialer id not found in Data base" in run(shared_box, "dialer", 16, 0, 0, status=1).stderr
 
 
-def test_keyfob(panel):
-    run(panel, "state", "set", "sy9Keyfobs[3].userId=42", "sy9Keyfobs[9].userId=42")
-    assert ask(panel, "keyfob", "keyfob", 42) == {"user": 42, "keyfob": 3}
-    assert ask(panel, "keyfob", "keyfob", 43, status=1) == {"user": 43, "keyfob": None}
+def test_keyfob(shared_box):
+    run(shared_box, "state", "set", "sy9Keyfobs[3].userId=42", "sy9Keyfobs[9].userId=42")
+    assert ask(shared_box, "keyfob", "keyfob", 42) == {"user": 42, "keyfob": 3}
+    assert ask(shared_box, "keyfob", "keyfob", 43, status=1) == {"user": 43, "keyfob": None}
     # User 0 owns what is not assigned.
-    assert ask(panel, "keyfob", "keyfob", 0) == {"user": 0, "keyfob": 1}
+    assert ask(shared_box, "keyfob", "keyfob", 0) == {"user": 0, "keyfob": 1}
 
 
-def test_camera_profiles(panel):
-    run(panel, "state", "set", "devices[5].deviceType=59", "devices[5].fwMajor=1", "devices[5].fwMinor=3",
+def test_camera_profiles(shared_box):
+    run(shared_box, "state", "set", "devices[5].deviceType=59", "devices[5].fwMajor=1", "devices[5].fwMinor=3",
         "devices[5].fwBuild=1")
-    assert ask(panel, "profiles", "profiles", 5, status=1) == {"device": 5, "profiles": False}
-    run(panel, "state", "set", "devices[5].fwBuild=2")
-    assert ask(panel, "profiles", "profiles", 5) == {"device": 5, "profiles": True}
-    ask(panel, "profiles", "profiles", 206, status=1)
+    assert ask(shared_box, "profiles", "profiles", 5, status=1) == {"device": 5, "profiles": False}
+    run(shared_box, "state", "set", "devices[5].fwBuild=2")
+    assert ask(shared_box, "profiles", "profiles", 5) == {"device": 5, "profiles": True}
+    ask(shared_box, "profiles", "profiles", 206, status=1)
 
 
-def test_partitions(panel):
-    assert len(ask(panel, "partition-list", "partition", "list")) == 9
-    assert ask(panel, "partition-find", "partition", "find", "main", "partial2") == coded(2, "PARTITION_NIGHT")
-    run(panel, "state", "set", *(f"partitions[{p}].partitionState=1" for p in range(8)))
-    run(panel, "partition", "find", "main", status=1)
-    run(panel, "state", "set", "partitions[1].partitionState=2", "partitions[2].disarmTime=1000000000")
-    assert ask(panel, "partition-find", "partition", "find", "main") == coded(1, "PARTITION_DAY")
-    assert ask(panel, "partition-disarmed", "partition", "disarmed", "main")["disarmed"] == "2001-09-09T01:46:40Z"
-    refusal = run(panel, "partition", "find", "perimeter", "partial1", status=1).stderr
+def test_partitions(shared_box):
+    assert len(ask(shared_box, "partition-list", "partition", "list")) == 9
+    assert ask(shared_box, "partition-find", "partition", "find", "main", "partial2") == coded(2, "PARTITION_NIGHT")
+    run(shared_box, "state", "set", *(f"partitions[{p}].partitionState=1" for p in range(8)))
+    run(shared_box, "partition", "find", "main", status=1)
+    run(shared_box, "state", "set", "partitions[1].partitionState=2", "partitions[2].disarmTime=1000000000")
+    assert ask(shared_box, "partition-find", "partition", "find", "main") == coded(1, "PARTITION_DAY")
+    assert ask(shared_box, "partition-disarmed", "partition", "disarmed", "main")["disarmed"] == "2001-09-09T01:46:40Z"
+    refusal = run(shared_box, "partition", "find", "perimeter", "partial1", status=1).stderr
     assert "zone 'perimeter' has no partition for arm type 'partial1'" in refusal
-    assert ask(panel, "partition-words", "partition", "words", 3)["zone"] == "perimeter"
-    assert "bad partition id 4" in run(panel, "partition", "words", 4, status=1).stderr
-    assert ask(panel, "partition-alarm-type", "partition", "alarm-type", "shock") == coded(7, "shock")
-    assert "there is no alarm word 'none'" in run(panel, "partition", "alarm-type", "none", status=1).stderr
+    assert ask(shared_box, "partition-words", "partition", "words", 3)["zone"] == "perimeter"
+    assert "bad partition id 4" in run(shared_box, "partition", "words", 4, status=1).stderr
+    assert ask(shared_box, "partition-alarm-type", "partition", "alarm-type", "shock") == coded(7, "shock")
+    assert "there is no alarm word 'none'" in run(shared_box, "partition", "alarm-type", "none", status=1).stderr
 
 
 @pytest.mark.parametrize("words, answer", [
@@ -104,19 +104,19 @@ def test_partitions(panel):
     (["tarnplus", "20", "3"], {"opcode": coded(20, "VOICE_EXTENDER"), "subOpcode": coded(3, "ACTION_STREAMING_SU")}),
     (["tarn1", "5", "12"], {"opcode": coded(5, "USER_INTERFACE"), "subOpcode": coded(12, "CLONED_TAG_UID")}),
 ], ids=lambda value: "-".join(value) if isinstance(value, list) else "")
-def test_names(panel, words, answer):
-    assert ask(panel, "names", "names", *words) == answer
+def test_names(shared_box, words, answer):
+    assert ask(shared_box, "names", "names", *words) == answer
 
 
-def test_names_without_a_code_and_unknown_ones(panel):
-    assert [len(ask(panel, "names", "names", table)) for table in ("device", "tarn1", "tarn1old", "tarn2", "tarnplus")] \
+def test_names_without_a_code_and_unknown_ones(shared_box):
+    assert [len(ask(shared_box, "names", "names", table)) for table in ("device", "tarn1", "tarn1old", "tarn2", "tarnplus")] \
         == [66, 19, 86, 45, 22]
-    ask(panel, "names", "names", "device", 11, status=1)
-    ask(panel, "names", "names", "tarn1", 5, 200, status=1)
-    run(panel, "names", "device", "x", status=2)
+    ask(shared_box, "names", "names", "device", 11, status=1)
+    ask(shared_box, "names", "names", "tarn1", 5, 200, status=1)
+    run(shared_box, "names", "device", "x", status=2)
 
 
-def test_device_type(panel):
-    assert ask(panel, "device-type", "device-type", "TAG READER") == coded(37, "TAG READER")
-    assert ask(panel, "device-type", "device-type", "UMK") == coded(38, "UMK")
-    run(panel, "device-type", "tag reader", status=1)
+def test_device_type(shared_box):
+    assert ask(shared_box, "device-type", "device-type", "TAG READER") == coded(37, "TAG READER")
+    assert ask(shared_box, "device-type", "device-type", "UMK") == coded(38, "UMK")
+    run(shared_box, "device-type", "tag reader", status=1)

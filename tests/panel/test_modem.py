@@ -6,8 +6,8 @@ from ozuctl import ask, run
 
 
 @pytest.fixture(scope="module")
-def box(panel):
-    return panel
+def box(shared_box):
+    return shared_box
 
 
 def test_version_file(box):

@@ -17,17 +17,17 @@ LINK = "/data/timezone/localtime"
 
 
 @pytest.fixture
-def zoned(panel):
+def zoned(shared_box):
     """A panel with a zone database of its own, the same for all tests; none is chosen yet."""
-    folder = panel.data / "timezone" / "zoneinfo"
+    folder = shared_box.data / "timezone" / "zoneinfo"
     if folder.is_symlink():
         folder.unlink()
     for name in ZONES:
         path = folder / name
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_bytes(pathlib.Path("/usr/share/zoneinfo", name).read_bytes())
-    (panel.data / "timezone" / "localtime").unlink(missing_ok=True)
-    return panel
+    (shared_box.data / "timezone" / "localtime").unlink(missing_ok=True)
+    return shared_box
 
 
 def probe(box, questions, zone=None):

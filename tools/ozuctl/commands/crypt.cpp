@@ -202,7 +202,7 @@ class Progress {
                               << static_cast<int>(100.0 * static_cast<double>(position - offset) / size)
                               << " %" << std::flush;
                 }
-                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
             }
             std::cerr << "\r      \r" << std::flush;
         });
