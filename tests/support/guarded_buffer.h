@@ -7,6 +7,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -50,7 +51,7 @@ class GuardedBuffer {
     [[nodiscard]] std::string_view view() const { return {chars(), size_}; }
     // Terminated text in the buffer.
     [[nodiscard]] std::string_view text() const { return {chars(), strnlen(chars(), size_)}; }
-    void set(std::string_view content) const { memcpy(data_, content.data(), content.size()); }
+    void set(std::string_view content) const { std::ranges::copy(content, chars()); }
 
   private:
     std::size_t page_;
