@@ -35,7 +35,11 @@ static_assert(sizeof(Header) == kTarBlock);
 
 template <std::size_t size>
 void putOctal(char (&field)[size], std::uint64_t value) {
-    snprintf(field, size, "%0*llo", static_cast<int>(size - 1), static_cast<unsigned long long>(value));
+    field[size - 1] = '\0';
+    for (std::size_t place = size - 1; place > 0; --place) {
+        field[place - 1] = static_cast<char>('0' + (value & 7U));
+        value >>= 3U;
+    }
 }
 
 bool isPlainCharacter(char c) {
