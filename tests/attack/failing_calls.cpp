@@ -129,7 +129,11 @@ const std::map<long, Errors> &table() {
         {SYS_fork, processes},
         {SYS_vfork, processes},
         {SYS_poll, waiting},
+#ifdef SYS_select
         {SYS_select, waiting},
+#else
+        {SYS__newselect, waiting},
+#endif
 #endif
     };
     return all;

@@ -40,11 +40,12 @@ std::vector<Bytes> corpusOf(const std::string &name) {
 Bytes changed(const Bytes &seed, ozu::test::Random &random) {
     Bytes bytes = seed;
     for (std::uint32_t change = 1 + random.below(4); change > 0; --change) {
-        const std::uint32_t at = random.below(static_cast<std::uint32_t>(bytes.size()) + 1);
+        const std::size_t at = random.below(static_cast<std::uint32_t>(bytes.size()) + 1);
+        const auto place = bytes.begin() + static_cast<std::ptrdiff_t>(at);
         if (random.below(3) == 0 || at == bytes.size()) {
-            bytes.insert(bytes.begin() + at, random.below(4) == 0 ? std::uint8_t{0} : random.byte());
+            bytes.insert(place, random.below(4) == 0 ? std::uint8_t{0} : random.byte());
         } else if (random.below(3) == 0) {
-            bytes.erase(bytes.begin() + at);
+            bytes.erase(place);
         } else {
             bytes[at] = random.byte();
         }
