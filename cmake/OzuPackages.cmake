@@ -87,5 +87,8 @@ set(CPACK_DEBIAN_EXAMPLES_DESCRIPTION "example processes of an alarm panel
 Four small panel processes, ready to run: an alarm core, a lamp, a door contact and a safety siren.")
 set(CPACK_DEBIAN_EXAMPLES_PACKAGE_DEPENDS
     "${_ozu_c}, libutils-ozu0 ${_ozu_version}, libozu-platform0 ${_ozu_version}")
+if(CPACK_DEBIAN_PACKAGE_ARCHITECTURE STREQUAL "armhf") # its C++ programs name the unwinder, even if nothing is thrown
+    string(APPEND CPACK_DEBIAN_EXAMPLES_PACKAGE_DEPENDS ", libgcc-s1")
+endif()
 
 include(CPack)
