@@ -8,21 +8,12 @@
 
 #include "../alarm/state_test.h"
 #include "digest.h"
-#include "pictures.h"
 #include "test_files.h"
 
 #include <array>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-
-#if defined(__SANITIZE_ADDRESS__)
-// The buffer of a picture that did not decode stays allocated by design.
-extern "C" __attribute__((visibility("default"))) const char *__lsan_default_suppressions();
-extern "C" const char *__lsan_default_suppressions() {
-    return "leak:allocatePixels\n";
-}
-#endif
 
 namespace {
 
@@ -395,29 +386,5 @@ TEST_F(Results, files) {
         const unsigned int keyLength = 16 + 8 * random.below(3);
         add(decryptVideoFile(cipher.c_str(), key.data(), keyLength, 0));
         add(ozu::test::readFile(cipher));
-    }
-}
-
-// ---- Pictures ----
-
-TEST_F(Results, damagedPictures) {
-    const std::string pictures[] = {ozu::test::picture({}), ozu::test::picture({40, 40, 3, true}),
-                                    ozu::test::picture({33, 25, 1, false, true})};
-    for (int round = 0; round < 300; ++round) {
-        std::string damaged = pictures[random.below(3)];
-        // Not in the headers: what a machine makes of a huge picture depends on its address space.
-        const auto half = static_cast<std::uint32_t>(damaged.size() / 2);
-        for (std::uint32_t flips = random.below(4); flips > 0; --flips) {
-            const std::size_t at = half + random.below(half);
-            damaged[at] = static_cast<char>(random.byte());
-        }
-        if (random.below(4) == 0) {
-            damaged.resize(random.below(static_cast<std::uint32_t>(damaged.size())));
-        }
-        const int verdict =
-            ozuutils_jpegValidator(reinterpret_cast<const unsigned char *>(damaged.data()), damaged.size());
-        platform().log.clear(); // complaints are in the words of the decoder's release
-        platform().journal.clear();
-        add(verdict);
     }
 }
