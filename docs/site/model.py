@@ -7,7 +7,6 @@ import subprocess
 import xml.etree.ElementTree as ElementTree
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-XML = ROOT / "build/doxygen/xml"
 
 
 @dataclasses.dataclass
@@ -51,10 +50,13 @@ def plain(element):
     return " ".join("".join(element.itertext()).split()) if element is not None else ""
 
 
-def run_doxygen():
-    done = subprocess.run(["doxygen", "docs/Doxyfile"], cwd=ROOT, capture_output=True, text=True)
+def run_doxygen(folder):
+    """Writes the XML into the folder and returns where it is there; ends with Doxygen's words when it warns."""
+    settings = (ROOT / "docs/Doxyfile").read_text() + f'OUTPUT_DIRECTORY = "{folder}"\n'
+    done = subprocess.run(["doxygen", "-"], cwd=ROOT, input=settings, capture_output=True, text=True)
     if done.returncode != 0 or done.stderr:
         raise SystemExit(f"doxygen: {done.stderr}")
+    return pathlib.Path(folder) / "xml"
 
 
 def declaration(member):
@@ -71,10 +73,10 @@ def declaration(member):
     return head + "(\n    " + ",\n    ".join(parameters) + ");"
 
 
-def read():
+def read(xml):
     """All headers, the library's first."""
     headers = []
-    for path in sorted(XML.glob("*_8h.xml")):
+    for path in sorted(xml.glob("*_8h.xml")):
         element = ElementTree.parse(path).getroot().find("compounddef")
         include = element.find("location").get("file")
         include = re.sub(r"^.*/(?=ozu_fake_platform\.h)", "", include)
@@ -85,7 +87,7 @@ def read():
             elif plain(member.find("briefdescription")) or member.get("kind") == "enum":
                 header.others.append(member)
         for inner in element.findall("innerclass"):
-            header.records.append(ElementTree.parse(XML / f"{inner.get('refid')}.xml").getroot().find("compounddef"))
+            header.records.append(ElementTree.parse(xml / f"{inner.get('refid')}.xml").getroot().find("compounddef"))
         headers.append(header)
     order = {"Library": 0, "Platform": 1, "Test kit": 2}
     return sorted(headers, key=lambda header: (order[header.owner], header.include != "utils_ozu.h", header.include))

@@ -13,8 +13,6 @@ import threading
 import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-SITE = ROOT / "build/site"
-MAN = ROOT / "build/man"
 BROWSER = shutil.which("chromium-headless-shell") or shutil.which("chromium")
 VERSION = (ROOT / "VERSION").read_text().strip()
 
@@ -25,10 +23,25 @@ def exported_names():
 
 
 @pytest.fixture(scope="module")
-def site():
-    done = subprocess.run([ROOT / "docs/build"], capture_output=True, text=True)
+def made(tmp_path_factory):
+    """A folder of this run's own, with site and man."""
+    folder = tmp_path_factory.mktemp("docs")
+    done = subprocess.run([ROOT / "docs/build", "--to", folder], capture_output=True, text=True)
     assert (done.returncode, done.stderr) == (0, ""), done.stderr
-    return SITE
+    return folder
+
+
+@pytest.fixture(scope="module")
+def site(made):
+    return made / "site"
+
+
+def test_two_runs_do_not_disturb_each_other():
+    """Both make the whole, in the same place, beside what an earlier run left there."""
+    runs = [subprocess.Popen([ROOT / "docs/build"], cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True) for _ in range(2)]
+    assert [(*run.communicate(timeout=600), run.returncode) for run in runs] == [("build/site/index.html\n", "", 0)] * 2
+    assert (ROOT / "build/site/search-index.js").is_file() and (ROOT / "build/man/man3/exec_cmd.3").is_file()
+    assert not list((ROOT / "build").glob("docs.*/"))
 
 
 class Links(html.parser.HTMLParser):
@@ -102,8 +115,8 @@ def test_every_page_is_in_the_menu(site):
 
 
 @pytest.mark.parametrize("name", exported_names())
-def test_man_finds_the_name_and_never_breaks_it(site, name):
-    done = subprocess.run(["man", "--warnings=w", "-M", MAN, "3", name], capture_output=True, text=True,
+def test_man_finds_the_name_and_never_breaks_it(made, name):
+    done = subprocess.run(["man", "--warnings=w", "-M", made / "man", "3", name], capture_output=True, text=True,
                           env={"PATH": "/usr/bin:/bin", "MANWIDTH": "60", "LC_ALL": "C.UTF-8"})
     assert (done.returncode, done.stderr) == (0, "")
     assert re.search(rf"\b{name}\b", done.stdout) and "SYNOPSIS" in done.stdout and "\u2010\n" not in done.stdout
