@@ -2,9 +2,12 @@
 
 import subprocess
 
+import pytest
+
 from pytest_ozu.box import parse_properties
 
 
+@pytest.mark.long
 def test_messages_come_with_payload_and_properties(box):
     with box.capture() as bus:
         box.publish("Process/ALL", b"\x00\x0f\xff", {"label": "a b", "class": 1, "command": 0})
@@ -19,6 +22,7 @@ def test_properties_with_empty_values():
     assert parse_properties("") == {}
 
 
+@pytest.mark.long
 def test_broker_comes_and_goes(box):
     probe = ["mosquitto_pub", "-V", "5", "-q", "1", "-t", "probe", "-n"]
     assert box.run(probe).returncode == 0

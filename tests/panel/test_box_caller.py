@@ -11,6 +11,9 @@ import pytest
 import pytest_ozu.box as boxes
 from pytest_ozu.build import PANEL_BOX
 
+# About the box alone: whoever changes it runs `./test long`.
+pytestmark = pytest.mark.long
+
 USER = 65534
 
 

@@ -9,6 +9,9 @@ import pytest
 
 from pytest_ozu.box import PanelBox
 
+# About the box alone: whoever changes it runs `./test long`.
+pytestmark = pytest.mark.long
+
 # Writing to these changes this machine, or did where a kernel has them.
 SETTINGS = ["/proc/sys/vm/swappiness", "/proc/sys/kernel/hostname", "/proc/sys/kernel/core_pattern",
             "/proc/sys/kernel/sysrq", "/proc/sys/user/max_user_namespaces", "/proc/sys/net/ipv4/ip_forward",

@@ -36,6 +36,7 @@ def state(tmp_path):
 
 # --- start ---
 
+@pytest.mark.long
 def test_starting_a_running_box_leaves_it_alone(state):
     assert panel_box("start", "--no-broker", "--state", state).stdout == f"{state}\n"
     assert panel_box("exec", state, "sh", "-c", "sleep 600 >/dev/null 2>&1 & echo $! >/run/kept").returncode == 0
@@ -61,6 +62,7 @@ def test_start_lets_go_of_its_callers_streams(state):
     assert began.stdout == f"{state}\n"
 
 
+@pytest.mark.long
 def test_background_box_boots_again(state):
     panel_box("start", "--no-broker", "--reboot", "again", "--state", state)
     panel_box("exec", state, "reboot", "-f")
@@ -72,6 +74,7 @@ def test_background_box_boots_again(state):
 
 # --- exec ---
 
+@pytest.mark.long
 @pytest.mark.parametrize("name", ["TERM", "INT", "HUP", "QUIT", "USR1", "USR2", "ALRM", "CONT", "WINCH"])
 def test_signals_are_handed_on(box, name):
     script = f"trap 'echo got {name}; exit 7' {name}; echo ready; while :; do sleep 0.05; done"
@@ -101,6 +104,7 @@ def test_program_survives_what_it_catches(box):
     assert process.communicate(timeout=20)[0] == "two\n" and process.returncode == 0
 
 
+@pytest.mark.long
 def test_program_ends_with_its_caller(box):
     process = box.popen(["sleep", "4711"], stdin=subprocess.DEVNULL)
     wait_until(lambda: box.run(["pgrep", "-f", "sleep 4711"]).returncode == 0)
@@ -149,6 +153,7 @@ def test_shell_ends_with_a_reboot_where_that_is_wanted(state):
     assert done.returncode == REBOOTED and "still here" not in done.stdout
 
 
+@pytest.mark.long
 def test_shell_of_a_terminal_boots_again(state):
     """With job control, the first shell leaves the terminal to the next one."""
     keeper, end = pty.fork()
@@ -181,6 +186,7 @@ def test_shell_of_a_terminal_boots_again(state):
 
 # --- what is said about boxes ---
 
+@pytest.mark.long
 def test_status_and_list_as_documents(state, tmp_path):
     environment = {"TMPDIR": str(tmp_path)}
     dead = tmp_path / "panel-box.999999999.abc"
@@ -251,6 +257,7 @@ def test_machine_without_namespaces_is_told_first(kind, verb):
     assert f"this machine allows no {kind} namespaces" in first and f"sysctl user.max_{kind}_namespaces=" in first
 
 
+@pytest.mark.long
 def test_missing_program_is_told_with_its_package():
     script = ('for f in /usr/bin/*; do [ $f = /usr/bin/bwrap ] || echo $f; done | xargs -d "\\n" ln -st "$0" && '
               'mount --bind "$0" /usr/local/bin && cd /usr/local/bin && mount -t tmpfs none /usr/sbin && PATH=/usr/local/bin '
@@ -290,6 +297,7 @@ def test_time_zone_is_the_boxs_own(make_box, build_dir):
     assert pathlib.Path(box.data / "timezone/localtime").is_symlink()
 
 
+@pytest.mark.long
 def test_time_zone_outlives_a_reboot(state, build_dir):
     with PanelBox(state, broker=False) as box:
         box.run(box.program("ozuctl", "time", "zone", "Asia/Tokyo"), check=True)
@@ -299,6 +307,7 @@ def test_time_zone_outlives_a_reboot(state, build_dir):
 
 # --- reboots ---
 
+@pytest.mark.long
 def test_reason_of_a_reboot_is_known_before_any_process(tmp_path, build_dir):
     def told(box):
         return json.loads(box.run(box.program("ozuctl", "--json", "uptime"), check=True).stdout)["rebootReason"]

@@ -11,6 +11,9 @@ from pytest_ozu.box import PanelBox, REBOOTED
 from pytest_ozu.build import CHECKOUT as ROOT, PANEL_BOX
 from pytest_ozu.waiting import wait_until
 
+# About the box alone: whoever changes it runs `./test long`.
+pytestmark = pytest.mark.long
+
 NAMESPACES = ("user", "mnt", "net", "pid", "ipc", "uts")
 NAMES = ("reboot", "halt", "poweroff", "shutdown")
 FOLDERS = ("/sbin", "/usr/sbin", "/bin", "/usr/bin")

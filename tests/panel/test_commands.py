@@ -23,6 +23,7 @@ def test_output_with_the_marker_is_printed(box):
     assert run(box, "exec", "--until", "two", "--", "echo", "one", "two").stdout == "one two\n"
 
 
+@pytest.mark.long
 def test_json_documents_are_as_promised(box):
     assert ask(box, "exec", "exec", "--until", "one", "--", "echo", "one") == {
         "command": "echo one", "result": coded(1, "marker seen"), "output": "one\n"}
@@ -41,6 +42,7 @@ def test_words_reach_the_program_unchanged(box):
     assert printed == " ".join([*words, "END"]) + "\n"
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("body", ["echo before", "exec >&-; exec sleep 60", "echo before; kill -SEGV $$", "exec sleep 60"],
                          ids=["ends", "closes", "dies", "silent"])
 def test_without_the_marker_time_runs_out(box, body):
@@ -55,6 +57,7 @@ def test_flood_is_bound_by_the_time(box):
     run(box, "exec", "--timeout", 1, "--until", "never", "--", "yes", status=124)
 
 
+@pytest.mark.long
 def test_child_that_ignores_its_end_lives_on(box):
     child = script(box, "stubborn", "exec 2>/dev/null\ntrap '' TERM\necho READY\necho $$ >/data/pid\nexec sleep 60\n")
     run(box, "exec", "--until", "READY", "--", child)
@@ -63,6 +66,7 @@ def test_child_that_ignores_its_end_lives_on(box):
     assert run(box, "ps", "sleep").stdout.strip() == pid
 
 
+@pytest.mark.long
 def test_child_is_ended_by_default(box):
     run(box, "exec", "--until", "READY", "--", script(box, "child", "echo READY\nexec sleep 60\n"))
     wait_until(lambda: run_ps(box, "sleep") is None, what="the child's end")
@@ -74,6 +78,7 @@ def run_ps(box, name):
     return int(done.stdout) if done.returncode == 0 else None
 
 
+@pytest.mark.long
 def test_limits_of_a_command(box):
     run(box, "exec", "--until", "w18", "--", "echo", *[f"w{i}" for i in range(2, 19)])
     done = run(box, "exec", "--until", "w18", "--", "echo", *[f"w{i}" for i in range(2, 20)], status=4)
@@ -84,11 +89,13 @@ def test_limits_of_a_command(box):
     run(box, "exec", "--", "echo", "a b", status=2)
 
 
+@pytest.mark.long
 def test_missing_program_tells_on_standard_error(box):
     done = run(box, "exec", "--timeout", 1, "--until", "x", "--", "/nowhere/program", status=124)
     assert "execvp: No such file or directory" in done.stderr
 
 
+@pytest.mark.long
 def test_processes_go_by_the_name_they_were_started_under(box):
     sleeper = box.popen(["bash", "-c", "exec -a /usr/bin/panel-sleeper sleep 60"])
     wait_until(lambda: run_ps(box, "/usr/bin/panel-sleeper"), what="the process")
@@ -98,6 +105,7 @@ def test_processes_go_by_the_name_they_were_started_under(box):
     sleeper.wait()
 
 
+@pytest.mark.long
 def test_uptime_is_the_kernels(box):
     before = float(pathlib.Path("/proc/uptime").read_text().split()[0])
     fields = dict(line.split() for line in run(box, "uptime").stdout.splitlines())
@@ -135,6 +143,7 @@ def check_marker(done_for):
     assert done_for("klog", "find", marker + "-not-there").returncode == 1
 
 
+@pytest.mark.long
 def test_planted_line_is_found_in_the_box(box):
     check_marker(lambda *arguments: box.run(box.program("ozuctl", *arguments)))
 

@@ -25,6 +25,7 @@ def received(capture, topic):
     return message
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("words, block, request_", [
     (["serial"], [0], coded(0, "SERIAL_NUMBER")),
     (["uart", "3"], [8, 3], coded(8, "UART_PROTOCOL")),
@@ -41,6 +42,7 @@ def test_request_byte_for_byte(box, words, block, request_):
     assert message.properties.get("label", "") == ""
 
 
+@pytest.mark.long
 def test_housing_version(box):
     with box.capture() as bus:
         for version in (0, 4, 255):
@@ -55,6 +57,7 @@ def test_housing_version(box):
     assert payloads == [envelope(13, version) for version in (1, 2, 3)]
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("block", [b"", b"\0", bytes(range(256)) * 8], ids=["empty", "zero", "2048"])
 def test_any_block(box, block):
     with box.capture() as bus:
@@ -71,6 +74,7 @@ def test_gpio(box):
     assert (message.properties["class"], message.properties["command"]) == ("35", "10")
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("words", [("300", "1"), ("3", "256"), ("-1", "1"), ("3", "")])
 def test_only_what_fits_its_byte_is_sent(box, words):
     with box.capture() as bus:
@@ -79,6 +83,7 @@ def test_only_what_fits_its_byte_is_sent(box, words):
     run(box, "nxp", "send", "00", "--command", "261", status=2)
 
 
+@pytest.mark.long
 def test_monitor_explains_the_requests(box):
     # The snapshot comes once the bus is being listened to; --for ends a monitor that never sees the messages.
     monitor = box.popen(box.program("ozuctl", "--json", "monitor", "--no-state", "--no-log", "--no-events",
@@ -109,6 +114,7 @@ def test_no_broker(make_box):
     assert "broker" in run(box, "nxp", "serial", status=3).stderr
 
 
+@pytest.mark.long
 def test_usage(box):
     run(box, "nxp", "uart", "256", status=2)
     run(box, "nxp", "send", "0", status=2)

@@ -24,6 +24,7 @@ def lines(box, *options):
     return [(e["category"]["code"], e["subtype"], e["text"]) for e in ask(box, "events", "events", *options)]
 
 
+@pytest.mark.long
 def test_every_command_goes_to_its_category(box):
     for number in range(len(COMMANDS)):
         # One after the other into different partitions, so that no line repeats another.
@@ -35,6 +36,7 @@ def test_every_command_goes_to_its_category(box):
     assert [(c, s) for c, s, _ in found] == [limited.get(n, (1, None)) for n in range(len(COMMANDS))]
 
 
+@pytest.mark.long
 def test_panic_of_the_panic_partition(box):
     run(box, "events", "add", "event", 12, 7, "keyfob")
     run(box, "events", "add", "event", 12, 6, "keyfob")
@@ -46,6 +48,7 @@ def test_panic_of_the_panic_partition(box):
     ]
 
 
+@pytest.mark.long
 def test_bad_numbers(box):
     done = run(box, "events", "add", "command", 20, 10, "x")
     assert "20 is not a valid sec_cmd" in done.stderr
@@ -53,6 +56,7 @@ def test_bad_numbers(box):
     assert lines(box) == [(1, None, "Command:=ERR ENUM, Partition:=ERR ENUM, Media:=x")]
 
 
+@pytest.mark.long
 def test_long_and_odd_media(box):
     for media in ("m" * 1000, "100 % ö", "a\nb"):
         run(box, "events", "add", "command", 9, 0, media)
@@ -63,6 +67,7 @@ def test_long_and_odd_media(box):
     assert two_lines.startswith(head + "a")
 
 
+@pytest.mark.long
 def test_socket(box):
     run(box, "events", "add", "socket", "127.0.0.1", 1883)
     port = int.from_bytes((1883).to_bytes(2, "little"), "big")
@@ -72,6 +77,7 @@ def test_socket(box):
         assert text.startswith(f"SOCKET {word}: Server [ 127.0.0.1 ] Port [ {port} ] Name [ ")
 
 
+@pytest.mark.long
 def test_socket_asks_for_the_name_of_another_address(box):
     """Family and port are taken for an address, in the order in which they lie in memory."""
     port = 1883
@@ -99,6 +105,7 @@ def test_socket_waits_for_every_silent_server(box):
     assert [text.endswith("Name [ NONAME ]") for _, _, text in lines(box)] == [True, True]
 
 
+@pytest.mark.long
 def test_http(box):
     run(box, "events", "add", "http", "GET", "host.example", "--", "-7")
     run(box, "events", "add", "http", "PUT", "s" * 300, 200, "eth0")
@@ -118,6 +125,7 @@ def test_the_database_holds_the_same(box):
     assert texts.count("Command:=SEC_CMD_FORCE_ARM_PARTITION_IMMEDIATE, Partition:=PARTITION_DAY, Media:=app") == 1
 
 
+@pytest.mark.long
 def test_follow(box):
     run(box, "events", "add", "command", 9, 0, "before")
     follower = box.popen(box.program("ozuctl", "--json", "events", "-f", "--for", "20"), stdout=-1, text=True)
@@ -133,12 +141,14 @@ def test_follow(box):
         assert event["category"] == {"code": 1, "name": "SECURITY"}
 
 
+@pytest.mark.long
 def test_last(box):
     for number in range(5):
         run(box, "events", "add", "command", 9, 0, f"m{number}")
     assert [text[-2:] for _, _, text in lines(box, "-n", "2")] == ["m3", "m4"]
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("words", [["http", "GET"], ["command", "x", "0", "m"], ["socket", "host", "1"]],
                          ids=lambda words: words[0])
 def test_usage(box, words):

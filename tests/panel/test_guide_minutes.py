@@ -4,6 +4,8 @@ import os
 import re
 import subprocess
 
+import pytest
+
 from pytest_ozu.build import CHECKOUT, build_dir, emulator
 
 RUNS = int(os.environ.get("OZU_GUIDE_RUNS", "1"))
@@ -18,6 +20,7 @@ def lines():
     return found[opens + 1:]
 
 
+@pytest.mark.long
 def test_every_line_does_what_it_says():
     script = ""
     for number, line in enumerate(lines()):

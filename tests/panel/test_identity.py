@@ -13,11 +13,13 @@ def add_interface(box, name, address, number, up=True):
         box.run(["ip", "link", "set", name, "up"], check=True)
 
 
+@pytest.mark.long
 def test_only_loopback(box):
     done = run(box, "identity", status=4)
     assert "calcConfigUniqueId" in done.stderr and "Cannot get valid HW address" in done.stderr
 
 
+@pytest.mark.long
 def test_hardware_address(box):
     add_interface(box, "eth0", "00:11:22:0a:0b:0c", 1)
     assert ask(box, "identity", "identity") == {"hexadecimal": "220a0b0c", "decimal": "10011012"}
@@ -29,12 +31,14 @@ def test_hardware_address(box):
         assert ask(box, "identity", "identity") == {"hexadecimal": f"ff{third:02x}07fe", "decimal": decimal}
 
 
+@pytest.mark.long
 def test_first_interface_in_the_kernels_order_even_when_down(box):
     add_interface(box, "wlan0", "02:00:00:01:02:03", 1, up=False)
     add_interface(box, "eth0", "02:00:00:04:05:06", 2)
     assert ask(box, "identity", "identity")["hexadecimal"] == "00010203"
 
 
+@pytest.mark.long
 def test_interface_counts_from_its_address_on(box):
     """Before DHCP there is no identity; another interface that gets its address first has its say."""
     add_interface(box, "eth0", "02:00:00:01:02:03", 1)
@@ -48,12 +52,14 @@ def test_interface_counts_from_its_address_on(box):
     assert ask(box, "identity", "identity")["hexadecimal"] == "00010203"
 
 
+@pytest.mark.long
 def test_many_interfaces(box):
     for number in range(1, 41):
         add_interface(box, f"eth{number}", f"02:00:00:00:00:{number:02x}", number, up=False)
     assert ask(box, "identity", "identity")["hexadecimal"] == "00000001"
 
 
+@pytest.mark.long
 def test_dialer(shared_box):
     run(shared_box, "state", "set", "dialers[4].dialerId=7", "dialers[4].dialerCheckA=11", "dialers[4].dialerCheckB=22")
     assert ask(shared_box, "dialer", "dialer", 7, 11, 22) == {"id": 7, "index": 4, "accepted": True}
@@ -79,6 +85,7 @@ def test_camera_profiles(shared_box):
     ask(shared_box, "profiles", "profiles", 206, status=1)
 
 
+@pytest.mark.long
 def test_partitions(shared_box):
     assert len(ask(shared_box, "partition-list", "partition", "list")) == 9
     assert ask(shared_box, "partition-find", "partition", "find", "main", "partial2") == coded(2, "PARTITION_NIGHT")
@@ -108,6 +115,7 @@ def test_names(shared_box, words, answer):
     assert ask(shared_box, "names", "names", *words) == answer
 
 
+@pytest.mark.long
 def test_names_without_a_code_and_unknown_ones(shared_box):
     assert [len(ask(shared_box, "names", "names", table)) for table in ("device", "tarn1", "tarn1old", "tarn2", "tarnplus")] \
         == [66, 19, 86, 45, 22]

@@ -42,6 +42,7 @@ def pictures(box, *files, status):
     return [(row["verdict"], row["size"], row["components"], row["reason"]) for row in rows]
 
 
+@pytest.mark.long
 def test_pictures_with_verdict_size_and_reason(panel):
     for name in ("baseline", "progressive", "cut", "nothing"):
         (panel.tmp / name).write_bytes((PICTURES / name).read_bytes())

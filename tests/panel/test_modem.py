@@ -10,6 +10,7 @@ def box(shared_box):
     return shared_box
 
 
+@pytest.mark.long
 def test_version_file(box):
     run(box, "modem", "version", status=1)
     file = box.run_folder / "version"

@@ -36,6 +36,7 @@ def routes(box, *words):
 # --- addresses ---
 
 
+@pytest.mark.long
 def test_address_and_broadcast(wired):
     answer = probe(wired, "addresses", "eth0", "both")
     assert (answer["result"], answer["family"], answer["address"], answer["broadcast"]) == (
@@ -46,6 +47,7 @@ def test_address_and_broadcast(wired):
     assert probe(wired, "addresses", "lo")["address"] == "127.0.0.1"
 
 
+@pytest.mark.long
 def test_unusual_broadcast(wired):
     ip(wired, "addr", "flush", "dev", "eth0")
     ip(wired, "addr", "add", "10.9.0.1/30", "broadcast", "10.255.255.255", "dev", "eth0")
@@ -53,6 +55,7 @@ def test_unusual_broadcast(wired):
     assert (answer["address"], answer["broadcast"]) == ("10.9.0.1", "10.255.255.255")
 
 
+@pytest.mark.long
 def test_interface_without_address(wired):
     answer = probe(wired, "addresses", "eth1", "both")
     assert (answer["result"], answer["address"]) == (8, "0.0.0.0")
@@ -63,6 +66,7 @@ def test_interface_without_address(wired):
     assert lines(answer, 50000) == [f"ioctl [{os.strerror(99)}]"]
 
 
+@pytest.mark.long
 def test_unknown_interface(wired):
     for name in ("eth9", "", "a-name-that-is-far-too-long-for-an-interface"):
         answer = probe(wired, "addresses", name)
@@ -70,6 +74,7 @@ def test_unknown_interface(wired):
         assert probe(wired, "device", name)["result"] == -1
 
 
+@pytest.mark.long
 def test_name_of_fifteen_characters(wired):
     ip(wired, "link", "add", "fifteen-letters", "type", "veth", "peer", "name", "far2")
     ip(wired, "addr", "add", "10.3.3.3/32", "dev", "fifteen-letters")
@@ -130,6 +135,7 @@ def courses():
     return answers
 
 
+@pytest.mark.long
 def test_new_route_takes_two_attempts(courses):
     answer = courses["new"]
     assert answer["result"] == 0
@@ -185,6 +191,7 @@ def test_confirmation_after_refusals(courses, attempt):
     assert attempt - 0.2 < answer["seconds"] < attempt + 2
 
 
+@pytest.mark.long
 def test_removal(wired):
     ip(wired, "route", "add", "10.2.0.0/16", "via", "192.168.7.1", "dev", "eth0", "metric", "5")
     removal = ("del", "10.2.0.0", "192.168.7.1", "255.255.0.0", "eth0", 5, UP | GATEWAY)
@@ -195,6 +202,7 @@ def test_removal(wired):
     assert (refused["result"], lines(refused)) == (0, [f"SIOCDELRT:[{os.strerror(3)}]"])
 
 
+@pytest.mark.long
 def test_without_the_right_to_administer(wired):
     command = ["setpriv", "--bounding-set=-all", "--inh-caps=-all"]
     done = wired.run([*command, *wired.program("network_probe", "del", "10.2.0.0", "-", "255.255.0.0", "eth0", 0, 1)],
@@ -205,6 +213,7 @@ def test_without_the_right_to_administer(wired):
 # --- gateway ---
 
 
+@pytest.mark.long
 def test_gateway_of_the_first_fitting_interface(wired):
     ip(wired, "addr", "add", "192.168.8.20/24", "dev", "eth1")
     assert probe(wired, "gateway", "eth0")["result"] == -1
@@ -220,6 +229,7 @@ def test_gateway_of_the_first_fitting_interface(wired):
     assert (nobody["result"], nobody["gateway"], nobody["log"]) == (-1, None, [])
 
 
+@pytest.mark.long
 def test_gateway_in_another_table_does_not_count(wired):
     ip(wired, "route", "add", "default", "via", "192.168.7.1", "dev", "eth0", "table", "100")
     assert probe(wired, "gateway", "eth0")["result"] == -1
@@ -230,6 +240,7 @@ def test_gateway_in_another_table_does_not_count(wired):
     assert probe(wired, "gateway", "eth0")["gateway"] == "192.168.7.254"
 
 
+@pytest.mark.long
 def test_gateways_of_a_multipath_route_do_not_count(wired):
     ip(wired, "addr", "add", "192.168.8.20/24", "dev", "eth1")
     ip(wired, "route", "add", "default", "nexthop", "via", "192.168.7.1", "dev", "eth0",
@@ -238,6 +249,7 @@ def test_gateways_of_a_multipath_route_do_not_count(wired):
     assert (nobody["result"], nobody["gateway"], nobody["log"]) == (-1, None, [])
 
 
+@pytest.mark.long
 def test_more_routes_than_the_buffer_holds(wired):
     ip(wired, "route", "add", "default", "via", "192.168.7.1", "dev", "eth0")
     for count, fits in ((70, True), (150, False)):

@@ -18,6 +18,7 @@ def names(box):
     return box
 
 
+@pytest.mark.long
 def test_names_of_the_hosts_file(names):
     answer = probe(names, "host", "one.test")
     assert (answer["result"], answer["address"]) == (0, "10.77.0.3")
@@ -26,12 +27,14 @@ def test_names_of_the_hosts_file(names):
     assert probe(names, "pair", "two.test", "", "")["address"] == "10.77.0.5", "here the last one counts"
 
 
+@pytest.mark.long
 def test_names_of_the_server(names):
     with dns_servers(names, a1="several") as servers:
         assert probe(names, "host", "server.test")["address"] == "10.77.0.1"
         assert [query["name"] for query in servers.queries(address("a1"))] == ["server.test"]
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("behaviour, number", [("unknown", 1), ("refuse", 2), ("silent", 2)])
 def test_unresolved(names, behaviour, number):
     with dns_servers(names, a1=behaviour):
@@ -40,6 +43,7 @@ def test_unresolved(names, behaviour, number):
     assert lines(answer, 70000) == [f"Unable to resolve nobody.test: {number}."]
 
 
+@pytest.mark.long
 def test_literals(names):
     answer = probe(names, "host", "010.001.002.003")
     assert (answer["result"], answer["address"]) == (0, "10.1.2.3")
@@ -48,6 +52,7 @@ def test_literals(names):
     assert lines(answer, 70000) == ["192.168.0.1 has invalid range."]
 
 
+@pytest.mark.long
 def test_dns_file(box):
     file = box.data / "permanent-dns.conf"
     file.write_text("what stood here before, and longer than what follows it by far\n" * 10)
@@ -64,6 +69,7 @@ def test_dns_file_that_cannot_be_opened(box):
     assert (answer["result"], answer["log"]) == (0, [])
 
 
+@pytest.mark.long
 def test_dns_file_on_a_full_disk(box):
     (box.data / "permanent-dns.conf").symlink_to("/dev/full")
     answer = probe(box, "dns-file", "10.0.0.1")
@@ -73,6 +79,7 @@ def test_dns_file_on_a_full_disk(box):
     assert (answer["result"], answer["log"]) == (0, []), "nothing to write fits any disk"
 
 
+@pytest.mark.long
 def test_silent_server_takes_ten_seconds_for_every_name_tried(names):
     """The system resolver's defaults, in real time and side by side."""
     (names.etc / "resolv.conf").write_text("nameserver 127.0.1.1\n")

@@ -29,6 +29,7 @@ def test_there_are_many_hostile_replies():
     assert len(dns_replies.harmless()) >= 60
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("case", dns_replies.hostile(), ids=lambda case: case.name)
 def test_hostile_reply_counts_for_nothing(answers, case):
     answer = answers[case.host]
@@ -58,12 +59,14 @@ def test_alias_is_told(answers):
     assert {entry["function"] for entry in answer["log"]} == {"NgetHostByName"}
 
 
+@pytest.mark.long
 def test_odd_senders_are_heard(box):
     with dns_servers(box, a1="wrong-id", a2="elsewhere"):
         assert probe(box, "raw", "x.test", address("a1"))["address"] == "10.77.0.1"
         assert probe(box, "raw", "x.test", address("a2"))["address"] == "10.77.0.1"
 
 
+@pytest.mark.long
 def test_errors_and_no_answer(box):
     with dns_servers(box, a1="refuse", a2="unknown", a3="truncated"):
         for server in ("a1", "a2", "a3"):
@@ -71,6 +74,7 @@ def test_errors_and_no_answer(box):
             assert (answer["address"], lines(answer, 70000)) == (None, [])
 
 
+@pytest.mark.long
 def test_honest_server(box):
     """dnsmasq, with an alias and two addresses."""
     command = ["dnsmasq", "--no-daemon", "--conf-file=/dev/null", "--no-resolv", "--no-hosts", "--bind-interfaces",
@@ -96,6 +100,7 @@ def test_honest_server(box):
         server.wait()
 
 
+@pytest.mark.long
 def test_system_resolver_is_the_last_resort(box):
     (box.etc / "hosts").write_text("127.0.0.1 localhost\n10.77.0.3 hosts.test\n")
     with dns_servers(box, a1="unknown", a2="refuse") as servers:
@@ -112,6 +117,7 @@ def test_system_resolver_is_the_last_resort(box):
     assert lines(answer, 70000, "nslookup_ozu") == ["gethostbyname"]
 
 
+@pytest.mark.long
 def test_signal_handler_ends_the_wait(box):
     with dns_servers(box, a1="silent"):
         answer = probe(box, "raw", "x.test", address("a1"), env={"PROBE_DISTURBED": "300"})

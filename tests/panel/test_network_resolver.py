@@ -55,6 +55,7 @@ def slow_answers():
     return answers
 
 
+@pytest.mark.long
 def test_first_server(box):
     with dns_servers(box, a1="several", a2="honest") as servers:
         answer = probe(box, "ares", "x.test", "-", A1, A2)
@@ -63,6 +64,7 @@ def test_first_server(box):
     assert lines(answer) == ["ares_library_init(): successful", f"p_ns[{A1}] s_ns[{A2}]", "Resolved [x.test]"]
 
 
+@pytest.mark.long
 def test_only_the_second_server_is_valid(box):
     with dns_servers(box, a2="honest") as servers:
         answer = probe(box, "ares", "x.test", "-", "abc", A2)
@@ -71,6 +73,7 @@ def test_only_the_second_server_is_valid(box):
     assert len([text for text in lines(answer, 70000) if text.startswith("Invalid address family ")]) == 1
 
 
+@pytest.mark.long
 def test_second_server_answers_for_a_refusing_one(box):
     with dns_servers(box, a1="refuse", a2="honest") as servers:
         answer = probe(box, "ares", "x.test", "-", A1, A2)
@@ -80,6 +83,7 @@ def test_second_server_answers_for_a_refusing_one(box):
     assert answer["seconds"] < 4
 
 
+@pytest.mark.long
 def test_nobody_listens_at_the_first_server(box):
     """The refusal wakes every wait without bringing anything, so that the second server's turn never comes."""
     with dns_servers(box, a1="closed", a2="honest") as servers:
@@ -93,6 +97,7 @@ def test_nobody_listens_at_the_first_server(box):
         assert probe(box, "ares", "x.test", "-", A2, A1)["address"] == "10.77.0.1"
 
 
+@pytest.mark.long
 def test_truncated_answer_is_not_waited_for(box):
     """The one pass of waiting ends with the short answer; the whole one would come over TCP in a later pass."""
     with dns_servers(box, a1="truncated") as servers:
@@ -106,6 +111,7 @@ def test_lying_identifier_is_not_believed(slow_answers):
     assert lines(slow_answers["lying"], 50000)[0] == first(1)
 
 
+@pytest.mark.long
 def test_unknown_name(box):
     with dns_servers(box, a1="unknown", a2="honest") as servers:
         answer = probe(box, "ares", "x.test", "-", A1, A2)
@@ -176,6 +182,7 @@ def test_queries_leave_through_the_device(slow_answers):
     assert "loop.test" in asked and "cable.test" not in asked
 
 
+@pytest.mark.long
 def test_missing_device(box):
     """c-ares goes on unbound when a socket cannot be bound to the device."""
     with dns_servers(box, a1="honest"):
@@ -183,6 +190,7 @@ def test_missing_device(box):
         assert (answer["result"], answer["address"]) == (0, "10.77.0.1")
 
 
+@pytest.mark.long
 def test_more_tries(box):
     with dns_servers(box, a1="unknown") as servers:
         for tries, calls in ((0, 1), (1, 1), (3, 3)):
@@ -192,6 +200,7 @@ def test_more_tries(box):
             assert len(servers.queries()) - before == 3 * calls, "three attempts each"
 
 
+@pytest.mark.long
 def test_environment_and_resolv_conf_of_others(box):
     """What the system is told about names reaches c-ares, but neither crashes nor redirects it."""
     (box.etc / "resolv.conf").write_bytes(b"nameserver 127.0.9.9\nsearch hostile.test\0more\noptions ndots:15\n\xff\xfe\n")
@@ -202,6 +211,7 @@ def test_environment_and_resolv_conf_of_others(box):
     assert (answer["result"], answer["address"]) == (0, "10.77.0.1")
 
 
+@pytest.mark.long
 def test_hosts_file_and_order_of_the_system(box):
     """c-ares asks the hosts file first, as /etc/nsswitch.conf has it, and no server where that leaves them out."""
     (box.etc / "hosts").write_text("127.0.0.1 localhost\n10.77.0.3 known.test\n")
@@ -220,6 +230,7 @@ def test_hosts_file_and_order_of_the_system(box):
         assert servers.queries() == []
 
 
+@pytest.mark.long
 def test_dotted_address_needs_no_server_and_is_reported_all_the_same(box):
     with dns_servers(box, a1="honest", a2="honest") as servers:
         answer = probe(box, "ares", "10.77.0.5", "-", A1, A2)
@@ -230,6 +241,7 @@ def test_dotted_address_needs_no_server_and_is_reported_all_the_same(box):
         first(1), second(1), first(2), second(2), first(3), second(3)]
 
 
+@pytest.mark.long
 def test_search_domains_cost_events(box):
     """Every name tried takes an event of an attempt: as many can be found as there are servers."""
     with dns_servers(box, a1="only:.one", a2="only:.two", a3="only:.three", a4="only:bare") as servers:
@@ -246,6 +258,7 @@ def test_search_domains_cost_events(box):
         assert found("bare.", "a4")[0] is True
 
 
+@pytest.mark.long
 def test_signal_handler_ends_every_wait(box):
     with dns_servers(box, a1="silent"):
         answer = probe(box, "ares", "x.test", "-", A1, "-", env={"PROBE_DISTURBED": "300"})
@@ -254,6 +267,7 @@ def test_signal_handler_ends_every_wait(box):
     assert lines(answer, 70000, "Wait_Ares") == ["poll error"] * 3
 
 
+@pytest.mark.long
 def test_binding_needs_no_right_on_newer_kernels(box):
     """From Linux 5.7 on every process may bind to a device; before, the queries left unbound."""
     release = tuple(map(int, re.match(r"(\d+)\.(\d+)", os.uname().release).groups()))
@@ -266,6 +280,7 @@ def test_binding_needs_no_right_on_newer_kernels(box):
     assert answer["result"] == (-1 if release >= (5, 7) else 0), "the loopback address is not to be reached through eth0"
 
 
+@pytest.mark.long
 def test_look_ups_side_by_side(box):
     with dns_servers(box, a1="honest"):
         answer = probe(box, "ares-threads", "x.test", A1, 8, 25)

@@ -71,6 +71,7 @@ def test_schemas_are_schemas():
         jsonschema.Draft202012Validator.check_schema(json.loads(path.read_text()))
 
 
+@pytest.mark.long
 def test_status_names_everything(ozuctl):
     ozuctl("state", "set", *ENROL, "devices[1].openState=1", "partitions[0].partitionState=ARMED_2")
     status = ozuctl.json("status", "status")
@@ -85,6 +86,7 @@ def test_status_names_everything(ozuctl):
     assert "0       FULL" in text and "85 W3" in text
 
 
+@pytest.mark.long
 def test_ask_answers_by_exit_status(ozuctl):
     ozuctl("state", "set", *ENROL, "devices[1].openState=1")
     assert ozuctl("ask", "IsMagnetOpen", "1").stdout == "1 yes\n"
@@ -99,6 +101,7 @@ def test_ask_answers_by_exit_status(ozuctl):
     ozuctl("ask", "isMagnetOpen", "1", code=USAGE)
 
 
+@pytest.mark.long
 def test_state_set_and_get(ozuctl):
     ozuctl("state", "set", "powerManagerMode=0xFFFFFFFF", "dnsServerPairs[2].secondary=198.51.100.7",
            "zones[255].bypass[1].bypassExpiry=2026-03-01T12:00:00Z", "modemStatistics[1].counter[7]=65535")
@@ -115,6 +118,7 @@ def test_state_set_and_get(ozuctl):
     assert "modemStatistics[1].counter[7]" in shown and "rfInputs" not in shown
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("words, code", [
     (["powerManagerMode=4294967296"], USAGE), (["powerManagerMode=-1"], USAGE), (["timeSourceFlagA=256"], USAGE),
     (["au1tEntryDelayFull=65536"], USAGE), (["safetyEvents[0].startTime=2147483648"], USAGE),
@@ -130,6 +134,7 @@ def test_state_set_refuses_and_changes_nothing(ozuctl, words, code):
     assert ozuctl("--json", "state", "get").stdout == before
 
 
+@pytest.mark.long
 def test_bypass_that_is_set_lasts(make_box, tmp_path):
     panel = make_box(tmp_path / "panel")
     ozuctl = Ozuctl(panel)
@@ -141,6 +146,7 @@ def test_bypass_that_is_set_lasts(make_box, tmp_path):
     assert ozuctl("state", "get", "zones[3]").stdout == before
 
 
+@pytest.mark.long
 def test_state_watch(ozuctl):
     ozuctl("state", "set", "powerManagerMode=0")
     watch = ozuctl.panel.popen(ozuctl.panel.program("ozuctl", "--json", "state", "watch", "--changes", "2", "--for", "10"),
@@ -154,6 +160,7 @@ def test_state_watch(ozuctl):
     assert lines[0]["new"] == lines[1]["old"]
 
 
+@pytest.mark.long
 def test_state_watch_until(ozuctl):
     ozuctl("state", "set", "powerManagerMode=5")
     ozuctl("state", "watch", "--until", "powerManagerMode=5", "--for", "5")
@@ -167,6 +174,7 @@ def test_platform_that_is_not_there(ozuctl):
     ozuctl("ask", "IsPanelInAlarm", code=UNREACHABLE)
 
 
+@pytest.mark.long
 def test_publish_carries_everything(ozuctl, box):
     with box.capture() as bus:
         ozuctl("publish", "Process/ALL", "00ff", "--label", "TEST", "--class", "255", "--command", "7")
@@ -179,6 +187,7 @@ def test_publish_carries_everything(ozuctl, box):
     ozuctl("publish", "Process/ALL", "--class", "256", code=USAGE)
 
 
+@pytest.mark.long
 def test_publish_without_broker(make_box):
     done = Ozuctl(make_box(broker=False))("publish", "Process/ALL", code=UNREACHABLE)
     assert "broker" in done.stderr
@@ -186,6 +195,7 @@ def test_publish_without_broker(make_box):
     assert "--no-bus" in done.stderr
 
 
+@pytest.mark.long
 def test_ozuctl_runs_side_by_side(ozuctl, box):
     with box.capture() as bus:
         many = [box.popen(box.program("ozuctl", "publish", "Process/ALL", f"{n:02x}"), stderr=subprocess.PIPE)
@@ -197,6 +207,7 @@ def test_ozuctl_runs_side_by_side(ozuctl, box):
     assert sorted(message.payload[0] for message in found) == list(range(6))
 
 
+@pytest.mark.long
 def test_severity(ozuctl, box):
     core = start_alarm_core(box)
     log = box.platform / "log" / "ALARM_CORE.log"
@@ -220,6 +231,7 @@ def test_severity(ozuctl, box):
     assert log.read_text().count("refused") == 2
 
 
+@pytest.mark.long
 def test_processes(ozuctl, box):
     core = start_alarm_core(box)
     (row,) = [row for row in ozuctl.json("processes", "processes") if row["process"] == "ALARM_CORE"]
@@ -230,6 +242,7 @@ def test_processes(ozuctl, box):
     wait_until(lambda: ozuctl.json("processes", "processes") == [], what="the end of ALARM_CORE")
 
 
+@pytest.mark.long
 def test_monitor_merges_everything_in_order(ozuctl, box):
     ozuctl("state", "set", *ENROL)
     core = start_alarm_core(box)
@@ -265,6 +278,7 @@ def test_monitor_merges_everything_in_order(ozuctl, box):
     assert max(arming, armed) < min(opened, alarm, event, siren)
 
 
+@pytest.mark.long
 def test_monitor_survives_the_broker(ozuctl, box):
     stream = ozuctl.stream("monitor", "--no-log", "--no-state", "--no-events", "--for", "20")
     box.broker.restart()
@@ -279,6 +293,7 @@ def test_monitor_survives_the_broker(ozuctl, box):
     assert [line["topic"] for line in stream.end()] == ["again"]
 
 
+@pytest.mark.long
 def test_monitor_follows_rotated_logs(ozuctl, box):
     ozuctl("state", "set", "cpPlasticVersion=1")
     folder = box.platform / "log"
@@ -300,6 +315,7 @@ def test_monitor_follows_rotated_logs(ozuctl, box):
     assert lines[0]["level"] == {"code": 50000, "name": "W"} and lines[0]["function"] == "f"
 
 
+@pytest.mark.long
 def test_usage_errors(ozuctl):
     for words in ([], ["nothing"], ["state"], ["state", "frob"], ["state", "get", "--frob"], ["severity", "a", "b", "c"]):
         done = ozuctl(*words, code=USAGE)
@@ -307,6 +323,7 @@ def test_usage_errors(ozuctl):
     assert "Subcommands" in ozuctl("--help").stdout
 
 
+@pytest.mark.long
 def test_box_commands():
     program = [*emulator(), str(build_dir() / "bin" / "ozuctl"), "box"]
     started = subprocess.run([*program, "start", "--no-broker"], capture_output=True, text=True, timeout=30)
@@ -324,6 +341,7 @@ def milliseconds(time):
     return datetime.datetime.strptime(time, "%Y-%m-%dT%H:%M:%S.%fZ").replace(tzinfo=datetime.timezone.utc).timestamp() * 1000
 
 
+@pytest.mark.long
 def test_a_message_stands_at_its_senders_time(ozuctl, box):
     """A monitor that was kept from running finds the message and what it caused at the same moment."""
     ozuctl("state", "set", "cpPlasticVersion=1")

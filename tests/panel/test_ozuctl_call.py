@@ -52,6 +52,7 @@ def test_no_function_is_forgotten(rows):
     assert len(set(listed)) == len(listed)
 
 
+@pytest.mark.long
 def test_the_commands_that_reach_the_others_exist(rows):
     for command in sorted({row["command"] for row in rows if not row["command"].startswith("call ")}):
         done = tool(*command.split(), "--help")
@@ -149,6 +150,7 @@ def test_files(tmp_path):
         assert done.returncode == 2 and b"no plain file" in done.stderr, done
 
 
+@pytest.mark.long
 def test_queries_go_to_the_given_server_only(box):
     document = ozuctl.ask(box, "call", "call", "NgetHostByName", "host", "1", "127.0.0.1", "16")
     assert document["outputs"] == {"ipOut": ""} and document["lines"][-1]["level"] == 70000
@@ -156,6 +158,7 @@ def test_queries_go_to_the_given_server_only(box):
     assert document["result"] == -1 and document["outputs"] == {"result": ""}
 
 
+@pytest.mark.long
 def test_what_changes_a_panel(box):
     for function in ("request_CP_reboot_from", "clear_ring_buffer"):
         assert tool("call", function).returncode == 5
@@ -201,6 +204,7 @@ def worst(word):
     return [b"x", b"\xff"] if kind == "character" else BOUNDS[kind]
 
 
+@pytest.mark.long
 def test_no_argument_ends_the_tool(rows):
     blocking = {"NgetHostByName", "nslookup_ares", "WaitForUnsentData", "clear_ring_buffer", "request_CP_reboot_from"}
     for row in rows:

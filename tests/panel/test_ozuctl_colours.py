@@ -68,6 +68,7 @@ def test_only_three_words(folder):
     assert done.returncode == 2 and "auto, always or never" in done.stderr
 
 
+@pytest.mark.long
 def test_status_and_monitor(box):
     ozuctl.run(box, "state", "set", "cpPlasticVersion=1")
     assert "\x1b[1mquery\x1b[0m" in ozuctl.run(box, "--color=always", "status").stdout

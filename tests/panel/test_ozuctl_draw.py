@@ -93,6 +93,7 @@ def test_records_of_any_shape(tmp_path):
     tree.parse(tmp_path / "a.svg")
 
 
+@pytest.mark.long
 def test_a_picture_has_an_end(tmp_path):
     many = [{"time": at(number % 60), "kind": "bus", "topic": f"t/{number % 300}", "payload": "00"} for number in range(30000)]
     document = json.loads(draw(recording(tmp_path, many), tmp_path / "a.svg").stdout)
@@ -139,6 +140,7 @@ def test_a_full_disk_leaves_what_was_there(tmp_path, box):
     assert done.stdout.splitlines() == ["4", "old", "a.svg"], done
 
 
+@pytest.mark.long
 def test_what_a_monitor_recorded(box, tmp_path):
     box.run(box.program("ozuctl", "state", "set", "cpPlasticVersion=1"), check=True)
     monitor = box.popen(box.program("ozuctl", "monitor", "--record", "/tmp/recording", "--for", "3"), stdout=subprocess.PIPE)

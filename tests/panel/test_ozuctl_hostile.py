@@ -50,6 +50,7 @@ PAYLOADS = [
 ]
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("form", [[], ["--json"]], ids=["text", "json"])
 def test_hostile_messages(box, form):
     for number, payload in enumerate(PAYLOADS[:4]):  # retained ones come at each start
@@ -84,6 +85,7 @@ LINES = ["2026-01-01T00:00:00.000Z 40000 N X[99999999999999999999] - - pid", "x"
          "2026-01-01T00:00:00.000Z 40000 N A [1] B[2] - - brackets"]
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("form", [[], ["--json"]], ids=["text", "json"])
 def test_hostile_logs(box, form):
     folder = box.platform / "log"
@@ -105,6 +107,7 @@ def test_hostile_logs(box, form):
     assert "last" in text and "future" in text and "brackets" in text
 
 
+@pytest.mark.long
 def test_a_pipe_in_a_logs_place_holds_nothing_up(box):
     box.run(box.program("ozuctl", "state", "set", "cpPlasticVersion=1"), check=True)
     folder = box.platform / "log"
@@ -115,6 +118,7 @@ def test_a_pipe_in_a_logs_place_holds_nothing_up(box):
     assert "seen" in monitor.end()
 
 
+@pytest.mark.long
 def test_hostile_events_and_record(box):
     run(box, "state", "set", f"dnsServerPairs[0].primary={TRICKS.replace(chr(10), ' ')[:60]}", "dnsServerPairs[1].primary=a\nb")
     run(box, "events", "add", "command", 9, 0, "x\n2026-01-01T00:00:00.000Z forged\x1b[2J")
@@ -142,6 +146,7 @@ TYPED = [["x" + TRICKS], ["state", "get", TRICKS], ["state", "set", TRICKS + "=1
          ["crypt", "encrypt", "--key-file", TRICKS, "a", "b"], ["video", "decrypt", "--key", "00" * 16, TRICKS], ["error", TRICKS]]
 
 
+@pytest.mark.long
 def test_what_was_typed_is_escaped(box):
     for words in TYPED:
         for form in ([], ["--json"]):
@@ -152,6 +157,7 @@ def test_what_was_typed_is_escaped(box):
             assert not re.search(r"^2026-01-01T00:00:00.000Z log", done.stdout + done.stderr, re.M), (words, done)
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("value", ["377 376 200", "300 257", "355 240 200", "365 200 200 200"])
 def test_bytes_that_are_not_utf8(box, value):
     octal = "".join(f"\\{byte}" for byte in value.split())
@@ -167,6 +173,7 @@ def test_bytes_that_are_not_utf8(box, value):
 
 # --- what the broker and the platform do not take ---
 
+@pytest.mark.long
 def test_publish_says_when_the_broker_did_not_take_it(box):
     (box.etc / "refusing.acl").write_text("topic read #\n")
     assert json.loads(run(box, "--json", "publish", "Process/NOBODY", "00").stdout)["taken"] is True
@@ -183,6 +190,7 @@ def test_a_data_folder_that_cannot_be_written_is_named(box):
         assert "Is the broker running" not in done.stderr
 
 
+@pytest.mark.long
 def test_damaged_database(box):
     run(box, "state", "set", "cpPlasticVersion=1")
     for path in box.platform.glob("ozu.db*"):
@@ -197,6 +205,7 @@ def test_damaged_database(box):
 KEY = "000102030405060708090a0b0c0d0e0f"
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("size", [1, 15, 16, 100, 40000, 200_000])
 def test_a_full_disk_is_a_failure(box, size):
     box.run(["sh", "-c", "mkdir /tmp/full && mount -t tmpfs -o size=4k none /tmp/full && head -c 4096 /dev/zero >/tmp/full/x"], check=True)
@@ -209,6 +218,7 @@ def test_a_full_disk_is_a_failure(box, size):
         assert "disk" in done.stderr and done.stdout == ""
 
 
+@pytest.mark.long
 def test_output_devices_are_failures(box):
     (box.tmp / "plain").write_bytes(b"p" * 100)
     run(box, "crypt", "encrypt", "--key", KEY, "/tmp/plain", "/dev/full", status=4)
@@ -217,6 +227,7 @@ def test_output_devices_are_failures(box):
     run(box, "crypt", "encrypt", "--key", KEY, "/tmp/plain", "/tmp/dir", status=4)
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("size, offset, status", [(64, 64, 2), (64, 65, 2), (64, 2**40, 2), (0, 0, 2), (64, 0, 4), (64, -1, 2)])
 def test_video_decrypt_at_and_beyond_the_end(box, size, offset, status):
     (box.tmp / "video").write_bytes(b"v" * size)

@@ -30,6 +30,7 @@ def document(box, *words, code=0):
     return found
 
 
+@pytest.mark.long
 def test_address(panel):
     assert document(panel, "address", "eth0") == {
         "interface": "eth0", "address": "192.168.7.20", "broadcast": "192.168.7.255"}
@@ -37,6 +38,7 @@ def test_address(panel):
     assert "eth9" in net(panel, "address", "eth9", code=1).stderr
 
 
+@pytest.mark.long
 def test_routes_and_gateway(panel):
     net(panel, "gateway", "eth0", code=1)
     net(panel, "route", "add", "10.2.0.0/16", "--gateway", "192.168.7.1", "--dev", "eth0", "--metric", "3")
@@ -50,6 +52,7 @@ def test_routes_and_gateway(panel):
     assert "No such device" in net(panel, "route", "add", "10.3.0.1", "--dev", "eth9", code=4).stderr
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("words", [("route", "add", "10.2.0.0/33"), ("route", "add", "nowhere"),
                                    ("route", "add", "10.2.0.0/x"), ("route", "add", "10.2.0.0", "--gateway", "g"),
                                    ("resolve", "x.test", "--via", "ares"), ("resolve", "x.test", "--iface", "eth0"),
@@ -58,6 +61,7 @@ def test_usage(panel, words):
     assert net(panel, *words, code=2).stderr
 
 
+@pytest.mark.long
 def test_texts(panel):
     assert document(panel, "valid", "10.0.1.0") == {
         "text": "10.0.1.0", "valid": True, "reason": None, "anyAddress": True}
@@ -69,6 +73,7 @@ def test_texts(panel):
     net(panel, "host-of", "scheme:///x", code=1)
 
 
+@pytest.mark.long
 def test_resolve(panel):
     (panel.etc / "hosts").write_text("127.0.0.1 localhost\n10.77.0.3 system.test\n")
     with dns_servers(panel, a1="refuse", a2="honest", a3="unknown"):
@@ -86,6 +91,7 @@ def test_resolve(panel):
         assert answer["steps"][-1]["after"] <= answer["seconds"]
 
 
+@pytest.mark.long
 def test_dns_file(panel):
     panel.run(panel.program("ozuctl", "state", "set", "dnsServerPairs[0].primary=10.0.0.53",
                             "dnsServerPairs[2].secondary=10.0.0.54"), check=True)

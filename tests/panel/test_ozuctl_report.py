@@ -8,6 +8,7 @@ import subprocess
 import tarfile
 
 import ozuctl
+import pytest
 from pytest_ozu.build import build_dir, emulator
 
 SECRETS = ["hunter2", "s3cr3tvalue", "00112233445566778899aabbccddeeff", "310590123456789", "bob:pw", "dGhlIGtleQ"]
@@ -31,6 +32,7 @@ def files_of(archive):
         return {member.name: tar.extractfile(member).read() for member in members}
 
 
+@pytest.mark.long
 def test_what_it_takes(box):
     ozuctl.run(box, "state", "set", "cpPlasticVersion=2")
     ozuctl.run(box, "severity", "CORE", "DEBUG")
@@ -55,6 +57,7 @@ def test_what_it_takes(box):
     assert any(line.startswith("leaves out the database") for line in text)
 
 
+@pytest.mark.long
 def test_secrets_stay_here(box):
     ozuctl.run(box, "settings", "service.token", "hunter2")
     ozuctl.run(box, "settings", "service.url", "http://bob:pw@server/")

@@ -66,6 +66,7 @@ def test_nobody_waits_for_a_fifo_without_writer(words, tmp_path):
     assert not (tmp_path / "out").exists() and not (tmp_path / "out.svg").exists()
 
 
+@pytest.mark.long
 def test_a_pipe_is_read_to_its_end(tmp_path):
     reading, writing = os.pipe()
     writer = subprocess.Popen(["sh", "-c", f"sleep 0.5; printf {KEY}"], stdout=writing)
@@ -76,6 +77,7 @@ def test_a_pipe_is_read_to_its_end(tmp_path):
     assert done.returncode == 0, done
 
 
+@pytest.mark.long
 def test_standard_input_may_be_a_socket(box):
     """As it is for a command over ssh without a terminal."""
     with box.capture() as bus:
@@ -101,6 +103,7 @@ def test_odd_surroundings(variables, tmp_path):
         assert words[0] != "names" or done.stdout == plain
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
 @pytest.mark.parametrize("words", [["monitor"], ["log", "-f"], ["state", "watch"], ["events", "-f"], ["wait-for", "process", "NOBODY"]], ids=" ".join)
 def test_signals_end_what_goes_on(box, words, number):

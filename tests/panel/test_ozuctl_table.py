@@ -63,6 +63,7 @@ def commands():
     return walk()
 
 
+@pytest.mark.long
 def test_names_of_arguments_are_words(commands):
     """Others end the program at its start from CLI11 2.4 on, whatever it was called for."""
     wrong = [(command.path, names[0]) for command in commands for names in command.positionals
@@ -130,6 +131,7 @@ def test_every_argument_says_what_it_is(commands):
             assert described, (command.path, entry)
 
 
+@pytest.mark.long
 def test_bad_numbers_are_refused_with_the_word(commands, tmp_path):
     folder = tmp_path / "none"
     count = 0
@@ -242,6 +244,7 @@ def test_looking_makes_nothing(words, tmp_path):
     assert "no panel process has used" not in done.stderr or done.returncode == 3
 
 
+@pytest.mark.long
 def test_looking_leaves_an_empty_folder_empty(tmp_path):
     for words in LOOKING:
         outside(*words, folder=tmp_path)
@@ -257,6 +260,7 @@ def test_changing_takes_consent(words, tmp_path):
     assert not (tmp_path / "none").exists()
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("answer, status", [("n", 5), ("", 5), ("yep", 5), ("y", 0), ("yes", 0)])
 def test_a_terminal_is_asked(box, answer, status):
     ours, theirs = pty.openpty()
@@ -294,6 +298,7 @@ def test_output_that_cannot_be_written(words, tmp_path):
             assert done.returncode != 0
 
 
+@pytest.mark.long
 def test_streams_end_with_their_reader(box):
     box.run(box.program("ozuctl", "state", "set", "cpPlasticVersion=1"), check=True)
     for words in (["monitor"], ["--json", "monitor", "--no-bus"], ["state", "watch"], ["events", "-f"], ["log", "-f"]):
@@ -347,6 +352,7 @@ DOCUMENTS = [  # arguments, exit status, schema
 ]
 
 
+@pytest.mark.long
 def test_json_is_one_document_that_is_as_promised():
     with boxes.PanelBox() as panel:
         for words, status, name in DOCUMENTS:

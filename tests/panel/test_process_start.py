@@ -11,6 +11,7 @@ from pytest_ozu.waiting import wait_until
 from panel_process import SYSLOG_TOPIC, connections
 
 
+@pytest.mark.long
 def test_start_use_end(box, start):
     process = start(box)
     assert process.ask("init") == 0
@@ -28,6 +29,7 @@ def test_start_use_end(box, start):
     assert "TEST_PROCESS closed its connection" not in (box.control / "broker.log").read_text()
 
 
+@pytest.mark.long
 def test_queries_work_before_the_start(box, start):
     """The reference platform maps the record when it is first asked for."""
     process = start(box)
@@ -35,6 +37,7 @@ def test_queries_work_before_the_start(box, start):
     assert process.end() == 0
 
 
+@pytest.mark.long
 def test_second_start_only_warns(box, start):
     process = start(box)
     assert process.ask("init") == 0
@@ -45,6 +48,7 @@ def test_second_start_only_warns(box, start):
     assert process.logged("called once only") == [(50000, "ozuutils_processInit function should be called once only")]
 
 
+@pytest.mark.long
 def test_broker_absent_then_back(make_box, start):
     box = make_box(broker=False)
     process = start(box)
@@ -57,6 +61,7 @@ def test_broker_absent_then_back(make_box, start):
     assert process.ask("init") == 0
 
 
+@pytest.mark.long
 def test_broker_silent_then_back(box, start):
     box.broker.pause()
     process = start(box)
@@ -68,6 +73,7 @@ def test_broker_silent_then_back(box, start):
     assert process.ask("init", timeout=60) == 0
 
 
+@pytest.mark.long
 def test_broker_that_refuses_the_subscription(make_box, start):
     box = make_box(broker=False)
     broker = box.popen(["/usr/bin/python3", ROOT / "tests" / "panel" / "programs" / "refusing_broker.py"],
@@ -87,6 +93,7 @@ def test_broker_that_refuses_the_subscription(make_box, start):
     broker.stdout.close()
 
 
+@pytest.mark.long
 def test_broker_dies_and_returns(box, start):
     process = start(box)
     assert process.ask("init") == 0
@@ -125,6 +132,7 @@ def test_two_processes_of_one_name(box, start):
     assert connections(box).count("TEST_PROCESS") <= before + 2
 
 
+@pytest.mark.long
 def test_child_that_exits_leaves_the_session_alone(box, start):
     process = start(box)
     assert process.ask("init") == 0
@@ -144,6 +152,7 @@ def start_alarm_core(box):
     return process
 
 
+@pytest.mark.long
 def test_panels_in_parallel_boxes_do_not_meet(make_box):
     panels = [make_box() for _ in range(3)]
     cores = [start_alarm_core(panel) for panel in panels]

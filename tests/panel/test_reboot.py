@@ -47,6 +47,7 @@ def panel(tmp_path):
         yield box
 
 
+@pytest.mark.long
 def test_whole_reboot_with_messages_that_are_really_unsent(panel, start):
     fields = [f"modemStatistics[{place}].counter[{i}]={100 * place + i}" for place in (0, 1) for i in range(8)]
     fields += ["powerManagerMode=5", "modemStatistics[0].counter[1]=65535", "modemStatistics[1].counter[1]=41"]
@@ -89,6 +90,7 @@ def test_whole_reboot_with_messages_that_are_really_unsent(panel, start):
     assert ask(panel, "uptime", "uptime")["rebootReason"] == 17
 
 
+@pytest.mark.long
 def test_reboot_goes_on_when_the_messages_stay(panel, start):
     talker = start(panel, "TALKER")
     assert talker.ask("init") == 0
@@ -116,6 +118,7 @@ def at_speed(box, *arguments):
     return box.popen(["env", f"LD_PRELOAD={clock}", *box.program("ozuctl", "reboot", *arguments)])
 
 
+@pytest.mark.long
 @fast
 def test_reboot_that_does_nothing_is_forced(tmp_path):
     with PanelBox(tmp_path / "panel", reboot="forced") as box:
@@ -127,6 +130,7 @@ def test_reboot_that_does_nothing_is_forced(tmp_path):
         assert texts[first:first + 8] == ["Waiting for Linux reboot..."] * 7 + ["Force reboot ..."]
 
 
+@pytest.mark.long
 @fast
 def test_force_is_repeated_every_ten_seconds(tmp_path):
     with PanelBox(tmp_path / "panel", reboot="ignore") as box:

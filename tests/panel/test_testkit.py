@@ -109,6 +109,7 @@ def test_a_failure_says_what_was_expected_and_what_was_seen(panel, log):
     assert "alarm core is up" in last
 
 
+@pytest.mark.long
 def test_a_failed_scenario_leaves_its_panel(tmp_path):
     (tmp_path / "bad.feature").write_text("""Feature: Bad
   Scenario: fails
@@ -131,6 +132,7 @@ def test_a_failed_scenario_leaves_its_panel(tmp_path):
     assert 'failures="2"' in (tmp_path / "out.xml").read_text()
 
 
+@pytest.mark.long
 def test_exit_status_of_what_cannot_run(tmp_path):
     (tmp_path / "empty.feature").write_text("Feature: Empty\n")
     assert scenario(tmp_path, "run", "none.feature").returncode == 2
@@ -146,6 +148,7 @@ def names(*words):
     return [line for line in done.stdout.splitlines() if "::" in line]
 
 
+@pytest.mark.long
 def test_shards_are_disjoint_and_complete():
     shards = [names("--ozu-shard", f"{number}/4") for number in (1, 2, 3, 4)]
     assert sorted(sum(shards, [])) == sorted(names()) and len(names()) >= 25

@@ -64,6 +64,7 @@ def walls(zone):
     return readings
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("how", ["link", "variable"])
 @pytest.mark.parametrize("zone", ZONES)
 def test_every_layout_in_every_zone(zoned, zone, how):
@@ -123,6 +124,7 @@ def test_folder_in_the_links_place_is_a_failure(zoned):
     link.rmdir()
 
 
+@pytest.mark.long
 def test_monitor_names_the_message(zoned):
     monitor = zoned.popen(zoned.program("ozuctl", "monitor", "--no-state", "--no-log", "--no-events"),
                           stdout=subprocess.PIPE, text=True)

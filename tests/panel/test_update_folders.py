@@ -22,6 +22,7 @@ def assert_emptied(folder):
     assert folder.is_dir() and list(folder.iterdir()) == []
 
 
+@pytest.mark.long
 def test_folder_is_emptied_and_kept(box, folder):
     (folder / "image.bin").write_bytes(b"x" * 1000)
     (folder / "empty").mkdir()
@@ -38,6 +39,7 @@ def test_folder_is_emptied_and_kept(box, folder):
     remove(box)  # nothing left to do
 
 
+@pytest.mark.long
 def test_deep_and_wide_tree(box, folder):
     # Deeper than the walk may hold folders open.
     deep = folder
@@ -69,6 +71,7 @@ def test_links_are_removed_not_followed(box, folder):
     assert (outside / "file").read_text() == "kept"
 
 
+@pytest.mark.long
 def test_folder_that_is_a_link_is_not_followed(box):
     outside = box.customapps / "outside"
     (outside / "inner").mkdir(parents=True)
@@ -100,6 +103,7 @@ def test_missing_folder(box):
     assert len(lines) == 1 and lines[0].endswith("ozuutils_removeRsuFile")
 
 
+@pytest.mark.long
 def test_entry_that_cannot_be_removed_ends_the_walk(box, folder):
     box.run(["mkdir", "-p", "/customapps/versions/fog/mount"], check=True)
     box.run(["mount", "-t", "tmpfs", "none", "/customapps/versions/fog/mount"], check=True)
@@ -116,6 +120,7 @@ def test_entry_that_cannot_be_removed_ends_the_walk(box, folder):
 PLAIN = ["setpriv", "--bounding-set", "-dac_override,-dac_read_search", "--inh-caps", "-dac_override,-dac_read_search"]
 
 
+@pytest.mark.long
 def test_folder_that_cannot_be_read_keeps_its_entries(box, folder):
     (folder / "image").write_text("kept")
     folder.chmod(0)
@@ -160,6 +165,7 @@ def test_type_without_a_name_and_types_without_a_folder(box):
         run(box, "rsu", "remove", word, status=1)
 
 
+@pytest.mark.long
 def test_list(box, folder):
     (folder / "a").mkdir()
     (folder / "a" / "image").write_bytes(b"x" * 1234)

@@ -38,6 +38,7 @@ def texts(box, *arguments):
     return [row["text"] for row in tool.ask(box, "log", "log", *arguments)]
 
 
+@pytest.mark.long
 def test_past_lines_in_order(box, logs):
     assert texts(box) == ["first", "second", "third", "fourth", "fifth \\x1B[31m"]
     assert texts(box, "--process", "A") == ["first", "third", "fifth \\x1B[31m"]
@@ -50,6 +51,7 @@ def test_past_lines_in_order(box, logs):
     assert shown == "2026-03-01T12:00:05.000Z E A[7] fifth \\x1B[31m\n"
 
 
+@pytest.mark.long
 def test_log_that_is_not_there(box):
     assert "log" in ozuctl(box, "log", status=3).stderr
     for wrong in (["--level", "LOUD"], ["--since", "yesterday"], ["--since", "-5"], ["--last", "0"], ["--for", "0"]):
@@ -67,6 +69,7 @@ def test_followed_log_has_every_line_once(box, logs):
     assert [row["text"] for row in seen] == ["first", "second", "third", "fourth", "fifth \\x1B[31m", "sixth"]
 
 
+@pytest.mark.long
 def test_followed_log_begins_before_the_panel(box):
     process = box.popen(box.program("ozuctl", "--json", "log", "-f", "--for", "60"), stdout=subprocess.PIPE, text=True)
     time.sleep(1)
@@ -100,6 +103,7 @@ def happen(box, kind, right):
     return None
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("kind", WAITS)
 def test_what_is_waited_for_comes(box, kind):
     ozuctl(box, "publish", "Some/thing")
@@ -128,6 +132,7 @@ def test_what_is_waited_for_comes(box, kind):
         assert tool.ask(box, "wait-for", "wait-for", "process", "ALARM_CORE", "--gone", "--for", "30")["what"] == "gone"
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("kind", WAITS)
 def test_what_does_not_come_times_out(box, kind):
     ozuctl(box, "publish", "Some/thing")
@@ -135,6 +140,7 @@ def test_what_does_not_come_times_out(box, kind):
     assert done.stdout == "" and "the time is up" in done.stderr
 
 
+@pytest.mark.long
 def test_what_is_so_already_needs_no_wait(box):
     ozuctl(box, "state", "set", "cpPlasticVersion=7", "powerManagerMode=5")
     ozuctl(box, "wait-for", "state", "cpPlasticVersion=7", "powerManagerMode=5", "--for", "0.001")
@@ -145,6 +151,7 @@ def test_what_is_so_already_needs_no_wait(box):
     ozuctl(box, "wait-for", "log", "wanted", "--since", "2026-01-01T00:00:00Z", "--for", "0.3")
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("words", [[], ["state"], ["state", "nofield=1"], ["state", "cpPlasticVersion"], ["bus", "a/#/b"],
                                    ["bus", "a", "--payload", "0"], ["log", "--level", "LOUD"], ["process"],
                                    ["state", "cpPlasticVersion=7", "--for", "0"], ["moon", "x"]])
@@ -159,6 +166,7 @@ def happenings(box, *arguments):
     return [json.loads(one) for one in stream][1:]
 
 
+@pytest.mark.long
 def test_filters_narrow_their_kinds(box, logs):
     ozuctl(box, "state", "set", "cpPlasticVersion=1")
     process = box.popen(box.program("ozuctl", "--json", "monitor", "--topic", "Wanted/#", "--field", "cpPlasticVersion",
@@ -181,6 +189,7 @@ def test_filters_narrow_their_kinds(box, logs):
         ("bus", "Wanted/x"), ("bus", "Wanted/y"), ("log", "A"), ("state", "cpPlasticVersion")]
 
 
+@pytest.mark.long
 def test_retained_messages_are_old_ones(box):
     box.run(["mosquitto_pub", "-V", "5", "-r", "-t", "Kept/x", "-m", "1"], check=True)
     ozuctl(box, "wait-for", "bus", "Kept/#", "--for", "0.5", status=TIMED_OUT)
@@ -189,6 +198,7 @@ def test_retained_messages_are_old_ones(box):
     tool.validate("monitor", seen[0])
 
 
+@pytest.mark.long
 def test_overlapping_topics_bring_a_message_once(box):
     process = box.popen(box.program("ozuctl", "--json", "monitor", "--topic", "Wanted/#", "--topic", "+/x", "--no-log",
                                     "--no-events", "--no-processes", "--no-state", "--count", "2", "--for", "60"),
@@ -201,6 +211,7 @@ def test_overlapping_topics_bring_a_message_once(box):
     assert seen == ["Wanted/x", "Wanted/y"]
 
 
+@pytest.mark.long
 def test_times_and_count(box):
     assert ozuctl(box, "monitor", "--count", "1", "--for", "1", status=TIMED_OUT).stdout
     assert ozuctl(box, "monitor", "--times", "relative", "--for", "0.5").stdout.startswith("    +0.000 snapshot\n")
@@ -208,6 +219,7 @@ def test_times_and_count(box):
     ozuctl(box, "monitor", "--field", "nothing", status=1)
 
 
+@pytest.mark.long
 def test_starts_and_ends_of_processes(box):
     ozuctl(box, "publish", "Some/thing")
     process = box.popen(box.program("ozuctl", "--json", "monitor", "--no-bus", "--no-log", "--no-state", "--no-events",
@@ -224,6 +236,7 @@ def test_starts_and_ends_of_processes(box):
         tool.validate("monitor", one)
 
 
+@pytest.mark.long
 def test_broker_that_forgets_is_told(box):
     process = box.popen(box.program("ozuctl", "--json", "monitor", "--no-log", "--no-state", "--no-events", "--no-processes"),
                         stdout=subprocess.PIPE, text=True)
@@ -243,6 +256,7 @@ def test_broker_that_forgets_is_told(box):
 
 # --- recordings ---
 
+@pytest.mark.long
 def test_recording_is_replayed(box, make_box, tmp_path):
     ozuctl(box, "state", "set", "partitions[0].partitionState=ARMED_2", "dnsServerPairs[0].primary=10.0.0.1")
     process = box.popen(box.program("ozuctl", "monitor", "--record", "/data/recording", "--no-log"), stdout=subprocess.PIPE, text=True)
@@ -269,6 +283,7 @@ def test_recording_is_replayed(box, make_box, tmp_path):
     assert json.loads(ozuctl(box, "--json", "state", "get").stdout) == json.loads(ozuctl(other, "--json", "state", "get").stdout)
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("content", ["", "nothing\n", "{}\n", '{"time": "now", "kind": "bus"}\n', "[" * 100000])
 def test_what_is_no_recording_is_refused(box, content):
     (box.data / "recording").write_text(content)
@@ -278,6 +293,7 @@ def test_what_is_no_recording_is_refused(box, content):
 
 # --- the platform ---
 
+@pytest.mark.long
 def test_settings(box):
     assert tool.ask(box, "done", "settings", "log.files", "3")
     assert tool.ask(box, "settings", "settings", "log.files") == {"name": "log.files", "value": "3"}
@@ -285,6 +301,7 @@ def test_settings(box):
     assert "did you mean 'log.files'" in ozuctl(box, "settings", "log.file", status=1).stderr
 
 
+@pytest.mark.long
 def test_payload_as_text_and_from_standard_input(box):
     with box.capture() as bus:
         ozuctl(box, "publish", "Wanted/x", "--text", "grüß\n")
@@ -295,6 +312,7 @@ def test_payload_as_text_and_from_standard_input(box):
     assert "exclude each other" in ozuctl(box, "publish", "Wanted/x", "00", "--text", "x", status=2).stderr
 
 
+@pytest.mark.long
 def test_severity_is_unset(box):
     ozuctl(box, "severity", "X", "ERROR")
     assert tool.ask(box, "done", "severity", "X", "--unset")
@@ -305,6 +323,7 @@ def test_severity_is_unset(box):
         assert "--unset takes a process" in ozuctl(box, "severity", *wrong, status=2).stderr
 
 
+@pytest.mark.long
 def test_doctor_says_what_is_wrong(box):
     ozuctl(box, "publish", "Some/thing")
     rows = {row["check"]: row for row in tool.ask(box, "doctor", "doctor")}
@@ -318,6 +337,7 @@ def test_doctor_says_what_is_wrong(box):
     assert rows["broker"]["advice"] and rows["database"]["advice"]
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("shell", ["bash", "zsh"])
 def test_completion_knows_every_command(box, shell):
     script = ozuctl(box, "completion", shell).stdout

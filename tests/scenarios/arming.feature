@@ -1,6 +1,7 @@
 @shared
 Feature: Arming as every process sees it
 
+  @long
   Scenario Outline: partitions that are armed make the arm type
     Given a panel
     When partition <first> is armed
@@ -29,6 +30,7 @@ Feature: Arming as every process sees it
     When partition DAY is disarmed
     Then the arm type is PERIMETER
 
+  @long
   Scenario: panic alone is an alarm, too
     Given a panel
     When partition PANIC is in alarm

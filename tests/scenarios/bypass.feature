@@ -1,6 +1,7 @@
 @shared
 Feature: Contacts and their bypass
 
+  @long
   Scenario: a bypassed window does not raise the alarm
     Given a panel with the process "alarm_core"
     And a magnet contact "window" on device 2, bypassed for 5 minutes
@@ -20,6 +21,7 @@ Feature: Contacts and their bypass
     And the event "SEC_DETECTION_IMMEDIATE_EVENT" is written by "ALARM_CORE"
     And a message is sent to "Process/SAFETY_SIREN" from "ALARM_CORE" with class 1 and command 1
 
+  @long
   Scenario: a door that opens while only DAY is armed does not
     Given a panel with the process "alarm_core"
     And a magnet contact "door" on device 1
@@ -57,6 +59,7 @@ Feature: Contacts and their bypass
     And 301 seconds pass
     Then "window" is not bypassed
 
+  @long
   Scenario: an open contact counts only while it is not bypassed
     Given a panel
     And a magnet contact "door" on device 1

@@ -13,6 +13,7 @@ Feature: What is written and sent for others
     When the command "ozuctl --yes events add http GET host.example -- -7" is run
     Then the event "Result [ CURL (-7) ]" is written
 
+  @long
   Scenario: a switch of the time zone is told on request only
     Given a panel
     When the command "ozuctl time zone Europe/Berlin" is run
@@ -25,6 +26,7 @@ Feature: What is written and sent for others
     When the command "ozuctl gpio 7 1 --sender RFMAN" is run
     Then a message is sent to "Process/RF_MANAGER" from "RFMAN" with class 35 and command 10
 
+  @long
   Scenario: a housing that is none is not sent to the co-processor
     Given a panel
     And the field "cpPlasticVersion" is set to "4"

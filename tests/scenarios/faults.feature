@@ -1,6 +1,7 @@
 @shared
 Feature: Faults, and what the panel makes of them
 
+  @long
   Scenario: a process that was killed starts again
     Given a panel with the process "alarm_core"
     When the process "alarm_core" is killed
@@ -13,6 +14,7 @@ Feature: Faults, and what the panel makes of them
     When the process "safety_siren" is asked to end
     Then the process "safety_siren" ends with 0
 
+  @long
   Scenario: a process comes back to a broker that was away
     Given a panel with the process "alarm_core"
     When the broker is killed

@@ -1,5 +1,6 @@
 Feature: Reboots and power cuts
 
+  @long
   Scenario: a reboot is announced, and remembered by its reason
     Given a panel with the process "alarm_core"
     When the command "ozuctl reboot --delay 1 --reason 17 --text update >/dev/null 2>&1 &" is run
@@ -11,6 +12,7 @@ Feature: Reboots and power cuts
     And the process "alarm_core" runs
     And the panel has booted 2 times
 
+  @long
   Scenario: the power manager hears of it only in its mode
     Given a panel
     And the field "powerManagerMode" is set to "2"
@@ -19,6 +21,7 @@ Feature: Reboots and power cuts
     And no message is sent to "Process/POWER_MANAGER"
     And the panel reboots within 20 seconds
 
+  @long
   Scenario: a power cut leaves nothing armed
     Given a panel with the process "alarm_core"
     And partition FULL is armed

@@ -1,6 +1,7 @@
 @shared
 Feature: Safety events and the siren
 
+  @long
   Scenario: smoke sounds the siren for three minutes
     Given a panel
     And a device "smoke" of type SMOKE on device 3
@@ -20,6 +21,7 @@ Feature: Safety events and the siren
     Then no safety event is in progress
     And the safety siren sounds
 
+  @long
   Scenario: the siren's process counts down on the bus
     Given a panel with the process "safety_siren"
     And a device "smoke" of type SMOKE on device 3
@@ -28,6 +30,7 @@ Feature: Safety events and the siren
     When 3 minutes pass
     Then the log line "safety siren is silent, 0 s to go" is written by "SAFETY_SIREN"
 
+  @long
   Scenario: the siren sounds when the security core says so
     Given a panel with the process "safety_siren"
     When the message 07 is sent to "Process/SAFETY_SIREN" with class 1 and command 1
