@@ -119,10 +119,14 @@ class Faults:
         process.pause()
         return Fault(self, f'"{name}" is stopped', process.resume)
 
-    def silent(self, topic):
-        """The processes under test that listen to a topic stand still: nobody answers there."""
+    def silent(self, topic, timeout=10.0):
+        """The processes under test that listen to a topic stand still: nobody answers there. Waits for one that listens."""
+        self.panel.bus.wait_for_listener(topic, timeout)
         names = self.panel.bus.listeners(topic)
         found = [process for process in self.panel.processes.values() if process.running and process.registered_name in names]
+        if not found:
+            self.panel.fail(f"expected a process under test that listens to {topic}; last seen: {', '.join(names)}, "
+                            "which the panel did not start")
         for process in found:
             process.pause()
         return Fault(self, f"nobody answers on {topic}", lambda: [process.resume() for process in found])
@@ -132,6 +136,14 @@ class Faults:
 
     def radio_silent(self):
         return self.silent("Process/RF_MANAGER")
+
+    def modem_silent(self):
+        """The modem's firmware version, in /var/run/version, is not there, as before the modem has answered."""
+        version = self.panel.box.run_folder / "version"
+        if not version.exists():
+            self.panel.fail("expected the modem's version in /var/run/version; last seen: no such file")
+        kept = version.rename(self.panel.box.control / "version")
+        return Fault(self, "the modem does not answer", lambda: version.exists() or kept.rename(version))
 
     def command_line(self, text):
         """/proc/cmdline is another."""

@@ -489,6 +489,18 @@ def radio_silent(panel):
     panel.faults.radio_silent()
 
 
+@action('the modem has the firmware version "{version}"')
+def modem_version(panel, version):
+    """/var/run/version"""
+    (panel.box.run_folder / "version").write_text(version + "\n")
+
+
+@action("the modem does not answer")
+def modem_silent(panel):
+    """/var/run/version is not there"""
+    panel.faults.modem_silent()
+
+
 @action('the kernel command line is "{words}"')
 def command_line(panel, words):
     """/proc/cmdline"""

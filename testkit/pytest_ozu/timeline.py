@@ -203,11 +203,27 @@ class Bus(View):
                                last=lambda: "nobody does")
 
     def listeners(self, topic):
-        """Who has subscribed to it, by the broker's log."""
+        """Who is connected and has subscribed to it, by the broker's log."""
         log = (self._panel.box.control / "broker.log").read_text(errors="replace")
-        lines = [line.split() for line in log.splitlines()]
-        asked = {(words[1], words[3]) for words in lines if len(words) == 4 and words[2].isdigit()}
-        return [name for name, wanted in asked if topic_matches(wanted, topic) and not name.startswith("OZUCTL")]
+        return [name for name, topics in sessions(log).items()
+                if not name.startswith("OZUCTL") and any(topic_matches(wanted, topic) for wanted in topics)]
+
+
+def sessions(log):
+    """The broker's log as clients that are connected, each with the topics that it has subscribed to since."""
+    connected = {}
+    for line in log.splitlines():
+        words = line.split()[1:]
+        if words[:2] == ["box-broker:", "start"]:
+            connected.clear()
+        elif words[:3] == ["New", "client", "connected"]:
+            connected[words[6]] = []
+        elif words[:1] == ["Client"]:
+            if words[2] != "already":  # the name goes to the client that follows
+                connected.pop(words[1], None)
+        elif len(words) == 3 and words[1].isdigit() and words[0] in connected:
+            connected[words[0]].append(words[2])
+    return connected
 
 
 class State:

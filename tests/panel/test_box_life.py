@@ -119,10 +119,11 @@ def test_exit_status_comes_back(box, command, status):
     assert box.run(command).returncode == status
 
 
-def test_program_ended_by_a_reboot_says_so(box):
+@pytest.mark.parametrize("request_words", [["reboot"], ["reboot", "-f"]])
+def test_program_ended_by_a_reboot_says_so(box, request_words):
     process = box.popen(["sleep", "600"], stdin=subprocess.DEVNULL)
     wait_until(lambda: box.run(["pgrep", "-x", "sleep"]).returncode == 0)
-    box.run(["reboot"])
+    box.run(request_words)
     assert process.wait(20) == REBOOTED
     box.wait_for_reboot()
 

@@ -57,8 +57,10 @@ def test_dns_says_something_else(panel, faults, behaviour, address):
 
 def test_processes_and_command_line(panel, faults):
     process = panel.start("alarm_core")
+    panel.bus.wait_for_listener("Process/ALARM_CORE")
     with faults.process_killed("alarm_core"):
         assert not process.running
+        panel.wait_until(lambda: not panel.bus.listeners("Process/ALARM_CORE"), 10, "nobody listening any more")
     with faults.silent("Process/ALARM_CORE"):
         assert "stopped" in panel.box.run(["sh", "-c", "grep -h State /proc/[0-9]*/status"]).stdout
     assert "stopped" not in panel.box.run(["sh", "-c", "grep -h State /proc/[0-9]*/status"]).stdout
@@ -66,6 +68,29 @@ def test_processes_and_command_line(panel, faults):
     with faults.command_line("another"):
         assert succeeds(panel, "grep -qx another /proc/cmdline")
     assert panel.box.cmdline == before
+
+
+def test_listeners_are_those_of_the_running_broker(panel, faults):
+    panel.start("alarm_core")
+    panel.bus.wait_for_listener("Process/ALARM_CORE")
+    with faults.broker_refusing():
+        assert panel.bus.listeners("Process/ALARM_CORE") == []
+    panel.bus.wait_for_listener("Process/ALARM_CORE")
+
+
+def test_a_fault_that_would_do_nothing_is_a_failure(panel, faults):
+    with pytest.raises(NotSeen, match="expected a process that listens to Process/MDL within 0.1 s; last seen: nobody does"):
+        faults.silent("Process/MDL", timeout=0.1)
+    with pytest.raises(NotSeen, match="expected the modem's version in /var/run/version; last seen: no such file"):
+        faults.modem_silent()
+    assert not faults.active
+
+
+def test_the_modem_does_not_answer(panel, faults):
+    (panel.box.run_folder / "version").write_text("25.30\n")
+    with faults.modem_silent():
+        panel.ozuctl("modem", "version", status=1)
+    assert "25.30" in panel.ozuctl("modem", "version").stdout
 
 
 def date(panel):
