@@ -131,6 +131,7 @@ int __wrap_open(const char *path, int flags, ...) {
         return __real_open(path, flags, 0644);
     }
     EXPECT_STREQ(path, "/proc/uptime");
+    EXPECT_EQ(flags & O_CLOEXEC, O_CLOEXEC);
     EXPECT_EQ(flags & O_ACCMODE, O_RDONLY);
     if (faults.failOpen) {
         errno = ENOENT;
