@@ -39,7 +39,7 @@ OZU_BEGIN_DECLS
  * records; of records beyond the first 20 only their own, up to the first pointer.
  *
  * Blocks for 20 seconds on a server that does not answer, to which the kernel's coarse timers add up to 2.1
- * seconds. A signal handler that runs meanwhile ends the wait as a failure. Uses some 85 KB of stack. Not to
+ * seconds. A signal handler that runs meanwhile ends the wait as a failure. Uses some 118 KB of stack. Not to
  * be called concurrently with itself or nslookup_ozu().
  */
 OZU_API void NgetHostByName(const char *host, int queryType, const char *dnsServer, size_t dnsServerLen,

@@ -1,5 +1,6 @@
 #include <network/dns_message.h>
 
+#include <base/uninitialized.h>
 #include <utils_ozu/text.h>
 
 #include <algorithm>
@@ -54,21 +55,21 @@ enum class Addresses : std::uint8_t {
 
 // The data of a record to keep, read with a reader of its own: the walk goes by the data's announced length,
 // a name only by the end of the reply. Most types hold no name, and what does not decode there is no matter.
-bool readData(BoundedReader reader, bool isAddress, Record &record, NameText &lastName) noexcept {
+bool readData(BoundedReader reader, bool isAddress, Record &record, Names &names) noexcept {
     if (isAddress) {
         record.address = reader.record<in_addr>();
         return true;
     }
-    if (!decodeName(reader, record.name)) {
+    if (!names.decode(reader, record.name)) {
         return !dataIsName(record.type);
     }
-    ozuutils_strlcpy(lastName.data(), record.name.data(), static_cast<unsigned int>(lastName.size()));
+    ozuutils_strlcpy(names.last().data(), record.name.data(), static_cast<unsigned int>(names.last().size()));
     return true;
 }
 
 // One record, kept in the table when that is not null.
-bool readRecord(BoundedReader &reader, Addresses addresses, Record *record, NameText &lastName) noexcept {
-    if (!(record != nullptr ? decodeName(reader, lastName) : skipName(reader))) {
+bool readRecord(BoundedReader &reader, Addresses addresses, Record *record, Names &names) noexcept {
+    if (!(record != nullptr ? names.decode(reader, names.last()) : skipName(reader))) {
         return false;
     }
     const std::uint16_t type = reader.u16be();
@@ -80,7 +81,7 @@ bool readRecord(BoundedReader &reader, Addresses addresses, Record *record, Name
     }
     if (record != nullptr) {
         record->type = type;
-        if (!readData(reader, isAddress, *record, lastName)) {
+        if (!readData(reader, isAddress, *record, names)) {
             return false;
         }
     }
@@ -89,11 +90,11 @@ bool readRecord(BoundedReader &reader, Addresses addresses, Record *record, Name
 }
 
 bool readSection(BoundedReader &reader, std::size_t announced, Addresses addresses, Section &section,
-                 NameText &lastName) noexcept {
+                 Names &names) noexcept {
     section.count = 0;
     for (std::size_t i = 0; i < announced; ++i) {
         Record *record = i < section.records.size() ? &section.records[i] : nullptr;
-        if (!readRecord(reader, addresses, record, lastName)) {
+        if (!readRecord(reader, addresses, record, names)) {
             return false;
         }
         if (record != nullptr) {
@@ -165,13 +166,27 @@ bool readRecords(std::span<const std::uint8_t> message, const Header &header, Re
                  NameText &lastName) noexcept {
     BoundedReader reader(message);
     skipQuestion(reader);
-    return readSection(reader, header.answers, Addresses::Taken, reply.answers, lastName) &&
-           readSection(reader, header.authorities, Addresses::AsNames, reply.authorities, lastName) &&
-           readSection(reader, header.additionals, Addresses::Taken, reply.additionals, lastName);
+    OZU_UNINITIALIZED Names names(message, lastName);
+    return readSection(reader, header.answers, Addresses::Taken, reply.answers, names) &&
+           readSection(reader, header.authorities, Addresses::AsNames, reply.authorities, names) &&
+           readSection(reader, header.additionals, Addresses::Taken, reply.additionals, names);
 }
 
-// Comes to an end: pointers lead backwards, and what leads forwards are labels, which fill the text.
-bool decodeName(BoundedReader &reader, NameText &text) noexcept {
+std::size_t Names::endOfRun(std::size_t place) noexcept {
+    for (; known_ <= place; ++known_) {
+        BoundedReader reader(message_);
+        reader.seek(known_);
+        std::size_t end = known_;
+        if (const std::uint8_t first = reader.u8(); first >= kPointer) {
+            end = readPointer(reader, first, end) ? ends_[end] : 0;
+        }
+        ends_[known_] = static_cast<std::uint16_t>(end);
+    }
+    return ends_[place];
+}
+
+// Comes to an end: behind a run of pointers are labels, which fill the text.
+bool Names::decode(BoundedReader &reader, NameText &text) noexcept {
     BoundedReader cursor = reader;
     std::size_t length = 0;
     bool jumped = false;
@@ -179,14 +194,14 @@ bool decodeName(BoundedReader &reader, NameText &text) noexcept {
     for (std::uint8_t size = cursor.u8(); size != 0; size = cursor.u8()) {
         if (size >= kPointer) {
             std::size_t target = 0;
-            if (!readPointer(cursor, size, target)) {
+            if (!readPointer(cursor, size, target) || endOfRun(target) == 0) {
                 return false;
             }
             if (!jumped) {
                 reader.seek(cursor.position());
             }
             jumped = true;
-            cursor.seek(target);
+            cursor.seek(endOfRun(target));
             continue;
         }
         const auto label = cursor.bytes(size);

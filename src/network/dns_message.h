@@ -35,6 +35,33 @@ struct Header {
     std::uint16_t additionals;
 };
 
+// Decodes the names of one message.
+//
+// Each name may lead through thousands of pointers, and all names through the same ones. So the end of a run
+// of pointers is found once for each place: pointers lead backwards, where the ends are known already.
+class Names {
+  public:
+    Names(std::span<const std::uint8_t> message, NameText &last) noexcept : message_(message), last_(last) {}
+
+    // The name that was decoded last.
+    [[nodiscard]] NameText &last() const noexcept { return last_; }
+    // Decodes the name at the reader's position into text and moves the reader past it; false when the name
+    // is refused, with the text undefined but terminated.
+    bool decode(BoundedReader &reader, NameText &text) noexcept;
+
+  private:
+    static constexpr std::size_t kPlaces = std::size_t{1} << 14; // a pointer names one of them
+
+    // Where the run of pointers ends that begins at this place: there, unless it holds a pointer; 0 when a
+    // pointer of the run is refused.
+    std::size_t endOfRun(std::size_t place) noexcept;
+
+    std::span<const std::uint8_t> message_;
+    NameText &last_;
+    std::size_t known_ = kHeaderSize; // the ends of the places before this one are known
+    std::array<std::uint16_t, kPlaces> ends_;
+};
+
 // One record: its type, and its data. An address record of the answers and additionals has the address, every
 // other one what its data says when decoded as a name; of a type whose data is not a name that is just bytes.
 struct Record {
@@ -65,10 +92,6 @@ bool readHeader(std::span<const std::uint8_t> message, Header &header) noexcept;
 // of the records that are kept as it is decoded, so the most recent one stays in it.
 bool readRecords(std::span<const std::uint8_t> message, const Header &header, Reply &reply,
                  NameText &lastName) noexcept;
-
-// Decodes the name at the reader's position into text and moves the reader past it; false when the name is
-// refused, with the text undefined but terminated.
-bool decodeName(BoundedReader &reader, NameText &text) noexcept;
 
 // Writes the question for a name that ends in "." and returns the length of the message. The message must
 // hold the header, the name's length and six bytes. A name ends at its first empty label.
