@@ -1,6 +1,8 @@
 #include <utils_ozu/identity.h>
 
 #include "fake_platform.h"
+#include "random_numbers.h"
+#include "recorded_digest.h"
 
 #include <net/if.h>
 #include <sys/ioctl.h>
@@ -291,3 +293,24 @@ TEST_F(Identity, survivesAnyListLength) {
 }
 
 } // namespace
+
+TEST_F(Identity, sameResultsOnEveryMachine) {
+    ozu::test::Random random(20261122);
+    ozu::test::RecordedDigest digest;
+    for (int round = 0; round < 1000; ++round) {
+        kernel = Kernel();
+        for (std::uint32_t left = random.below(40); left > 0; --left) {
+            Interface interface { "eth" + std::to_string(left) };
+            interface.flags = random.below(4) != 0 ? IFF_LOOPBACK : IFF_UP;
+            interface.addressFails = random.below(4) == 0;
+            random.fill(interface.address.data(), interface.address.size());
+            kernel.interfaces.push_back(interface);
+        }
+        std::array<char, 10> out{};
+        out.fill('#');
+        const int result = calcConfigUniqueId(out.data(), round % 2);
+        platform().journal.clear(); // the list's size in bytes is the machine's own
+        digest.add(result, std::string_view(out.data(), out.size()));
+    }
+    digest.print("identities");
+}

@@ -2,6 +2,8 @@
 #include <utils_ozu/resolver.h>
 
 #include "fake_cares.h"
+#include "random_numbers.h"
+#include "recorded_digest.h"
 
 #include <arpa/inet.h>
 
@@ -538,4 +540,34 @@ TEST_F(Callback, failures) {
                     "callback");
     };
     EXPECT_THAT(platform().log, ElementsAre(failed(ARES_ETIMEOUT, 4), failed(ARES_SUCCESS, 1)));
+}
+
+TEST_F(Resolver, sameResultsOnEveryMachine) {
+    ozu::test::Random random(20261122);
+    ozu::test::RecordedDigest digest;
+    constexpr int kStatuses[] = {ARES_ENOTFOUND, ARES_ESERVFAIL, ARES_ETIMEOUT};
+    initialise();
+    for (int round = 0; round < 500; ++round) {
+        cares().passes.clear();
+        cares().initStatus = random.below(30) == 0 ? ARES_ENOMEM : ARES_SUCCESS;
+        cares().serversStatus = random.below(30) == 0 ? ARES_ENODATA : ARES_SUCCESS;
+        for (std::uint32_t left = random.below(7); left > 0; --left) {
+            Pass pass = random.below(4) == 0
+                            ? answering({"10.1.2." + std::to_string(random.below(256)), "10.9.9.9"})
+                            : silent();
+            if (random.below(4) == 0) {
+                pass.ready = 1;
+                pass.events = {POLLIN};
+                const int status = kStatuses[random.below(3)];
+                pass.processing = [status] { cares().failLookup(status, 2); };
+            }
+            pass.timeout = {static_cast<time_t>(random.below(30)), static_cast<suseconds_t>(left)};
+            cares().passes.push_back(pass);
+        }
+        output.fill('#');
+        const char *secondary = round % 3 == 0 ? nullptr : "10.0.0.54";
+        digest.add(look("10.0.0.53", secondary, round % 5 == 0 ? "eth0" : nullptr),
+                   std::string_view(output.data(), output.size()));
+    }
+    digest.print("lookups");
 }

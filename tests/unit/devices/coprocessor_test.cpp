@@ -1,6 +1,8 @@
 #include <utils_ozu/coprocessor.h>
 
 #include "fake_platform.h"
+#include "random_numbers.h"
+#include "recorded_digest.h"
 
 #include <climits>
 #include <cstdlib>
@@ -278,3 +280,24 @@ TEST_F(Coprocessor, gpioThatIsNotSent) {
 }
 
 } // namespace
+
+TEST_F(Coprocessor, sameResultsOnEveryMachine) {
+    ozu::test::Random random(20261122);
+    ozu::test::RecordedDigest digest;
+    for (int round = 0; round < 200; ++round) {
+        const std::string data = random.text(random.below(300));
+        platform().results["ozumqttc_messagePublish"] = random.below(8) == 0 ? 5 : 0;
+        digest.add(ozuutils_SendDataToNXP(reinterpret_cast<const std::uint8_t *>(data.data()),
+                                          static_cast<unsigned int>(data.size()), random()));
+        digest.add(ozuutils_updateCPserialNumberInShmem());
+        digest.add(ozuutils_updateNxpUartProtocol(random()));
+        digest.add(ozuutils_updateNxpManufactureParamsInShmem());
+        digest.add(ozuutils_GetNxpTamperState());
+        platform().state.cpPlasticVersion = static_cast<std::uint8_t>(random.below(5));
+        digest.add(ozuutils_setNxpPlasticVersion());
+        const unsigned int pin = random();
+        controlCC1352Gpio("sender", pin, random());
+        digest.add(pin);
+    }
+    digest.print("requests");
+}

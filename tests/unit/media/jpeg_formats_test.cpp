@@ -4,11 +4,14 @@
 
 #include "fake_platform.h"
 #include "pictures.h"
+#include "random_numbers.h"
+#include "recorded_digest.h"
 
 #include <cstdio>
 
 #include <jpeglib.h>
 
+#include <algorithm>
 #include <ctime>
 #include <string>
 #include <vector>
@@ -295,6 +298,25 @@ TEST_F(JpegFormats, bytesBeforeTheEndMark) {
     }
 }
 
+// What is read ahead with the last bits of a scan is not seen: up to three bytes by a decoder that reads 32
+// bits at a time, up to seven with 64.
+TEST_F(JpegFormats, fewBytesBeforeTheEndMarkMayGoUnnoticed) {
+    for (const bool progressive : {false, true}) {
+        std::size_t fewest = 100, most = 0;
+        for (unsigned width = 8; width <= 64; ++width) {
+            const std::string jpeg = picture({width, 24, 3, progressive});
+            std::size_t unnoticed = 0;
+            for (std::string extra = jpeg; verdict(extra) == 0 && unnoticed < 100; ++unnoticed) {
+                extra.insert(jpeg.size() - 2, "a");
+            }
+            fewest = std::min(fewest, unnoticed - 1);
+            most = std::max(most, unnoticed - 1);
+        }
+        EXPECT_EQ(fewest, 0u);
+        EXPECT_EQ(most, sizeof(std::size_t) - 1);
+    }
+}
+
 TEST_F(JpegFormats, bytesBetweenMarkers) {
     const std::string jpeg = picture({});
     std::string filled = jpeg, garbage = jpeg, comment = jpeg;
@@ -329,4 +351,22 @@ TEST_F(JpegFormats, longRunsOfEmptyBlocksEndInTime) {
     EXPECT_EQ(verdict(jpeg), 0);
     EXPECT_LT(clock() - start, 10 * CLOCKS_PER_SEC);
     EXPECT_EQ(verdict(jpeg.substr(0, jpeg.size() / 2)), 4);
+}
+
+// Only of intact images: how far the decoder reads ahead is the machine's own, and with it now and then what
+// a damaged one is found to be.
+TEST_F(JpegFormats, sameResultsOfIntactImagesOnEveryMachine) {
+    ozu::test::Random random(20261122);
+    ozu::test::RecordedDigest digest;
+    for (const Kind &kind : kKinds) {
+        for (int round = 0; round < 20; ++round) {
+            PictureShape shape = kind.shape;
+            shape.width = 1 + random.below(150);
+            shape.height = 1 + random.below(150);
+            shape.quality = static_cast<int>(1 + random.below(100));
+            shape.restartInterval = random.below(3);
+            digest.add(verdict(picture(shape)));
+        }
+    }
+    digest.print("intact images");
 }

@@ -3,6 +3,8 @@
 #include <utils_ozu/host_names.h>
 
 #include "fake_platform.h"
+#include "random_numbers.h"
+#include "recorded_digest.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -148,4 +150,21 @@ TEST_F(DnsFile, diskFullAtEveryByte) {
     }
     capacity = kAllSix.size();
     EXPECT_EQ(write_permanent_dns(), 0);
+}
+
+TEST_F(DnsFile, sameResultsOnEveryMachine) {
+    ozu::test::Random random(20261122);
+    ozu::test::RecordedDigest digest;
+    for (int round = 0; round < 500; ++round) {
+        random.fill(platform().state.dnsServerPairs, sizeof platform().state.dnsServerPairs);
+        for (PanelDnsServerPair &pair : platform().state.dnsServerPairs) {
+            const std::string first = random.text(random.below(OZUDB_DNS_TEXT));
+            const std::string second = random.text(random.below(20), "0123456789.");
+            memcpy(pair.primary, first.c_str(), first.size() + 1);
+            memcpy(pair.secondary, second.c_str(), second.size() + 1);
+        }
+        capacity = random.below(1000);
+        digest.add(write_permanent_dns(), written);
+    }
+    digest.print("DNS files");
 }

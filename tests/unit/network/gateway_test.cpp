@@ -2,6 +2,8 @@
 #include <utils_ozu/routes.h>
 
 #include "injected_socket.h"
+#include "random_numbers.h"
+#include "recorded_digest.h"
 
 #include <arpa/inet.h>
 #include <linux/netlink.h>
@@ -447,4 +449,51 @@ TEST_F(Gateway, damagedAttributesEndTheMessageOnly) {
         ASSERT_TRUE(ozu::findGateway(joined({damaged, good}), "eth0", record));
         EXPECT_EQ(record.gateway.s_addr, inet_addr("10.0.0.1"));
     }
+}
+
+namespace {
+
+// A route with fields that are there or not, and now and then a damaged byte.
+Bytes anyRoute(ozu::test::Random &random) {
+    Route route;
+    const std::string name = "10.0.0." + std::to_string(random.below(200));
+    for (std::uint32_t left = random.below(5); left > 0; --left) {
+        const std::uint32_t kind = random.below(4);
+        route.attributes.push_back(kind == 0   ? attribute(RTA_DST, address(name.c_str()))
+                                   : kind == 1 ? attribute(RTA_PREFSRC, Bytes(random.below(6), 10))
+                                   : kind == 2 ? gatewayIs(name.c_str())
+                                               : leavesThrough(random.below(5)));
+    }
+    route.table = random.below(8) == 0 ? RT_TABLE_LOCAL : RT_TABLE_MAIN;
+    Bytes bytes = message(route);
+    if (random.below(8) == 0) {
+        const std::uint32_t at = random.below(static_cast<std::uint32_t>(bytes.size()));
+        bytes[at] = random.byte();
+    }
+    return bytes;
+}
+
+} // namespace
+
+TEST_F(Gateway, sameResultsOnEveryMachine) {
+    ozu::test::Random random(20261122);
+    ozu::test::RecordedDigest digest;
+    int found = 0;
+    for (int round = 0; round < 1000; ++round) {
+        datagrams.clear();
+        for (std::uint32_t left = random.below(4); left > 0; --left) {
+            Bytes routes = anyRoute(random);
+            const Bytes second = anyRoute(random);
+            routes.insert(routes.end(), second.begin(), second.end());
+            datagrams.push_back(routes);
+        }
+        datagrams.push_back(done());
+        gateway.fill('#');
+        errno = EILSEQ;
+        const int result = look(round % 2 == 0 ? "eth" : "wlan0");
+        found += result == 0 ? 1 : 0;
+        digest.add(result, std::string_view(gateway.data(), gateway.size()));
+    }
+    EXPECT_GT(found, 100);
+    digest.print("gateways");
 }

@@ -1,6 +1,8 @@
 #include <utils_ozu/host_names.h>
 
 #include "fake_platform.h"
+#include "random_numbers.h"
+#include "recorded_digest.h"
 
 #include <arpa/inet.h>
 #include <netdb.h>
@@ -125,4 +127,22 @@ TEST_F(HostNames, noName) {
     EXPECT_THAT(platform().log, ElementsAre(extended(70000, "Unable to continue with NULL pointer.",
                                                      "ozuutils_resolve_hostname")));
     EXPECT_EQ(platform().log[0].format, "%s");
+}
+
+TEST_F(HostNames, sameResultsOnEveryMachine) {
+    ozu::test::Random random(20261122);
+    ozu::test::RecordedDigest digest;
+    for (int round = 0; round < 500; ++round) {
+        const std::string name = random.text(random.below(20), "ab.%\x1B\xFF");
+        answers.reset();
+        if (round % 4 != 0) {
+            answers.emplace();
+            for (std::uint32_t left = random.below(4); left > 0; --left) {
+                answers->push_back("10." + std::to_string(random.below(256)) + ".3.4");
+            }
+        }
+        output.fill('#');
+        digest.add(resolve(name.c_str()), all());
+    }
+    digest.print("resolved names");
 }

@@ -1,6 +1,8 @@
 #include <utils_ozu/interfaces.h>
 
 #include "injected_socket.h"
+#include "random_numbers.h"
+#include "recorded_digest.h"
 
 #include <arpa/inet.h>
 #include <net/if.h>
@@ -224,4 +226,27 @@ TEST_F(Interfaces, everyThreadHasItsOwnTextOfAnAddress) {
     other.join();
     EXPECT_NE(mine, theirs);
     EXPECT_STREQ(mine, "10.1.2.3");
+}
+
+TEST_F(Interfaces, sameResultsOnEveryMachine) {
+    ozu::test::Random random(20261122);
+    ozu::test::RecordedDigest digest;
+    for (int round = 0; round < 500; ++round) {
+        std::array<std::string, 2> addresses;
+        for (std::string &text : addresses) {
+            text = std::to_string(random.below(256)) + ".1.2.7";
+        }
+        const std::string name = random.text(random.below(20), "eth0");
+        interfaces = {{name.substr(0, random.below(20)), {addresses[0].c_str(), addresses[1].c_str()}}};
+        std::array<char, 17> text{};
+        text.fill('#');
+        digest.add(get_device_ip(name.c_str(), text.data()), std::string_view(text.data(), text.size()));
+        memset(&address, 0x5A, sizeof address);
+        memset(&broadcast, 0x5A, sizeof broadcast);
+        digest.add(ozuutils_gethostIPv4byIfname(&address, &broadcast, name.c_str()));
+        for (const sockaddr_in &answer : {address, broadcast}) {
+            digest.add(std::string_view(reinterpret_cast<const char *>(&answer), sizeof answer));
+        }
+    }
+    digest.print("addresses of interfaces");
 }

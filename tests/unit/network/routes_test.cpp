@@ -1,6 +1,8 @@
 #include <utils_ozu/routes.h>
 
 #include "injected_socket.h"
+#include "random_numbers.h"
+#include "recorded_digest.h"
 
 #include <arpa/inet.h>
 #include <net/route.h>
@@ -295,4 +297,34 @@ TEST_F(Routes, removalWithoutSocket) {
     injected().fail("socket", ENFILE);
     EXPECT_EQ(del(), -1);
     EXPECT_THAT(platform().log, ElementsAre(extended(70000, text(ENFILE, "socket"), "checkRouteAndDel")));
+}
+
+TEST_F(Routes, sameResultsOnEveryMachine) {
+    ozu::test::Random random(20261122);
+    ozu::test::RecordedDigest digest;
+    constexpr int kErrors[] = {EEXIST, ENETUNREACH, EPERM};
+    for (int round = 0; round < 500; ++round) {
+        injected() = ozu::test::InjectedCalls();
+        requests.clear();
+        devices.clear();
+        const int error = kErrors[random.below(3)];
+        injected().fail("ioctl", error, static_cast<int>(random.below(5)));
+        std::array<std::string, 3> texts;
+        for (std::string &text : texts) {
+            text = std::to_string(random.below(300)) + "." + std::to_string(round) + ".0.1";
+        }
+        const auto metric = static_cast<int>(random.ofAnyLength());
+        const auto flags = static_cast<int>(random.below(8));
+        const auto call = round % 4 == 0 ? checkRouteAndDel : checkRouteAndAdd;
+        digest.add(
+            call(texts[0].c_str(), texts[1].c_str(), texts[2].c_str(), texts[0].c_str(), metric, flags));
+        for (const rtentry &request : requests) {
+            digest.add(dotted(request.rt_dst), dotted(request.rt_gateway), dotted(request.rt_genmask),
+                       request.rt_flags, request.rt_metric);
+        }
+        for (const std::string &device : devices) {
+            digest.add(device);
+        }
+    }
+    digest.print("route requests");
 }

@@ -1,6 +1,8 @@
 #include <utils_ozu/kernel_log.h>
 
 #include "process_test.h"
+#include "random_numbers.h"
+#include "recorded_digest.h"
 
 #include <sys/syscall.h>
 
@@ -230,4 +232,20 @@ TEST_F(KernelLog, refusedClearIsLogged) {
     EXPECT_THAT(platform().log,
                 ElementsAre(extended(70000, "SYSLOG_ACTION_CLEAR failed: Operation not permitted",
                                      "clear_ring_buffer")));
+}
+
+TEST_F(KernelLog, sameResultsOnEveryMachine) {
+    ozu::test::Random random(20261122);
+    ozu::test::RecordedDigest digest;
+    for (int round = 0; round < 1000; ++round) {
+        kernel.log = random.text(random.below(300), std::string("ab\n\0", 4));
+        kernel.error = random.below(16) == 0 ? EPERM : 0;
+        const std::string wanted = random.text(random.below(5), "ab");
+        const auto size = static_cast<int>(1 + random.below(200));
+        const int found = locate(size, wanted.c_str());
+        digest.add(found, std::string_view(buffer_.data(), buffer_.size()));
+        digest.add(get_ring_buffer_size());
+        digest.add(clear_ring_buffer());
+    }
+    digest.print("kernel log lines");
 }

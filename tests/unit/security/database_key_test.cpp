@@ -3,6 +3,8 @@
 #include <security/serial_number.h>
 
 #include "fake_platform.h"
+#include "random_numbers.h"
+#include "recorded_digest.h"
 #include "test_files.h"
 
 #include <fcntl.h>
@@ -266,4 +268,17 @@ TEST_F(DatabaseKey, scansLikeTheCLibraryOfThePanel) {
         }
         ASSERT_EQ(ozu::scanHexadecimal(text), static_cast<std::uint32_t>(number)) << '"' << text << '"';
     }
+}
+
+TEST_F(DatabaseKey, sameResultsOnEveryMachine) {
+    ozu::test::Random random(20261122);
+    ozu::test::RecordedDigest digest;
+    for (int round = 0; round < 1000; ++round) {
+        std::string line = random.text(random.below(30), "abc =");
+        line += round % 16 == 0 ? "" : kName;
+        line += random.text(random.below(14), "0123456789abcdefABCDEFxX+- \t\n");
+        memset(out, 0x5a, sizeof(out));
+        digest.add(runOn(line), std::string_view(out, sizeof(out)));
+    }
+    digest.print("database keys");
 }

@@ -1,6 +1,8 @@
 #include <utils_ozu/crypto.h>
 
 #include "cipher_contexts.h"
+#include "digest.h"
+#include "random_numbers.h"
 #include "small_stack.h"
 #include "test_files.h"
 
@@ -494,4 +496,17 @@ TEST_F(VideoFile, errorQueueStaysAsItWas) {
     EXPECT_EQ(run(16), 1u);
     EXPECT_EQ(ERR_get_error(), earlier);
     EXPECT_EQ(ERR_get_error(), 0UL);
+}
+
+TEST_F(VideoFile, sameResultsOnEveryMachine) {
+    ozu::test::Random random(20261122);
+    ozu::test::Digest digest;
+    for (int round = 0; round < 60; ++round) {
+        const unsigned keyLen = 16 + 8 * random.below(3);
+        const std::uint32_t offset = round % 3 == 0 ? 0 : random.below(10000);
+        writeFile(file, noise(offset, 3) + region(random.below(100000), keyLen));
+        digest.add(run(keyLen, static_cast<long>(offset)));
+        digest.add(readFile(file));
+    }
+    digest.print("decrypted videos");
 }
