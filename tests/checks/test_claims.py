@@ -53,6 +53,13 @@ def test_sample_lines_of_the_page_about_logging_are_ones_that_the_library_writes
         assert any(one.fullmatch(text) for one in formats), text
 
 
+def test_shared_record_has_no_place_for_the_tamper_state():
+    header = " ".join(text_of("include/utils_ozu/coprocessor.h").replace("\n *", " ").split())
+    assert "tamper switch (request 10). The state is neither returned here nor stored in PanelSharedState." in header
+    record = re.sub(r"/\*.*?\*/", "", text_of("platform/include/ozudb.h"), flags=re.S)
+    assert "cpPlasticVersion" in record and not re.search("tamper", record, re.I)
+
+
 def seconds(name, source):
     """A constant of milliseconds or seconds, in seconds."""
     unit, value = re.search(rf"(milliseconds|int|seconds) {name}\s*(?:\{{|= )(\d+)", text_of(source)).groups()

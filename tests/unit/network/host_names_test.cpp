@@ -142,7 +142,8 @@ TEST_F(HostNames, sameResultsOnEveryMachine) {
             }
         }
         output.fill('#');
-        digest.add(resolve(name.c_str()), all());
+        const int result = resolve(name.c_str());
+        digest.add(result, all());
     }
     digest.print("resolved names");
 }
