@@ -1,8 +1,9 @@
 """The clock of a panel's processes, moved by the test through libfaketime.
 
 What a process reads as the time of day moves: time(), gettimeofday(), CLOCK_REALTIME. The monotonic clock stays real, and so does
-what waits by it; a sleep that has begun is not woken by a jump. With a speed above 1 sleep(), usleep(), poll() and select() are
-shorter by as much, the timeouts of socket receives and of condition variables are not.
+what waits by it; a sleep that has begun is not woken by a jump. So do the times of files, since a data folder is known by when it was
+made. With a speed above 1 sleep(), usleep(), poll() and select() are shorter by as much, the timeouts of socket receives and of
+condition variables are not.
 """
 
 import datetime
@@ -40,7 +41,7 @@ class Clock:
         if name not in self._files:
             self._begin(name)
         return {"LD_PRELOAD": str(library()), "FAKETIME_TIMESTAMP_FILE": f"{FOLDER}/{name}", "FAKETIME_NO_CACHE": "1",
-                "FAKETIME_DONT_FAKE_MONOTONIC": "1"}
+                "FAKETIME_DONT_FAKE_MONOTONIC": "1", "NO_FAKE_STAT": "1"}
 
     def now(self):
         """Seconds since 1970 as the panel's processes see them."""

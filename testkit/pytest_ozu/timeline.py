@@ -98,7 +98,7 @@ class Timeline:
     def note(self, text):
         """A line of the test's own."""
         self.look()
-        now = datetime.datetime.utcnow().isoformat(timespec="milliseconds") + "Z"
+        now = datetime.datetime.now(datetime.timezone.utc).replace(tzinfo=None).isoformat(timespec="milliseconds") + "Z"
         self.records.append({"time": now, "kind": "test", "text": text})
 
     def mark(self):

@@ -3,6 +3,7 @@
 import json
 import os
 import re
+import shlex
 import shutil
 import subprocess
 import xml.etree.ElementTree as tree
@@ -135,7 +136,7 @@ def test_a_full_disk_leaves_what_was_there(tmp_path, box):
     os.symlink("/dev/full", tmp_path / "full.svg")
     assert "No space left" in draw(source, tmp_path / "full.svg", 4, json_=False).stderr
     done = box.run(["sh", "-c", "mkdir /tmp/small && mount -t tmpfs -o size=4k none /tmp/small && echo old >/tmp/small/a.svg && "
-                    f"cat >/tmp/recording && {' '.join(box.program('ozuctl'))} draw /tmp/recording -o /tmp/small/a.svg; echo $?; cat /tmp/small/a.svg; "
+                    f"cat >/tmp/recording && {shlex.join(box.program('ozuctl'))} draw /tmp/recording -o /tmp/small/a.svg; echo $?; cat /tmp/small/a.svg; "
                     "ls /tmp/small"], input=source.read_text())
     assert done.stdout.splitlines() == ["4", "old", "a.svg"], done
 

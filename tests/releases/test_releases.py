@@ -94,7 +94,8 @@ class Root:
         kernel = ["--bind", "/proc", "/proc", "--bind", "/sys", "/sys"]
         sysroot = ["--ro-bind", str(SYSROOT), "/sysroot"] if SYSROOT.exists() else []
         done = subprocess.run(
-            ["bwrap", "--bind", str(self.folder), "/", "--dev", "/dev", *kernel, "--tmpfs", "/tmp", "--tmpfs", "/run",
+            ["bwrap", "--bind", str(self.folder), "/", "--dev", "/dev", *kernel, "--perms", "1777", "--tmpfs", "/tmp",
+             "--perms", "1777", "--tmpfs", "/dev/shm", "--tmpfs", "/run",
              "--bind", str(self.checkout), CHECKOUT, "--bind", str(KEPT / "ccache"), "/ccache", *sysroot,
              "--setenv", "CCACHE_DIR", "/ccache", "--setenv", "HOME", "/root", "--setenv", "LC_ALL", "C.UTF-8",
              "--die-with-parent", "--chdir", CHECKOUT, *command],
