@@ -13,6 +13,7 @@
 #include <ozulog.h>
 #include <signal.h>
 #include <stdio.h>
+#include <string.h>
 #include <unistd.h>
 #include <utils_ozu.h>
 
@@ -28,20 +29,23 @@ static void end(int number) {
 }
 
 /* [message] */
-/* Runs on the bus session's own thread. */
+/* Runs on the bus session's own thread, also for topics of other processes that the session listens to. */
 static void on_message(const OzuMqttMessage *message, void *user) {
     (void)user;
-    if (message->messageClass != REQUEST_CLASS || message->payloadLength != 1) {
+    if (strcmp(message->topic, "Process/ALARM_CORE") != 0 || message->messageClass != REQUEST_CLASS ||
+        message->payloadLength != 1) {
         return;
     }
+    PanelSharedState *panel = ozudb_getSharedMemory(0);
     unsigned int partition = *(const unsigned char *)message->payload;
-    if (partition >= OZUDB_PARTITIONS) {
-        ozulog_printf(OZULOG_WARNING, "request for partition %u refused", partition);
+    int arm = message->command == SEC_CMD_ARM_PARTITION;
+    int disarm = message->command == SEC_CMD_DISARM_PARTITION;
+    if (panel == NULL || partition >= OZUDB_PARTITIONS || !(arm || disarm)) {
+        ozulog_printf(OZULOG_WARNING, "command %d: request for partition %u refused", message->command,
+                      partition);
         return;
     }
-    int arm = message->command == SEC_CMD_ARM_PARTITION;
-    ozudb_getSharedMemory(0)->partitions[partition].partitionState =
-        arm ? PANEL_PARTITION_ARMED_2 : PANEL_PARTITION_DISARMED;
+    panel->partitions[partition].partitionState = arm ? PANEL_PARTITION_ARMED_2 : PANEL_PARTITION_DISARMED;
     writeSecurityCmdToSystemLog((unsigned int)message->command, partition, message->senderLabel);
 }
 /* [end] */
@@ -80,11 +84,13 @@ int main(void) {
     /* [start] */
     OzuMqttArg bus = {on_message, NULL};
     int code = ozuutils_processInit("ALARM_CORE", &bus);
+    if (code == 0) {
+        code = ozumqttc_topicSubscribe("Process/ALARM_CORE");
+    }
     if (code != 0) {
         fprintf(stderr, "alarm_core: start-up failed with code %d\n", code);
         return 1;
     }
-    ozumqttc_topicSubscribe("Process/ALARM_CORE");
     /* [end] */
     ozulog_printf(OZULOG_NOTICE, "alarm core is up, arm type %d", (int)getCurArmType());
 

@@ -48,11 +48,13 @@ int main(void) {
     signal(SIGTERM, end);
     signal(SIGINT, end);
     int code = ozuutils_processInit("SAFETY_SIREN", &bus);
+    if (code == 0) {
+        code = ozumqttc_topicSubscribe("Process/SAFETY_SIREN");
+    }
     if (code != 0) {
         fprintf(stderr, "safety_siren: start-up failed with code %d\n", code);
         return 1;
     }
-    ozumqttc_topicSubscribe("Process/SAFETY_SIREN");
     while (!told_to_end) {
         unsigned char seconds = ozuutils_isSafetySirenInProgress();
         if (seconds != before) {

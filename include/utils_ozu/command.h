@@ -40,7 +40,8 @@ OZU_BEGIN_DECLS
  * marker it always takes timeoutSeconds.
  *
  * Every call that started a child leaves two descriptors open in the calling process. So does a call whose
- * second pipe could not be made. A process that calls this often should be restarted now and then.
+ * second pipe could not be made. A process that calls this often does so in a forked child, which takes
+ * them along when it ends.
  *
  * The child is not waited for. Reap children between calls: by process ID where it is known (popen2()),
  * otherwise with waitpid(-1, ..., WNOHANG). Do not reap during a call: not in a signal handler,

@@ -9,7 +9,7 @@
 
 OZU_BEGIN_DECLS
 
-#define OZU_TOPIC_ALL "Process/ALL"                     /**< every process */
+#define OZU_TOPIC_ALL "Process/ALL"                     /**< every process that has subscribed to it */
 #define OZU_TOPIC_MDL "Process/MDL"                     /**< the co-processor link process */
 #define OZU_TOPIC_POWER_MANAGER "Process/POWER_MANAGER" /**< the power manager */
 #define OZU_TOPIC_RF_MANAGER "Process/RF_MANAGER"       /**< the manager of the CC1352 radio */
