@@ -16,6 +16,15 @@ def run(options):
     missing = [file for file in options.files if not pathlib.Path(file).exists()]
     if missing:
         return refuse(USAGE, f"there is no file '{missing[0]}'")
+    missing = [folder for folder in options.programs if not pathlib.Path(folder).is_dir()]
+    if missing:
+        return refuse(USAGE, f"there is no folder '{missing[0]}'")
+    if options.shard:
+        from .plugin import shard
+        try:
+            shard(options.shard)
+        except ValueError:
+            return refuse(USAGE, f"'{options.shard}' is no shard: I/N, for example 2/4 for the second of four")
     why = obstacle()
     if why:
         return refuse(UNREACHABLE, why)
@@ -24,9 +33,9 @@ def run(options):
     words += ["--junit-xml", options.junit] if options.junit else []
     words += ["--ozu-keep"] if options.keep else []
     words += ["--ozu-shard", options.shard] if options.shard else []
-    words += ["--ozu-artefacts", options.artefacts]
-    for folder in options.programs:
-        words += ["--ozu-programs", folder]
+    words += [f"--ozu-artefacts={options.artefacts}"]
+    # One word each: pytest would look for its own settings in a folder that stands alone.
+    words += [f"--ozu-programs={folder}" for folder in options.programs]
     if "pytest_ozu.plugin" not in entry_points():
         words += ["-p", "pytest_ozu.plugin"]
     status = pytest.main(words)
@@ -42,11 +51,14 @@ def entry_points():
 
 
 def steps(_):
-    from .steps import STEPS
+    from .steps import STEPS, VALUES
     for kind in ("Given, When", "Then"):
         print(f"{kind}:")
         for _, words, what, _ in (step for step in STEPS if step[0] == kind):
             print(f"  {words}\n      {what}")
+    print("\nA part in [brackets] may be left out. Values in {braces}:")
+    for line in VALUES.values():
+        print(f"  {line}")
     return DONE
 
 
@@ -63,7 +75,10 @@ def merge(options):
     """One JUnit file of several, as of one run."""
     suites = ElementTree.Element("testsuites")
     for file in options.files:
-        suites.extend(ElementTree.parse(file).getroot().iter("testsuite"))
+        try:
+            suites.extend(ElementTree.parse(file).getroot().iter("testsuite"))
+        except (OSError, ElementTree.ParseError) as error:
+            return refuse(USAGE, f"cannot read '{file}': {getattr(error, 'strerror', None) or error}")
     ElementTree.ElementTree(suites).write(options.out, encoding="utf-8", xml_declaration=True)
     return DONE
 
@@ -79,11 +94,11 @@ def main():
     one = verbs.add_parser("run", help="run the scenarios of feature files")
     one.add_argument("files", metavar="FILE", nargs="+", help="feature files, or folders of them")
     one.add_argument("--junit", metavar="OUT", help="write the results as JUnit XML")
-    one.add_argument("--jobs", metavar="N", type=int, default=1, help="so many panels side by side (1)")
-    one.add_argument("--keep", action="store_true", help="keep timeline, logs and state of scenarios that pass, too")
+    one.add_argument("--jobs", metavar="N", type=int, default=1, help="how many panels run at a time (1)")
+    one.add_argument("--keep", action="store_true", help="keep what scenarios that pass leave, too")
     one.add_argument("--shard", metavar="I/N", help="every N-th scenario only, beginning with the I-th")
-    one.add_argument("--programs", metavar="DIR", action="append", default=[], help="where processes under test are; may be given again")
-    one.add_argument("--artefacts", metavar="DIR", default="ozu-artefacts", help="what failed scenarios leave (ozu-artefacts)")
+    one.add_argument("--programs", metavar="DIR", action="append", default=[], help="folder of the processes under test; may be given again")
+    one.add_argument("--artefacts", metavar="DIR", default="ozu-artefacts", help="folder for what failed scenarios leave (ozu-artefacts)")
     one.set_defaults(command=run)
     one = verbs.add_parser("steps", help="list the steps")
     one.set_defaults(command=steps)

@@ -53,6 +53,25 @@ def program_words(name, *arguments):
     return [shutil.which(name) or str(name), *map(str, arguments)]
 
 
+def library_path(name):
+    """Variables with which a program of another folder finds the library of the build under test, which is not installed."""
+    if build_dir() is None or emulator() or pathlib.Path(program_words(name)[0]).parent == build_dir() / "bin":
+        return {}
+    return {"LD_LIBRARY_PATH": str(build_dir() / "lib")}
+
+
+def nowhere(name):
+    """Where a program was looked for in vain, as text; None when it is there."""
+    folders = program_folders() + ([build_dir() / "bin"] if build_dir() else [])
+    if "/" in str(name) or any((folder / name).is_file() for folder in folders):
+        return None
+    if build_dir() is None:
+        if shutil.which(name):
+            return None
+        folders.append("PATH")
+    return ", ".join(dict.fromkeys(map(str, folders)))
+
+
 def obstacle():
     """Why boxes are not possible here; None when they are."""
     if not os.access(PANEL_BOX, os.X_OK):

@@ -8,6 +8,8 @@ import subprocess
 from .waiting import wait_until
 
 PYTHON = "/usr/bin/python3"
+BEHAVIOURS = ("honest", "honest:ADDRESS", "silent", "lying", "slow:SECONDS", "truncated", "refuse", "unknown", "closed", "several",
+              "only:END", "wrong-id", "elsewhere", "cases:FILE")
 SERVER = pathlib.Path(__file__).resolve().with_name("dns_server.py")
 
 
@@ -70,6 +72,9 @@ class PanelDns(DnsServers):
 
     def behave(self, behaviour):
         """From now on: honest, honest:ADDRESS, lying, silent, slow:SECONDS, truncated, refuse, unknown, closed, ..."""
+        name, colon, _ = behaviour.partition(":")
+        if not any(known.startswith(name + colon) if colon else known == name for known in BEHAVIOURS):
+            raise ValueError(f'DNS cannot be "{behaviour}", only one of: {", ".join(BEHAVIOURS)}')
         self._past = self.queries()
         self.stop()
         self._behaviours["a1"] = behaviour

@@ -98,9 +98,13 @@ class Faults:
 
     def dns(self, behaviour):
         """The panel's DNS server is "silent", "lying", "slow:SECONDS", "truncated", "refuse", "closed", ..."""
+        __tracebackhide__ = True
         server = self.panel.dns
         before = server.behaviour
-        server.behave(behaviour)
+        try:
+            server.behave(behaviour)
+        except ValueError as error:
+            self.panel.fail(str(error))
         return Fault(self, f"DNS is {behaviour}", lambda: server.behave(before))
 
     def clock_jump(self, seconds):

@@ -8,6 +8,7 @@ import signal
 import subprocess
 
 from . import waiting
+from .build import library_path, nowhere
 from .clock import Clock
 from .dns import PanelDns
 from .faults import Faults
@@ -25,7 +26,7 @@ class Process:
 
     def begin(self):
         """Starts it; what it prints is kept with the artefacts."""
-        environment = {**self.panel.clock.environment(), **self.env}
+        environment = {**library_path(self.program), **self.panel.clock.environment(), **self.env}
         self.panel.clock.followed = True
         self._since = len(self.panel.timeline.look())
         self._file = self.panel.output_folder / f"{self.name}.{next(self._number)}.txt"
@@ -58,6 +59,7 @@ class Process:
 
     def wait_until_up(self, timeout=20.0):
         """Until it is a panel process: its start-up has registered it."""
+        __tracebackhide__ = True
         self.panel.wait_until(lambda: not self.running or self.registered_name, timeout, f'the process "{self.name}" to start')
         if not self.running:
             self.panel.fail(f'expected the process "{self.name}" to run; last seen: it ended with {self._outer.returncode}, '
@@ -123,6 +125,10 @@ class Panel:
 
     def start(self, program, *arguments, env=None, wait=True):
         """Starts a process and waits until its start-up is done. It follows the panel's clock."""
+        __tracebackhide__ = True
+        places = nowhere(program)
+        if places:
+            self.fail(f'expected a program "{program}"; last seen: none in {places} (--programs names another folder)')
         process = Process(self, str(program), arguments, env or {}).begin()
         self.processes[process.name] = process
         return process.wait_until_up() if wait else process
@@ -135,6 +141,7 @@ class Panel:
 
     def ozuctl(self, *words, status=0):
         """Runs the tool in the panel: a CompletedProcess. `status` is what it must end with, or several."""
+        __tracebackhide__ = True
         done = self.box.run(self.box.program("ozuctl", *words), env=self.clock.environment(), timeout=120)
         expected = status if isinstance(status, tuple) else (status,)
         if done.returncode not in expected:

@@ -1,5 +1,6 @@
 """The pytest plugin: fixtures, options, artefacts of failed tests, feature files."""
 
+import argparse
 import os
 import pathlib
 import re
@@ -20,9 +21,16 @@ def pytest_addoption(parser):
     group = parser.getgroup("ozu", "panels under test")
     group.addoption("--ozu-artefacts", metavar="DIR", default="ozu-artefacts", help="where failed tests leave timeline, logs and state")
     group.addoption("--ozu-keep", action="store_true", help="keep these of tests that pass, too")
-    group.addoption("--ozu-programs", metavar="DIR", action="append", default=[], help="folder of programs under test; may be given again")
+    group.addoption("--ozu-programs", metavar="DIR", type=folder, action="append", default=[],
+                    help="folder of programs under test; may be given again")
     group.addoption("--ozu-features", action="store_true", help="collect feature files as tests")
     group.addoption("--ozu-shard", metavar="I/N", type=shard, help="every N-th test only, beginning with the I-th")
+
+
+def folder(text):
+    if not os.path.isdir(text):
+        raise argparse.ArgumentTypeError(f"there is no folder '{text}'")
+    return text
 
 
 def shard(text):

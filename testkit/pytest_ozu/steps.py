@@ -44,6 +44,9 @@ def quoted(text):
     return text
 
 
+# What the values in a step's words look like.
+VALUES = {"Duration": "Duration: 5 seconds, 1.5 minutes, 1 hour, 2 days", "Partition": f"Partition: {', '.join(PARTITIONS)}",
+          "Hex": "Hex: bytes, for example 00 or 01FF", "d": "d: a whole number", "g": "g: a number"}
 TYPES = {"Quoted": quoted, "Duration": duration, "Partition": partition, "Hex": payload_bytes}
 
 
@@ -76,10 +79,16 @@ def without(function, names):
 
 def pytest_bdd_step_func_lookup_error(request, step, exception):
     request.node._ozu_step = step
-    words = {variant: words for _, words, _, _ in STEPS for variant in variants(words)}
-    near = difflib.get_close_matches(step.name, words, 1, 0)
-    exception.args = (f'expected a known step; last seen: "{step.name}" (line {step.line_number}). '
-                      f'The nearest is "{words[near[0]]}"; `ozuctl scenario steps` lists all',)
+    near = nearest(step)
+    values = "".join(f"\n{line}" for name, line in VALUES.items() if f":{name}}}" in near)
+    exception.args = (f"there is no such step. The nearest is:  {near}{values}\n`ozuctl scenario steps` lists all",)
+
+
+def nearest(step):
+    """The words of the step of the same kind that is most alike; what is quoted, and values, do not count."""
+    words = {re.sub(r"{.*?}", "", variant): words for kind, words, _, _ in STEPS for variant in variants(words)
+             if (kind == "Then") == (step.type == "then")}
+    return words[difflib.get_close_matches(re.sub(r'".*?"', '""', step.name), words, 1, 0)[0]]
 
 
 # --- panel and processes ---

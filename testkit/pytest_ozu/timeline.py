@@ -36,7 +36,7 @@ def one_line(record):
         return f"{kind:7} {record['text']}"
     if kind == "broker":
         return f"broker  {'back' if record['connected'] else 'gone'}"
-    return f"{kind:7} all fields"
+    return "state   the shared record has appeared" if kind == "state" else "test    the recording begins"
 
 
 def topic_matches(wanted, topic):
@@ -120,6 +120,7 @@ class View:
     """One kind of what happens."""
 
     kind = None
+    noun = None  # what people call one
 
     def __init__(self, panel):
         self._panel, self._timeline = panel, panel.timeline
@@ -138,45 +139,62 @@ class View:
             return value in (here["code"], here.get("name"))
         return value in here if key == "text" else value == here
 
-    def wait_for(self, timeout=10.0, count=1, **wanted):
+    def _wait_for(self, timeout, count, **wanted):
         """The first that is as wanted; with count above 1 a list of that many."""
-        what = f"{count if count > 1 else 'a'} {self.kind} record{'s' if count > 1 else ''} with " + \
-            ", ".join(f"{key} {value!r}" for key, value in wanted.items() if value is not None)
-        found = self._panel.wait_until(lambda: self.all(**wanted)[count - 1:] and self.all(**wanted), timeout, what, self.last)
+        __tracebackhide__ = True
+        found = self._panel.wait_until(lambda: self.all(**wanted)[count - 1:] and self.all(**wanted), timeout,
+                                       self._described(count, wanted), self.last)
         return found[0] if count == 1 else found[:count]
 
-    def never(self, seconds=0.5, **wanted):
+    def _never(self, seconds, **wanted):
         """Nothing of that kind has happened since the mark, nor does in the next moment."""
+        __tracebackhide__ = True
         if not holds(lambda: not self.all(**wanted), seconds):
-            self._panel.fail(f"expected no {self.kind} record with {wanted}; last seen: {one_line(self.all(**wanted)[-1])}")
+            self._panel.fail(f"expected no {self._described(0, wanted)}; last seen: {one_line(self.all(**wanted)[-1])}")
+
+    def _described(self, count, wanted):
+        named = ", ".join(f"{key} {value!r}" for key, value in wanted.items() if value is not None)
+        article = "an" if self.noun[0] in "aeiou" else "a"
+        return ({0: "", 1: f"{article} "}.get(count, f"{count} ") + self.noun + ("s" if count > 1 else "") +
+                (f" with {named}" if named else ""))
 
     def last(self):
         """The last of its kind, as text."""
         records = [record for record in self._timeline.look() if record["kind"] == self.kind]
-        return one_line(records[-1]) if records else f"no {self.kind} record at all"
+        return one_line(records[-1]) if records else f"no {self.noun} at all"
 
 
 class Log(View):
     kind = "log"
+    noun = "log line"
 
-    def wait_for(self, text=None, process=None, level=None, **options):
+    def wait_for(self, text=None, process=None, level=None, *, timeout=10.0, count=1):
         """A log line that contains the text; level by number or letter."""
-        return super().wait_for(text=text, process=process, level=level, **options)
+        __tracebackhide__ = True
+        return self._wait_for(timeout, count, text=text, process=process, level=level)
 
-    def never(self, text=None, process=None, level=None, seconds=0.5):
-        super().never(text=text, process=process, level=level, seconds=seconds)
+    def never(self, text=None, process=None, level=None, *, seconds=0.5):
+        __tracebackhide__ = True
+        self._never(seconds, text=text, process=process, level=level)
 
 
 class Events(View):
     kind = "event"
+    noun = "event"
 
-    def wait_for(self, text=None, process=None, category=None, **options):
+    def wait_for(self, text=None, process=None, category=None, *, timeout=10.0, count=1):
         """A system event that contains the text; category by number or name."""
-        return super().wait_for(text=text, process=process, category=category, **options)
+        __tracebackhide__ = True
+        return self._wait_for(timeout, count, text=text, process=process, category=category)
+
+    def never(self, text=None, process=None, category=None, *, seconds=0.5):
+        __tracebackhide__ = True
+        self._never(seconds, text=text, process=process, category=category)
 
 
 class Bus(View):
     kind = "bus"
+    noun = "message"
 
     def _fits(self, record, key, value):
         if key == "topic" and value is not None:
@@ -185,12 +203,14 @@ class Bus(View):
             value = value.hex().upper()
         return super()._fits(record, key, value.upper() if key == "payload" and value else value)
 
-    def wait_for(self, topic=None, payload=None, label=None, message_class=None, command=None, **options):
+    def wait_for(self, topic=None, payload=None, label=None, message_class=None, command=None, *, timeout=10.0, count=1):
         """A message; the topic with wildcards, the payload as bytes or hexadecimal."""
-        return super().wait_for(topic=topic, payload=payload, label=label, command=command, **{"class": message_class}, **options)
+        __tracebackhide__ = True
+        return self._wait_for(timeout, count, topic=topic, payload=payload, label=label, **{"class": message_class}, command=command)
 
-    def never(self, topic=None, payload=None, label=None, message_class=None, command=None, seconds=0.5):
-        super().never(topic=topic, payload=payload, label=label, command=command, seconds=seconds, **{"class": message_class})
+    def never(self, topic=None, payload=None, label=None, message_class=None, command=None, *, seconds=0.5):
+        __tracebackhide__ = True
+        self._never(seconds, topic=topic, payload=payload, label=label, **{"class": message_class}, command=command)
 
     def publish(self, topic, payload=b"", label="TEST", message_class=None, command=None):
         """Publishes a message as panel processes do."""
@@ -199,6 +219,7 @@ class Bus(View):
 
     def wait_for_listener(self, topic, timeout=10.0):
         """Until somebody but the recording subscribes to the topic: a message before that would be lost."""
+        __tracebackhide__ = True
         self._panel.wait_until(lambda: self.listeners(topic), timeout, f"a process that listens to {topic}",
                                last=lambda: "nobody does")
 
@@ -242,6 +263,7 @@ class State:
 
     def set(self, *assignments):
         """set("devices[2].openState=1", ...)"""
+        __tracebackhide__ = True
         self._panel.ozuctl("state", "set", *assignments)
 
     def ask(self, query, *arguments):
@@ -249,6 +271,8 @@ class State:
         return json.loads(self._panel.ozuctl("--json", "ask", query, *arguments, status=(0, 1)).stdout)["answer"]
 
     def wait_for(self, field, value, timeout=10.0):
+        __tracebackhide__ = True
+
         def there():
             return self._panel.ozuctl("wait-for", "state", f"{field}={value}", "--for", "0.5", status=(0, 124)).returncode == 0
 

@@ -1,12 +1,15 @@
 """The test kit itself: faults take hold and are undone, the clock moves, a failure tells what it was."""
 
 import os
+import re
 import shutil
 import subprocess
 import sys
+import types
 
 import pytest
 
+from pytest_ozu import steps
 from pytest_ozu.build import CHECKOUT, build_dir, emulator
 from pytest_ozu.waiting import NotSeen
 
@@ -130,8 +133,30 @@ def test_a_failure_says_what_was_expected_and_what_was_seen(panel, log):
     with pytest.raises(NotSeen) as failure:
         log.wait_for("never written", timeout=0.1)
     first, *_, last = str(failure.value).splitlines()
-    assert first.startswith("expected a log record with text 'never written' within 0.1 s; last seen: log     ALARM_CORE")
+    assert first.startswith("expected a log line with text 'never written' within 0.1 s; last seen: log     ALARM_CORE")
     assert "alarm core is up" in last
+    with pytest.raises(NotSeen, match="^expected no log line with text 'core is up'; last seen: log     ALARM_CORE N alarm core is up"):
+        log.never("core is up")
+
+
+def test_what_can_never_be_seen_is_refused(panel, bus, log, events, faults):
+    """A word of a wait that is misspelt would make `never` pass, whatever happens."""
+    for view in (bus, log, events):
+        for wait in (view.wait_for, view.never):
+            with pytest.raises(TypeError):
+                wait(within=1)
+    events.never("SEC_CMD_ARM_PARTITION")
+    with pytest.raises(NotSeen, match='^DNS cannot be "sleepy", only one of: honest, honest:ADDRESS, '):
+        faults.dns("sleepy")
+    with pytest.raises(NotSeen, match='^expected a program "alarm_kore"; last seen: none in .*/bin '):
+        panel.start("alarm_kore")
+
+
+def test_the_nearest_step_is_of_the_same_kind():
+    for kind, text, words in (("given", "the partition FULL is armed", "partition {index:Partition} is armed"),
+                              ("when", "5 parsecs pass", "{time:Duration} pass"),
+                              ("then", "panel is in alarm", "the panel is in alarm[ within {limit:Duration}]")):
+        assert steps.nearest(types.SimpleNamespace(type=kind, name=text)) == words
 
 
 @pytest.mark.long
@@ -147,9 +172,9 @@ def test_a_failed_scenario_leaves_its_panel(tmp_path):
 """)
     done = scenario(tmp_path, "run", "bad.feature", "--junit", "out.xml")
     assert done.returncode == 1, done
-    assert "expected a log record with text 'never written' within 1 s; last seen: log     ALARM_CORE" in done.stdout
+    assert "expected a log line with text 'never written' within 1 s; last seen: log     ALARM_CORE" in done.stdout
     assert "bad.feature:5: Then the log line" in done.stdout
-    assert 'The nearest is "the contact "{name}" opens"' in done.stdout
+    assert 'there is no such step. The nearest is:  the contact "{name}" opens\n' in done.stdout
     (kept,) = (tmp_path / "ozu-artefacts").glob("*fails")
     assert "partitions[1].partitionState DISARMED -> ARMED_2" in (kept / "timeline.txt").read_text()
     assert '"snapshot"' in (kept / "recording.jsonl").read_text()
@@ -163,8 +188,29 @@ def test_exit_status_of_what_cannot_run(tmp_path):
     assert scenario(tmp_path, "run", "none.feature").returncode == 2
     assert scenario(tmp_path, "run", "empty.feature").returncode == 1
     assert scenario(tmp_path, "new", tmp_path).returncode == 2
+    for words, why in ((("run", "empty.feature", "--programs", "none"), "there is no folder 'none'"),
+                       (("run", "empty.feature", "--shard", "5/4"), "'5/4' is no shard: I/N"),
+                       (("merge", "out.xml", "none.xml"), "cannot read 'none.xml': No such file or directory"),
+                       (("merge", "out.xml", "empty.feature"), "cannot read 'empty.feature': syntax error")):
+        done = scenario(tmp_path, *words)
+        assert done.returncode == 2 and re.search(why, done.stderr), done
+        assert "Traceback" not in done.stderr
     listed = scenario(tmp_path, "steps")
     assert listed.returncode == 0 and "the panel is in alarm[ within {limit:Duration}]" in listed.stdout
+    assert "  Duration: 5 seconds," in listed.stdout
+
+
+@pytest.mark.long
+def test_programs_may_be_in_somebody_elses_project(tmp_path):
+    """Its settings of pytest are not ours, and the library that it was linked to may have been elsewhere."""
+    (tmp_path / "theirs/bin").mkdir(parents=True)
+    (tmp_path / "theirs/conftest.py").write_text('pytest_plugins = ["pytester"]\n')
+    (tmp_path / "theirs/pytest.ini").write_text("[pytest]\n")
+    shutil.copy(build_dir() / "bin/alarm_core", tmp_path / "theirs/bin/their_core")
+    (tmp_path / "mine").mkdir()
+    (tmp_path / "mine/good.feature").write_text('Feature: Good\n  Scenario: boots\n    Given a panel with the process "their_core"\n')
+    done = scenario(tmp_path / "mine", "run", "good.feature", "--programs", tmp_path / "theirs/bin")
+    assert done.returncode == 0, done
 
 
 def names(*words):
@@ -191,5 +237,5 @@ def test_the_template_is_green_and_fails_on_purpose(tmp_path):
         assert done.returncode == 0, done.stdout + done.stderr
     assert scenario(folder, "run", "doorbell.feature", "--programs", "build").returncode == 0
     failed = scenario(folder, "run", "fails_on_purpose.feature", "--programs", "build")
-    assert failed.returncode == 1 and "expected a bus record with topic 'Multicast/DOORBELL' within 1 s; last seen: " in failed.stdout
+    assert failed.returncode == 1 and "expected a message with topic 'Multicast/DOORBELL' within 1 s; last seen: " in failed.stdout
     shutil.rmtree(folder)

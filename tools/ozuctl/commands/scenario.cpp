@@ -93,13 +93,18 @@ ExitCode runScenarios(const ScenarioOptions &options) {
 void registerRun(CLI::App &group, Context &context, const std::shared_ptr<ScenarioOptions> &options) {
     CLI::App *run = group.add_subcommand("run", "Run the scenarios of feature files; 1 when one fails");
     run->add_option("FILE", options->files, "Feature files, or folders of them")->required();
-    run->add_option("--junit", options->junit, "Write the results to this file as JUnit XML");
-    addNumber(*run, "--jobs", options->jobs, 1, kMaxJobs, "So many panels side by side (1)");
-    run->add_flag("--keep", options->keep, "Keep timeline, logs and state of scenarios that pass, too");
-    run->add_option("--shard", options->shard, "I/N: every N-th scenario only, beginning with the I-th");
-    run->add_option("--programs", options->programs, "Where processes under test are; may be given again")
-        ->allow_extra_args(false);
-    run->add_option("--artefacts", options->artefacts, "What failed scenarios leave (ozu-artefacts)");
+    run->add_option("--junit", options->junit, "Write the results to this file as JUnit XML")
+        ->type_name("FILE");
+    addNumber(*run, "--jobs", options->jobs, 1, kMaxJobs, "How many panels run at a time (1)");
+    run->add_flag("--keep", options->keep, "Keep what scenarios that pass leave, too");
+    run->add_option("--shard", options->shard, "Every N-th scenario only, beginning with the I-th")
+        ->type_name("I/N");
+    run->add_option("--programs", options->programs, "Folder of the processes under test; may be given again")
+        ->allow_extra_args(false)
+        ->type_name("FOLDER");
+    run->add_option("--artefacts", options->artefacts,
+                    "Folder for what failed scenarios leave (ozu-artefacts)")
+        ->type_name("FOLDER");
     run->callback([options, &context] { context.command = [options] { return runScenarios(*options); }; });
 }
 
