@@ -12,8 +12,9 @@ FULL_DISK = pathlib.Path(__file__).resolve().with_name("full_disk.sh")
 
 
 class Fault:
-    def __init__(self, faults, text, undo):
+    def __init__(self, faults, text, undo, outlasts=False):
         self._faults, self.text, self._undo = faults, text, undo
+        self.outlasts = outlasts  # the panel's power: it is around the panel, not in it
         faults.active.append(self)
         faults.panel.timeline.note(f"fault: {text}")
 
@@ -41,8 +42,8 @@ class Faults:
             fault.undo()
 
     def forget(self):
-        """A panel that is down has none left, but for its command line."""
-        self.active.clear()
+        """A panel that is down has none left, but for those around it."""
+        self.active[:] = [fault for fault in self.active if fault.outlasts]
 
     def _sh(self, script):
         self.panel.box.run(["sh", "-c", f"set -e; {script}"], check=True, timeout=120)
@@ -105,12 +106,12 @@ class Faults:
             server.behave(behaviour)
         except ValueError as error:
             self.panel.fail(str(error))
-        return Fault(self, f"DNS is {behaviour}", lambda: server.behave(before))
+        return Fault(self, f"DNS is {behaviour}", lambda: server.behave(before), outlasts=True)
 
     def clock_jump(self, seconds):
         """The time of day is wrong by so much, forwards or back."""
         self.panel.clock.advance(seconds)
-        return Fault(self, f"the clock jumps by {seconds:+g} s", lambda: self.panel.clock.advance(-seconds))
+        return Fault(self, f"the clock jumps by {seconds:+g} s", lambda: self.panel.clock.advance(-seconds), outlasts=True)
 
     def process_killed(self, name):
         process = self.panel.process(name)
@@ -153,4 +154,4 @@ class Faults:
         """/proc/cmdline is another."""
         box = self.panel.box
         before, box.cmdline = box.cmdline, text
-        return Fault(self, "another kernel command line", lambda: setattr(box, "cmdline", before))
+        return Fault(self, "another kernel command line", lambda: setattr(box, "cmdline", before), outlasts=True)

@@ -152,6 +152,15 @@ def test_what_can_never_be_seen_is_refused(panel, bus, log, events, faults):
         panel.start("alarm_kore")
 
 
+def test_faults_around_the_panel_outlast_its_power_and_are_undone(panel, faults):
+    command_line, now = panel.box.cmdline, panel.clock.now()
+    with faults.command_line("a=1"), faults.dns("refuse"), faults.clock_jump(86400), faults.disk_full("/data"):
+        panel.power_cut()
+        assert panel.box.cmdline.rstrip(b"\n") == b"a=1" and panel.dns.behaviour == "refuse" and panel.clock.now() > now + 86400
+        assert [fault.text for fault in faults.active] == ["another kernel command line", "DNS is refuse", "the clock jumps by +86400 s"]
+    assert panel.box.cmdline == command_line and panel.dns.behaviour == "honest" and panel.clock.now() < now + 86400
+
+
 def test_the_nearest_step_is_of_the_same_kind():
     for kind, text, words in (("given", "the partition FULL is armed", "partition {index:Partition} is armed"),
                               ("when", "5 parsecs pass", "{time:Duration} pass"),
