@@ -222,14 +222,19 @@ class Panel:
         raise waiting.NotSeen(f"{message}\n\nThe panel's last lines:\n{self.timeline.text()}")
 
     def keep(self, folder):
-        """Leaves what tells about a failure in a folder: timeline, recording, logs, output, the state folder."""
+        """Leaves what tells about a failure in a folder: timeline, as text and drawn, recording, logs, output, the state folder."""
         shutil.rmtree(folder, ignore_errors=True)  # of an earlier run
         folder.mkdir(parents=True)
         (folder / "timeline.txt").write_text(self.timeline.text(0) + "\n")
         shutil.copytree(self.box.state, folder / "state", symlinks=True, dirs_exist_ok=True,
                         ignore=lambda path, names: [name for name in names if not keepable(pathlib.Path(path, name))])
-        recordings = sorted((folder / "state/control").glob("timeline.*.jsonl"))
-        (folder / "recording.jsonl").write_bytes(b"".join(file.read_bytes() for file in recordings))
+        recordings = sorted((folder / "state/control").glob("timeline.*.jsonl"), key=lambda file: int(file.suffixes[0][1:]))
+        lines = [line for file in recordings for line in file.read_bytes().splitlines(keepends=True)]
+        (folder / "recording.jsonl").write_bytes(b"".join(line for line in lines if line.endswith(b"\n")))
+        drawn = subprocess.run(self.box.program("ozuctl", "draw", folder / "recording.jsonl", "-o", folder / "timeline.svg"),
+                               capture_output=True, text=True, check=False)
+        if drawn.returncode != 0:
+            (folder / "timeline.svg.txt").write_text(f"no picture: {drawn.stderr}")
 
 
 def keepable(path):

@@ -6,6 +6,7 @@ import re
 import shutil
 import subprocess
 
+import guide as pages
 import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -32,8 +33,7 @@ def guide(name):
 
 def commands(text):
     """The indented lines, but for the build, which is there."""
-    lines = re.findall(r"^    (\S.*|    .*)$", re.sub(r"```.*?```", "", text, flags=re.S), re.M)
-    return "\n".join(line for line in lines if not line.startswith("cmake ")) + "\n"
+    return "\n".join(line for line in pages.lines(text) if not line.startswith("cmake ")) + "\n"
 
 
 def follow(folder, text):
@@ -58,3 +58,13 @@ def test_look_at_a_panel(folder):
     assert "IsPanelInAlarm" in done.stdout and "\n1 yes\n" in done.stdout, shown
     assert "partitions[0].partitionState 0 ALARM" in done.stdout, shown  # the monitor's snapshot
     assert done.returncode == 0, shown
+
+
+def test_test_your_process(tmp_path):
+    """In a checkout: the packages and the checkout's own build are there, and GNU parallel may not be."""
+    if subprocess.run([ROOT / "tools/box/panel-box", "check"], capture_output=True).returncode != 0:
+        pytest.skip("no panel boxes on this machine")
+    typed = pages.test_your_process(without=("apt ", "cmake --preset", "cmake --build --preset", "parallel ", "ozuctl scenario merge"))
+    typed = [f". {ROOT}/testkit/environment.sh {BUILD}" if line.startswith(". testkit/") else line for line in typed]
+    done = subprocess.run(["bash", "-c", pages.script(typed)], cwd=tmp_path, capture_output=True, text=True, timeout=600)
+    assert done.stdout.endswith("the guide ends\n"), done.stdout + done.stderr

@@ -6,6 +6,7 @@ import shutil
 import subprocess
 import sys
 import types
+import xml.etree.ElementTree as tree
 
 import pytest
 
@@ -187,6 +188,8 @@ def test_a_failed_scenario_leaves_its_panel(tmp_path):
     (kept,) = (tmp_path / "ozu-artefacts").glob("*fails")
     assert "partitions[1].partitionState DISARMED -> ARMED_2" in (kept / "timeline.txt").read_text()
     assert '"snapshot"' in (kept / "recording.jsonl").read_text()
+    drawn = ["".join(text.itertext()) for text in tree.parse(kept / "timeline.svg").getroot().iter("{http://www.w3.org/2000/svg}text")]
+    assert any("partitions[1].partitionState" in text for text in drawn) and any("ALARM_CORE" in text for text in drawn)
     assert (kept / "state/platform").is_dir() and list((kept / "state/output").glob("alarm_core.*.txt"))
     assert 'failures="2"' in (tmp_path / "out.xml").read_text()
 

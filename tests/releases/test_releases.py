@@ -2,6 +2,8 @@
 
 A root is made once by mmdebstrap and kept in build/releases: one of the packages that ./test and ./demo name, one of the
 compilers. The checkout lies in a folder whose name has a space. OZU_RELEASES names the releases (all of them otherwise).
+
+A last root has our packages and no checkout; it is made anew each time.
 """
 
 import functools
@@ -11,10 +13,14 @@ import pathlib
 import re
 import shutil
 import subprocess
+import sys
 
 import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tests/install"))
+import guide  # noqa: E402
+
 KEPT = ROOT / "build/releases"
 RELEASES = os.environ.get("OZU_RELEASES", "bookworm trixie").split()
 MIRROR = os.environ.get("OZU_RELEASES_MIRROR", "http://deb.debian.org/debian")
@@ -67,6 +73,13 @@ def bare_root(release, name, packages):
     return folder
 
 
+def enter(folder, *options):
+    """The beginning of a command line that runs something in a root."""
+    # The machine's own /proc and /sys: bubblewrap covers parts of a new one, and then no panel box inside may have one.
+    return ["bwrap", "--bind", str(folder), "/", "--dev", "/dev", "--bind", "/proc", "/proc", "--bind", "/sys", "/sys",
+            "--perms", "1777", "--tmpfs", "/tmp", "--perms", "1777", "--tmpfs", "/dev/shm", "--tmpfs", "/run", *options, "--setenv", "HOME", "/root", "--setenv", "LC_ALL", "C.UTF-8", "--die-with-parent"]
+
+
 class Root:
     """A root with the checkout in it; what was built there in an earlier run stays."""
 
@@ -90,16 +103,10 @@ class Root:
 
     def run(self, *command):
         (KEPT / "ccache").mkdir(exist_ok=True)
-        # The machine's own: bubblewrap covers parts of a new /proc, and then no panel box inside may have one.
-        kernel = ["--bind", "/proc", "/proc", "--bind", "/sys", "/sys"]
         sysroot = ["--ro-bind", str(SYSROOT), "/sysroot"] if SYSROOT.exists() else []
-        done = subprocess.run(
-            ["bwrap", "--bind", str(self.folder), "/", "--dev", "/dev", *kernel, "--perms", "1777", "--tmpfs", "/tmp",
-             "--perms", "1777", "--tmpfs", "/dev/shm", "--tmpfs", "/run",
-             "--bind", str(self.checkout), CHECKOUT, "--bind", str(KEPT / "ccache"), "/ccache", *sysroot,
-             "--setenv", "CCACHE_DIR", "/ccache", "--setenv", "HOME", "/root", "--setenv", "LC_ALL", "C.UTF-8",
-             "--die-with-parent", "--chdir", CHECKOUT, *command],
-            capture_output=True, text=True, errors="replace")
+        inside = enter(self.folder, "--bind", str(self.checkout), CHECKOUT, "--bind", str(KEPT / "ccache"), "/ccache", *sysroot,
+                       "--setenv", "CCACHE_DIR", "/ccache", "--chdir", CHECKOUT)
+        done = subprocess.run([*inside, *command], capture_output=True, text=True, errors="replace")
         return done.returncode, done.stdout + done.stderr
 
     def check(self, *command):
@@ -163,3 +170,37 @@ def test_demo(bare):
     if "the demo needs a panel box" in text:
         pytest.skip(text.strip().splitlines()[-1])
     assert status == 0, "\n".join(text.splitlines()[-40:])
+
+
+@pytest.fixture
+def packages_alone():
+    """A fresh Debian 12 in which `apt install` has installed our packages, with what they ask for and recommend."""
+    if why := missing_means():
+        pytest.skip(why)
+    made = subprocess.run([ROOT / "scripts/make_packages.sh", "amd64"], capture_output=True, text=True)
+    assert made.returncode == 0, made.stdout[-3000:] + made.stderr[-3000:]
+    folder = KEPT / "packages alone"
+    shutil.rmtree(folder, ignore_errors=True)
+    KEPT.mkdir(parents=True, exist_ok=True)
+    install = next(line for line in guide.lines((ROOT / "docs/test_your_process.md").read_text()) if line.startswith("apt install"))
+    # mmdebstrap's own settings, which its environment names, leave out what is recommended.
+    clean = "env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive"
+    hooks = ['mkdir "$1/packages"', f"copy-in {' '.join(str(deb) for deb in (ROOT / 'build/packages').glob('*_amd64.deb'))} /packages",
+             f"""chroot "$1" {clean} sh -ec 'apt-get update; cd /packages; {install} -y; apt-get install -y parallel'"""]
+    done = subprocess.run(["mmdebstrap", f"--mode={'root' if os.geteuid() == 0 else 'unshare'}", "--variant=minbase",
+                           "--include=ca-certificates", *(f"--customize-hook={hook}" for hook in hooks), "bookworm", str(folder), MIRROR],
+                          capture_output=True, text=True)
+    if done.returncode != 0 and "/packages" not in done.stderr:
+        pytest.skip(f"no root of bookworm: {done.stderr.strip().splitlines()[-1]}")
+    assert done.returncode == 0, done.stderr[-3000:]
+    yield folder
+    shutil.rmtree(folder, ignore_errors=True)
+
+
+def test_the_guide_needs_nothing_but_the_packages(packages_alone):
+    """The template's doorbell: built, unit-tested, panel-tested and run through its scenarios by the commands as they stand."""
+    typed = guide.test_your_process(without=("apt ", "cmake --preset", "cmake --build --preset", ". testkit/"))
+    done = subprocess.run([*enter(packages_alone, "--bind", str(packages_alone / "root"), "/root", "--chdir", "/root"), "bash", "-c",
+                           guide.script(typed)], capture_output=True, text=True, errors="replace")
+    assert done.stdout.endswith("the guide ends\n"), done.stdout[-6000:] + done.stderr[-3000:]
+    assert (packages_alone / "root/doorbell/ozu-artefacts").is_dir()
