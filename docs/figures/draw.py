@@ -11,6 +11,7 @@ import math
 import pathlib
 import re
 import sys
+import textwrap
 
 from picture import Picture
 
@@ -64,14 +65,17 @@ def parts():
         p.down(x + 75, 66, 92)
     columns = 3
     rows = -(-len(data["modules"]) // columns)
-    height = 44 + rows * 58
+    inside = {name: textwrap.wrap(", ".join(headers), 30) for name, headers in data["modules"].items()}
+    card = 35 + 15 * max(map(len, inside.values()))
+    height = 44 + rows * (card + 8)
     p.rect(20, 92, 645, height, "ours", 6)
     p.text(36, 117, "libutils_ozu.so.0: plain C at the border, no thread", "head")
-    for index, (name, headers) in enumerate(sorted(data["modules"].items())):
-        x, y = 32 + index % columns * 209, 130 + index // columns * 58
-        p.rect(x, y, 203, 50, "box")
+    for index, (name, lines) in enumerate(sorted(inside.items())):
+        x, y = 32 + index % columns * 209, 130 + index // columns * (card + 8)
+        p.rect(x, y, 203, card, "box")
         p.text(x + 101, y + 20, name, "mid head")
-        p.text(x + 101, y + 37, shortened(", ".join(headers), 32), "mid small soft")
+        for number, line in enumerate(lines):
+            p.text(x + 101, y + 37 + number * 15, line, "mid small soft")
     y = 92 + height
     p.down(180, y, y + 26)
     p.down(505, y, y + 26)
@@ -268,7 +272,7 @@ def demo():
     scenes = [scene for scene in data["scenes"] if scene["lines"]]
     first = min(line["at"] for scene in scenes for line in scene["lines"])
     last = max(line["at"] for scene in scenes for line in scene["lines"])
-    left, width = 350, 560
+    left, width = 430, 480
     scale = width / (last - first)
     p = Picture(960, f"The demo's timeline: {data['answers']} answers in {data['seconds']:.0f} seconds", made("demo"), data)
     p.text(16, 26, p.title, "head")
@@ -280,7 +284,7 @@ def demo():
     for index, scene in enumerate(scenes):
         y = 62 + index * 34
         start_at, end_at = (left + (edge(line["at"] for line in scene["lines"]) - first) * scale for edge in (min, max))
-        p.text(16, y + 16, shortened(scene["heading"], 50), "small")
+        p.text(16, y + 16, shortened(scene["heading"], 64), "small")
         p.rect(start_at - 3, y, max(end_at - start_at + 6, 6), 24, "box")
         for line in scene["lines"]:
             if line["kind"] in colours:

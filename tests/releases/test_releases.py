@@ -183,11 +183,11 @@ def packages_alone():
     shutil.rmtree(folder, ignore_errors=True)
     KEPT.mkdir(parents=True, exist_ok=True)
     install = next(line for line in guide.lines((ROOT / "docs/test_your_process.md").read_text()) if line.startswith("apt install"))
-    # mmdebstrap's own settings, which its environment names, leave out what is recommended.
     clean = "env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive"
     hooks = ['mkdir "$1/packages"', f"copy-in {' '.join(str(deb) for deb in (ROOT / 'build/packages').glob('*_amd64.deb'))} /packages",
              f"""chroot "$1" {clean} sh -ec 'apt-get update; cd /packages; {install} -y; apt-get install -y parallel'"""]
     done = subprocess.run(["mmdebstrap", f"--mode={'root' if os.geteuid() == 0 else 'unshare'}", "--variant=minbase",
+                           '--aptopt=APT::Install-Recommends "true"',  # as Debian has it; this variant has not
                            "--include=ca-certificates", *(f"--customize-hook={hook}" for hook in hooks), "bookworm", str(folder), MIRROR],
                           capture_output=True, text=True)
     if done.returncode != 0 and "/packages" not in done.stderr:
