@@ -153,11 +153,16 @@ def parse_properties(text):
 class Broker:
     """The box's message broker."""
 
-    def __init__(self, box):
+    def __init__(self, box, serves):
         self._box = box
+        self.serves = self._at_boot = serves  # whether processes that start now find it, as far as this object knows
+
+    def booted(self):
+        self.serves = self._at_boot
 
     def _do(self, verb):
         self._box.run(["box-broker", verb], check=True)
+        self.serves = verb in ("start", "resume")
 
     def start(self):
         self._do("start")
@@ -219,7 +224,7 @@ class PanelBox:
             os.chown(self.state, user, user)
         self._keeper = None
         self._log = None
-        self.broker = Broker(self)
+        self.broker = Broker(self, broker)
 
     # --- life ---
 
@@ -233,6 +238,7 @@ class PanelBox:
         """Boots the panel; again after a reboot or a stop."""
         assert self._keeper is None, "the box is running"
         (self.control / "ready").unlink(missing_ok=True)
+        self.broker.booted()
         self._log = tempfile.TemporaryFile()
         self._keeper = subprocess.Popen([*self._as_user, PANEL_BOX, "run", *self._options, "--", "cat"],
                                         stdin=subprocess.PIPE, stdout=self._log, stderr=self._log,

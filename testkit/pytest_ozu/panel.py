@@ -28,7 +28,7 @@ class Process:
         """Starts it; what it prints is kept with the artefacts."""
         environment = {**library_path(self.program), **self.panel.clock.environment(), **self.env}
         self.panel.clock.followed = True
-        self._since = len(self.panel.timeline.look())
+        self._since, self._broker_since = len(self.panel.timeline.look()), self.panel.bus.broker_log_size()
         self._file = self.panel.output_folder / f"{self.name}.{next(self._number)}.txt"
         with self._file.open("wb") as file:
             self._outer = self.panel.box.popen(self.panel.box.program(self.program, *self.arguments), stdin=subprocess.DEVNULL,
@@ -57,10 +57,16 @@ class Process:
                  if record["kind"] == "process" and record["what"] == "started" and record["pid"] == inside]
         return names[-1] if names else None
 
+    @property
+    def is_up(self):
+        """Whether its start-up has registered it and, where there is a broker, subscribed to the first topic, which is its last step."""
+        name = self.registered_name
+        return bool(name) and (not self.panel.box.broker.serves or bool(self.panel.bus.sessions(self._broker_since).get(name)))
+
     def wait_until_up(self, timeout=20.0):
-        """Until it is a panel process: its start-up has registered it."""
+        """Until it is a panel process."""
         __tracebackhide__ = True
-        self.panel.wait_until(lambda: not self.running or self.registered_name, timeout, f'the process "{self.name}" to start')
+        self.panel.wait_until(lambda: not self.running or self.is_up, timeout, f'the process "{self.name}" to start')
         if not self.running:
             self.panel.fail(f'expected the process "{self.name}" to run; last seen: it ended with {self._outer.returncode}, '
                             f"saying {self.output[-300:]!r}")

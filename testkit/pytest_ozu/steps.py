@@ -372,6 +372,12 @@ def is_event(panel, words, name, limit):
     panel.events.wait_for(words, process=name, timeout=limit or LIMIT)
 
 
+@action('a process listens to "{topic}"')
+def somebody_listens(panel, topic):
+    """Waits until one has subscribed; before that it is still starting"""
+    panel.bus.wait_for_listener(topic)
+
+
 @action('the field "{field}" is set to "{value}"')
 def set_field(panel, field, value):
     """Any field of the shared record, as in `ozuctl state set`"""

@@ -225,12 +225,20 @@ class Bus(View):
 
     def listeners(self, topic):
         """Who is connected and has subscribed to it, by the broker's log."""
-        log = (self._panel.box.control / "broker.log").read_text(errors="replace")
-        return [name for name, topics in sessions(log).items()
+        return [name for name, topics in self.sessions().items()
                 if not name.startswith("OZUCTL") and any(topic_matches(wanted, topic) for wanted in topics)]
 
+    def broker_log_size(self):
+        log = self._panel.box.control / "broker.log"
+        return log.stat().st_size if log.exists() else 0
 
-def sessions(log):
+    def sessions(self, since=0):
+        """Clients that have connected since the broker's log had that size, each with its topics."""
+        log = self._panel.box.control / "broker.log"
+        return sessions_of(log.read_bytes()[since:].decode(errors="replace")) if log.exists() else {}
+
+
+def sessions_of(log):
     """The broker's log as clients that are connected, each with the topics that it has subscribed to since."""
     connected = {}
     for line in log.splitlines():

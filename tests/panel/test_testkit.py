@@ -82,6 +82,13 @@ def test_listeners_are_those_of_the_running_broker(panel, faults):
     panel.bus.wait_for_listener("Process/ALARM_CORE")
 
 
+def test_a_process_that_was_started_is_on_the_bus(panel):
+    for _ in range(5):
+        process = panel.start("alarm_core")
+        assert "ALARM_CORE" in panel.bus.sessions()
+        process.kill()
+
+
 def test_a_fault_that_would_do_nothing_is_a_failure(panel, faults):
     with pytest.raises(NotSeen, match="expected a process that listens to Process/MDL within 0.1 s; last seen: nobody does"):
         faults.silent("Process/MDL", timeout=0.1)

@@ -25,6 +25,7 @@ Feature: Faults, and what the panel makes of them
 
   Scenario: a request waits for a process that stands still
     Given a panel with the process "alarm_core"
+    And a process listens to "Process/ALARM_CORE"
     When the process "alarm_core" is stopped
     And the message 01 is sent to "Process/ALARM_CORE" with class 1 and command 0
     Then partition DAY is disarmed
