@@ -294,6 +294,11 @@ class PanelBox:
         return self.reboots
 
     @property
+    def keeper_pid(self):
+        """The process on this machine from which everything in the box descends."""
+        return self._keeper.pid
+
+    @property
     def running(self):
         return self._keeper is not None and self._keeper.poll() is None
 

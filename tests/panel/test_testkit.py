@@ -245,6 +245,13 @@ def test_shards_are_disjoint_and_complete():
     assert max(map(len, shards)) - min(map(len, shards)) <= 1
 
 
+def test_many_panels_are_independent():
+    done = subprocess.run([sys.executable, "-m", "pytest_ozu.many", "--panels", "3", "--program", "alarm_core"], env=ENVIRONMENT,
+                          capture_output=True, text=True, timeout=300)
+    found = re.fullmatch(r"3 panels side by side: ([\d.]+) s to boot and ([\d.]+) MiB each\n", done.stdout)
+    assert done.returncode == 0 and found and float(found[1]) > 0 and float(found[2]) > 1, done
+
+
 @pytest.mark.long
 def test_the_template_is_green_and_fails_on_purpose(tmp_path):
     folder = tmp_path / "door"

@@ -3,7 +3,7 @@
 A root is made once by mmdebstrap and kept in build/releases: one of the packages that ./test and ./demo name, one of the
 compilers. The checkout lies in a folder whose name has a space. OZU_RELEASES names the releases (all of them otherwise).
 
-A last root has our packages and no checkout; it is made anew each time.
+A last root has our packages and no checkout; every run makes its own.
 """
 
 import functools
@@ -77,7 +77,8 @@ def enter(folder, *options):
     """The beginning of a command line that runs something in a root."""
     # The machine's own /proc and /sys: bubblewrap covers parts of a new one, and then no panel box inside may have one.
     return ["bwrap", "--bind", str(folder), "/", "--dev", "/dev", "--bind", "/proc", "/proc", "--bind", "/sys", "/sys",
-            "--perms", "1777", "--tmpfs", "/tmp", "--perms", "1777", "--tmpfs", "/dev/shm", "--tmpfs", "/run", *options, "--setenv", "HOME", "/root", "--setenv", "LC_ALL", "C.UTF-8", "--die-with-parent"]
+            "--perms", "1777", "--tmpfs", "/tmp", "--perms", "1777", "--tmpfs", "/dev/shm", "--tmpfs", "/run", *options,
+            "--setenv", "HOME", "/root", "--setenv", "LC_ALL", "C.UTF-8", "--die-with-parent"]
 
 
 class Root:
