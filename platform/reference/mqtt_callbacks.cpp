@@ -33,6 +33,13 @@ bool isNobodysFault(int reason) noexcept {
     return reason == kShuttingDown || reason == kKeepAliveTimeout || reason == kSessionTakenOver;
 }
 
+// The library's reasons: the broker closed the connection, or answered in a way that the library does not
+// take. Later libraries do not take every refusal of a message.
+bool isBrokersDoing(int reason) noexcept {
+    return reason == MOSQ_ERR_CONN_LOST || reason == MOSQ_ERR_ERRNO || reason == MOSQ_ERR_PROTOCOL ||
+           reason == MOSQ_ERR_MALFORMED_PACKET;
+}
+
 int userNumber(const std::string &text) noexcept {
     int value = 0;
     static_cast<void>(std::from_chars(text.data(), text.data() + text.size(), value));
@@ -143,8 +150,7 @@ void MqttSession::onConnect(int reason, const mqtt5__property *properties) {
 
 void MqttSession::onDisconnect(int reason) {
     const bool spoken = reason >= kRefused;
-    endedByBroker_ = accepted_ && (spoken ? !isNobodysFault(reason)
-                                          : reason == MOSQ_ERR_CONN_LOST || reason == MOSQ_ERR_ERRNO);
+    endedByBroker_ = accepted_ && (spoken ? !isNobodysFault(reason) : isBrokersDoing(reason));
     accepted_ = false;
     if (reason == kSessionTakenOver) {
         const std::lock_guard guard(mutex_);

@@ -93,7 +93,7 @@ int serveRefusingSubscriptions(int listener) {
 }
 
 std::set<std::string> serveUnableToBear(int listener, const std::string &payload,
-                                        const std::atomic<bool> &over) {
+                                        const std::atomic<bool> &over, const std::string &protest) {
     std::set<std::string> acknowledged;
     while (!over) {
         pollfd wait{listener, POLLIN, 0};
@@ -110,11 +110,14 @@ std::set<std::string> serveUnableToBear(int listener, const std::string &payload
                 const auto at = [&](std::size_t i) { return static_cast<unsigned char>(packet[i]); };
                 const std::size_t number = 3 + (at(1) * 256U + at(2));
                 const std::string content = packet.substr(number + 3 + at(number + 2));
-                if (content == payload) {
+                if (content != payload) {
+                    acknowledged.insert(content);
+                    answer = std::string("\x40\x02", 2) + packet.substr(number, 2);
+                } else if (protest.empty()) {
                     break;
+                } else {
+                    answer = protest;
                 }
-                acknowledged.insert(content);
-                answer = std::string("\x40\x02", 2) + packet.substr(number, 2);
             } else if (kind == 8) { // SUBSCRIBE: number, properties, topic; a message comes with the grant
                 if (packet.find(payload) != std::string::npos) {
                     break;

@@ -42,8 +42,9 @@ std::vector<std::chrono::steady_clock::time_point> turnAway(int listener, std::s
 int serveRefusingSubscriptions(int listener);
 // Serves one session after the other as a broker that ends each in which it meets a certain payload, or is
 // asked for a topic of that name, without a word, until it is over. With each other subscription comes a
-// message. @return the other payloads that it has acknowledged
+// message. A protest is what it answers to that payload instead of ending the session. @return the other
+// payloads that it has acknowledged
 std::set<std::string> serveUnableToBear(int listener, const std::string &payload,
-                                        const std::atomic<bool> &over);
+                                        const std::atomic<bool> &over, const std::string &protest = "");
 
 } // namespace ozu::test
