@@ -417,7 +417,7 @@ TEST_F(RawDns, failuresOfTheExchange) {
 TEST_F(RawDns, fitsASmallStack) {
     pthread_attr_t attributes;
     ASSERT_EQ(pthread_attr_init(&attributes), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 160 * 1024), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 128 * 1024), 0);
     replies = {addressReply(1)};
     pthread_t thread{};
     ASSERT_EQ(pthread_create(
