@@ -2,10 +2,10 @@
 
 #include "dns_wire.h"
 #include "injected_socket.h"
+#include "small_stack.h"
 
 #include <arpa/inet.h>
 #include <netdb.h>
-#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -415,21 +415,8 @@ TEST_F(RawDns, failuresOfTheExchange) {
 }
 
 TEST_F(RawDns, fitsASmallStack) {
-    pthread_attr_t attributes;
-    ASSERT_EQ(pthread_attr_init(&attributes), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 128 * 1024), 0);
     replies = {addressReply(1)};
-    pthread_t thread{};
-    ASSERT_EQ(pthread_create(
-                  &thread, &attributes,
-                  [](void *out) -> void * {
-                      NgetHostByName("a.b", 1, "10.0.0.53", 9, static_cast<char *>(out), 16);
-                      return nullptr;
-                  },
-                  output.data()),
-              0);
-    pthread_join(thread, nullptr);
-    pthread_attr_destroy(&attributes);
+    ozu::test::onSmallStack(128UL * 1024, [this] { ask(); });
     EXPECT_STREQ(output.data(), "10.0.0.1");
 }
 
