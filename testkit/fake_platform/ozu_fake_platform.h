@@ -125,8 +125,8 @@ typedef void (*OzuFakeHook)(OzuFakeEntry *entry, void *user);
 /** Sets the hook; null removes it. */
 void ozu_fake_hook(OzuFakeHook hook, void *user);
 /** Whether calls are recorded (1, the default). With 0 the hook still sees each of them, nothing is kept, and
-   nothing is allocated: for fuzz targets and benchmarks. The argument of mqttc_connect() is then not read
-   either. */
+   nothing is allocated: for fuzz targets and benchmarks. The hook then sees a log line truncated to 4,095
+   characters, and the argument of mqttc_connect() is not read. */
 void ozu_fake_record(int record);
 
 /* --- The message bus --- */

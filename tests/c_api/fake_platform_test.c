@@ -113,6 +113,21 @@ static void test_the_hook_answers_and_silence_keeps_nothing(void) {
     CHECK_INT((int)ozu_fake_calls("getProductCodename"), 1);
 }
 
+static void note_length(OzuFakeEntry *entry, void *user) {
+    *(size_t *)user = strlen(entry->text);
+}
+
+static void test_a_long_line_is_kept_whole_and_allocates_nothing_in_silence(void) {
+    size_t seen = 0;
+    ozu_fake_reset();
+    ozu_fake_hook(note_length, &seen);
+    ozulog_printf(OZULOG_INFO, "%05000d", 0);
+    CHECK_INT((int)seen, 5000);
+    ozu_fake_record(0);
+    ozulog_printf(OZULOG_INFO, "%05000d", 0);
+    CHECK_INT((int)seen, 4095);
+}
+
 static double monotonic(void) {
     struct timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -185,6 +200,7 @@ int main(void) {
     test_failures_hit_the_call_that_was_named();
     test_the_bus_delivers_what_was_subscribed_to();
     test_the_hook_answers_and_silence_keeps_nothing();
+    test_a_long_line_is_kept_whole_and_allocates_nothing_in_silence();
     test_time_stands_still_until_it_is_moved();
     test_timeouts_follow_the_clock();
     test_a_command_times_out_at_speed();
