@@ -140,7 +140,7 @@ void requireFolder(const std::string &path) {
     if (!S_ISDIR(found.st_mode)) {
         throw Error(kCannotOpen, "data folder " + path + " is not a folder");
     }
-    // Root may work in any user's folder; everybody else in none that a stranger can change at will.
+    // Root may work in any user's folder; everybody else in none that another user can change.
     if (geteuid() != 0 && !isTrusted(found.st_uid, geteuid())) {
         throw Error(kCannotOpen, "data folder " + path + " belongs to user " + std::to_string(found.st_uid));
     }

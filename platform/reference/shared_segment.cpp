@@ -70,7 +70,7 @@ Descriptor openTrusted(const std::string &path, uid_t folderOwner, struct stat &
     return counts ? std::move(file) : Descriptor();
 }
 
-bool isStrangers(const std::string &path, uid_t folderOwner) noexcept {
+bool isOtherUsers(const std::string &path, uid_t folderOwner) noexcept {
     struct stat found {};
     return lstat(path.c_str(), &found) == 0 && !isTrusted(found.st_uid, folderOwner);
 }
@@ -121,7 +121,7 @@ bool isAnotherFolders(const std::string &identity, const std::string &folder) {
 void removeDrafts(const std::string &path, uid_t folderOwner) {
     for (const std::string &name : namesOfSegments()) {
         const std::string draft = kSharedFolder + name;
-        if (draft.starts_with(path + ".") && !isStrangers(draft, folderOwner)) {
+        if (draft.starts_with(path + ".") && !isOtherUsers(draft, folderOwner)) {
             unlink(draft.c_str());
         }
     }
@@ -272,7 +272,7 @@ Segment *create(const std::string &path, const std::string &folder) {
 }
 
 // The identity whose segment the folder's processes use, however the folder's file was changed meanwhile. A
-// new one when it is that of another folder, as in a copy, or when a stranger has taken the name that a
+// new one when it is that of another folder, as in a copy, or when another user has taken the name that a
 // segment of ours would have. No segment of ours can have been there before: nobody else could have removed
 // it.
 void settleIdentity(FolderLock &lock, const std::string &folder, uid_t folderOwner) {
@@ -290,14 +290,14 @@ void settleIdentity(FolderLock &lock, const std::string &folder, uid_t folderOwn
         lock.setIdentity(newIdentity());
     }
     const std::string taken = segmentPath(lock.identity());
-    if (isStrangers(taken, folderOwner)) {
+    if (isOtherUsers(taken, folderOwner)) {
         note(OZULOG_WARNING, "ozudb_getSharedMemory",
              taken + " belongs to another user; the shared segment gets another name");
         lock.setIdentity(newIdentity());
     }
 }
 
-void closeToStrangers(int fd, const std::string &path) {
+void closeToOtherUsers(int fd, const std::string &path) {
     struct stat found {};
     if (fstat(fd, &found) == 0 && (found.st_mode & S_IRWXO) != 0 && fchmod(fd, kSegmentMode) == 0) {
         note(OZULOG_WARNING, "ozudb_getSharedMemory", path + " was open to all users; it is no longer");
@@ -323,7 +323,7 @@ Segment *attach() {
         throw Error(codeOfErrno(errno), path + ": " + std::strerror(errno));
     }
     checkFile(file.get(), path, folderOwner);
-    closeToStrangers(file.get(), path);
+    closeToOtherUsers(file.get(), path);
     Segment *segment = mapChecked(file.get(), path, PROT_READ | PROT_WRITE);
     if (segment->header.folder == FolderMark{}) {
         segment->header.folder = markOf(folder);

@@ -32,7 +32,7 @@ def build_platform(folder, *flags):
 
 @pytest.fixture(scope="module")
 def panel(tmp_path_factory):
-    """The folder of a library that was built against a stranger's platform."""
+    """The folder of a library that was built against somebody else's platform."""
     folder = tmp_path_factory.mktemp("external")
     platform = build_platform(folder)
     done = configure(folder / "build", f"-DOZU_PLATFORM_LIBRARIES={platform}")

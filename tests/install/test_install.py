@@ -1,4 +1,4 @@
-"""Installs into an empty root and uses it as a stranger would: pkg-config and CMake, C and C++, out of the tree."""
+"""Installs into an empty root and uses it as somebody else would: pkg-config and CMake, C and C++, out of the tree."""
 
 import os
 import pathlib

@@ -134,7 +134,7 @@ void segments(Input &input) {
     unlink(path.c_str());
 }
 
-// A database with what the input says at the place that it says: it is mended, or refused.
+// A database with what the input says at the place that it says: it is repaired, or refused.
 void databases(Input &input) {
     static const std::string whole = [] {
         put(folder() + "/identity", "");

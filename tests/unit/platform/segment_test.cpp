@@ -186,7 +186,7 @@ TEST_F(SegmentTest, linkInItsPlaceIsNotFollowed) {
     EXPECT_EQ(ozudb_getSharedMemory(0), nullptr);
 }
 
-// ---- what strangers put beside it
+// ---- what other users put beside it
 // ---------------------------------------------------------------------------------------
 
 TEST_F(SegmentTest, emptyFileOfAnotherLayoutsNameKeepsNobodyOut) {
@@ -210,7 +210,7 @@ TEST_F(SegmentTest, emptyFileOfAnotherLayoutsNameKeepsNobodyOut) {
     EXPECT_EQ(segment(), own);
 }
 
-class Strangers : public SegmentTest {
+class OtherUsers : public SegmentTest {
   protected:
     void SetUp() override {
         if (geteuid() != 0) {
@@ -223,13 +223,13 @@ class Strangers : public SegmentTest {
         SegmentTest::TearDown();
     }
     // As another user, in a separate process.
-    static void asStranger(const std::function<int()> &body) {
+    static void asOtherUser(const std::function<int()> &body) {
         ASSERT_EQ(inChild([&] { return setuid(65534) == 0 && body() == 0 ? 0 : 1; }), 0);
     }
     std::string planted;
 };
 
-TEST_F(Strangers, nameThatIsTakenIsNotNeeded) {
+TEST_F(OtherUsers, nameThatIsTakenIsNotNeeded) {
     const std::string victim = folder() + "/victim";
     writeFile(victim, "precious");
     for (const auto &plant : std::vector<std::function<int(const char *)>>{
@@ -240,7 +240,7 @@ TEST_F(Strangers, nameThatIsTakenIsNotNeeded) {
         ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
         planted = segment(); // known from the boot before
         boot();
-        asStranger([&] { return plant(planted.c_str()); });
+        asOtherUser([&] { return plant(planted.c_str()); });
         alarm(20);
         PanelSharedState *state = ozudb_getSharedMemory(0);
         alarm(0);
@@ -259,15 +259,15 @@ TEST_F(Strangers, nameThatIsTakenIsNotNeeded) {
     }
 }
 
-TEST_F(Strangers, draftsNameIsNobodysToTake) {
+TEST_F(OtherUsers, draftsNameIsNobodysToTake) {
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
     planted = segment() + ".new";
     boot();
-    asStranger([&] { return mkdir(planted.c_str(), 0777); });
+    asOtherUser([&] { return mkdir(planted.c_str(), 0777); });
     EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
 }
 
-TEST_F(Strangers, segmentThatAllMayWriteIsClosedToThem) {
+TEST_F(OtherUsers, segmentThatAllMayWriteIsClosedToThem) {
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
     ASSERT_EQ(chmod(segment().c_str(), 0666), 0);
     closePlatform();

@@ -590,11 +590,11 @@ TEST_F(Settings, whateverStandsInThePlaceOfAFileIsRefusedAtOnce) {
     }
 }
 
-TEST_F(Settings, filesOfStrangersAreRefused) {
+TEST_F(Settings, filesOfOtherUsersAreRefused) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can make another user's file";
     }
-    constexpr uid_t kStranger = 65534;
+    constexpr uid_t kOtherUser = 65534;
     for (const char *name : {"identity", "ozu.db", "ozu.db-wal", "ozu.db-shm", "ozu.db-journal", "log"}) {
         closePlatform();
         const std::string path = folder() + "/" + name;
@@ -604,7 +604,7 @@ TEST_F(Settings, filesOfStrangersAreRefused) {
         } else {
             writeFile(path, "");
         }
-        ASSERT_EQ(chown(path.c_str(), kStranger, kStranger), 0);
+        ASSERT_EQ(chown(path.c_str(), kOtherUser, kOtherUser), 0);
         ozu::test::captureStderr();
         EXPECT_EQ(std::string(name) == "log" ? ozulog_init("alarmd") : LOG_system_event(1, "x"), kCannotOpen)
             << name;
@@ -614,7 +614,7 @@ TEST_F(Settings, filesOfStrangersAreRefused) {
     }
 }
 
-TEST_F(Settings, folderOfAStrangerIsUsedByRootOnly) {
+TEST_F(Settings, folderOfAnotherUserIsUsedByRootOnly) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can become another user";
     }
