@@ -34,10 +34,6 @@ void announceChange() {
     }
 }
 
-bool usableKey(const std::string &process) {
-    return process == kAnyProcess || usableProcessName(process.c_str());
-}
-
 // Rows for the database where the change touched persistent state.
 LastingState lastingChanges(const PanelSharedState &before, const PanelSharedState &after) {
     LastingState rows;
@@ -99,9 +95,13 @@ int listSeverities(std::vector<ProcessSeverity> &out) {
     return filled(__func__, out, allSeverities);
 }
 
+bool canHaveSeverity(const std::string &process) noexcept {
+    return process == kAnyProcess || usableProcessName(process.c_str());
+}
+
 int setSeverity(const std::string &process, const std::string &severity) {
     return guarded(__func__, [&]() -> int {
-        if (!usableKey(process) || !levelOfSeverity(severity)) {
+        if (!canHaveSeverity(process) || !levelOfSeverity(severity)) {
             return kInvalidArgument;
         }
         storeSeverity(process, severity);

@@ -164,6 +164,14 @@ def test_bad_numbers_are_refused_with_the_word(commands, tmp_path):
     (["state", "set", "devices[1].deviceType=W33"], "did you mean 'W3'?"),
     (["names", "device", "W33"], "did you mean 'W3'?"),
     (["net", "route", "add", "10.2.0.0/33"], "0 to 32"), (["net", "route", "add", "10.2.0.0/ 8"], "0 to 32"),
+    (["statsu", "--help"], "did you mean 'status'?"), (["-h", "statsu"], "did you mean 'status'?"),
+    (["help", "statsu"], "did you mean 'status'?"), (["state", "gte", "--help"], "did you mean 'get'?"),
+    (["severity", "../x"], "no name of a process"), (["severity", "../x", "INFO"], "no name of a process"),
+    (["--yes", "severity", "../x", "INFO"], "no name of a process"), (["severity", "../x", "--unset"], "no name of a process"),
+    (["--yes", "severity", "../x", "--unset"], "no name of a process"),
+    (["publish", "a\x01b"], "control"), (["publish", "a\x85b"], "control"), (["publish", "/" * 200], "200 levels"),
+    (["publish", "a\ufffe"], "no character"), (["monitor", "--topic", "a\nb"], "control"),
+    (["monitor", "--topic", "$share/+/a"], "group"), (["wait-for", "bus", "$share/x"], "group"),
 ])
 def test_usage_names_what_was_meant(words, told, tmp_path):
     done = outside(*words, folder=tmp_path / "none")
@@ -188,6 +196,12 @@ def test_usage_names_what_was_meant(words, told, tmp_path):
 def test_what_is_not_found_is_named(words, told, tmp_path):
     done = outside(*words, folder=tmp_path / "none")
     assert done.returncode == 1 and told in done.stderr and done.stdout == "", done
+    assert not (tmp_path / "none").exists()
+
+
+def test_unset_makes_nothing(tmp_path):
+    done = outside("--yes", "severity", "X", "--unset", folder=tmp_path / "none")
+    assert done.returncode == 3 and "no panel process has used" in done.stderr, done
     assert not (tmp_path / "none").exists()
 
 

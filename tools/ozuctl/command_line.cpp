@@ -70,10 +70,25 @@ void findPaths(const CLI::App &app, const std::string &word, std::vector<std::st
         "Type '" + pathOf(command) + " --help'; give words that begin with '-' after '--'.");
 }
 
-[[noreturn]] void refuse(const CLI::App &app, const CLI::ParseError &error) {
-    const CLI::App &command = reached(app);
+// Words that nothing has taken.
+std::vector<std::string> leftOver(const CLI::App &app) {
     std::vector<std::string> rest = app.remaining(true);
     std::erase(rest, "--");
+    return rest;
+}
+
+// Help for a command that there is not would be help for another.
+void requireKnownCommand(const CLI::App &app) {
+    const auto rest = leftOver(app);
+    const CLI::App &command = reached(app);
+    if (!rest.empty() && !rest.front().starts_with('-') && !commandsOf(command).empty()) {
+        unknownCommand(app, command, rest.front());
+    }
+}
+
+[[noreturn]] void refuse(const CLI::App &app, const CLI::ParseError &error) {
+    const CLI::App &command = reached(app);
+    const auto rest = leftOver(app);
     const std::string hint = "Type '" + pathOf(command) + " --help' for what it takes.";
     const auto below = commandsOf(command);
     if (!rest.empty() && rest.front().size() > 1 && rest.front()[0] == '-') {
@@ -100,6 +115,7 @@ bool parseCommandLine(CLI::App &app, int argc, char **argv) {
         app.parse(argc, argv);
         return true;
     } catch (const CLI::Success &wanted) {
+        requireKnownCommand(app);
         std::ostringstream text;
         std::ostringstream ignored;
         app.exit(wanted, text, ignored);

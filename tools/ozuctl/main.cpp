@@ -5,7 +5,6 @@
 #include "colours.h"
 #include "command_line.h"
 #include "commands/commands.h"
-#include "commands/scenario.h"
 #include "help.h"
 #include "numbers.h"
 
@@ -13,6 +12,7 @@
 #include <ozu_platform_tools.h>
 #endif
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <memory>
@@ -106,8 +106,11 @@ ExitCode run(Context &context, int argc, char **argv) {
     }
     std::vector<char *> words(argv, argv + argc);
     std::string helpOption = "--help";
-    if (argc > 1 && strcmp(argv[1], "help") == 0) { // "help state set", as other tools have it
-        words.erase(words.begin() + 1);
+    // "help state set", as other tools have it.
+    const auto first = std::find_if(words.begin() + std::min(argc, 1), words.end(),
+                                    [](const char *word) { return *word != '-'; });
+    if (first != words.end() && strcmp(*first, "help") == 0) {
+        words.erase(first);
         words.push_back(helpOption.data());
     }
     if (!parseCommandLine(app, static_cast<int>(words.size()), words.data())) {

@@ -10,6 +10,7 @@
 #include <utils_ozu/names.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -366,7 +367,10 @@ std::vector<std::string> knownPaths(const std::string &typed) {
     const std::size_t open = typed.find('[');
     const std::size_t close = typed.find(']', open == std::string::npos ? 0 : open);
     const bool indexed = open != std::string::npos && close != std::string::npos;
-    const std::string index = indexed ? typed.substr(open, close - open + 1) : "[0]";
+    const std::string inside = indexed ? typed.substr(open + 1, close - open - 1) : "";
+    const bool plain = !inside.empty() &&
+                       std::ranges::all_of(inside, [](unsigned char c) { return isalnum(c) || c == '_'; });
+    const std::string index = "[" + (plain ? inside : "0") + "]";
     std::vector<std::string> paths;
     for (const FieldRow &row : kRows) {
         std::string path(row.name);

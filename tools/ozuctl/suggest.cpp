@@ -43,15 +43,18 @@ std::size_t distance(const std::string &a, const std::string &b) {
     return last[b.size()];
 }
 
-// Twice the distance; a known word that begins or ends with the one typed is nearer than that says.
-std::size_t cost(const std::string &typed, const std::string &known) {
+// Twice the distance, or more than twice the most that counts; a known word that begins or ends with the one
+// typed is nearer than that says.
+std::size_t cost(const std::string &typed, const std::string &known, std::size_t most) {
     if (typed == known) {
         return 0;
     }
     if (typed.size() >= 3 && (known.starts_with(typed) || known.ends_with(typed))) {
         return known.starts_with(typed) ? 1 : 2;
     }
-    return 2 * distance(typed, known);
+    // So many letters to insert or to leave out at least.
+    const std::size_t apart = std::max(typed.size(), known.size()) - std::min(typed.size(), known.size());
+    return 2 * (apart > most ? apart : distance(typed, known));
 }
 
 } // namespace
@@ -61,16 +64,16 @@ std::string nearest(std::string_view word, const std::vector<std::string> &known
         return {};
     }
     const std::string typed = folded(word);
-    const std::size_t most = 2 * std::max<std::size_t>(1, (typed.size() + 1) / 3);
+    const std::size_t most = std::max<std::size_t>(1, (typed.size() + 1) / 3);
     std::size_t best = std::numeric_limits<std::size_t>::max();
     std::string found;
     for (const std::string &one : known) {
-        if (const std::size_t now = cost(typed, folded(one)); now < best) {
+        if (const std::size_t now = cost(typed, folded(one), most); now < best) {
             best = now;
             found = one;
         }
     }
-    return best <= most ? found : std::string();
+    return best <= 2 * most ? found : std::string();
 }
 
 std::string didYouMean(std::string_view word, const std::vector<std::string> &known) {

@@ -158,4 +158,15 @@ bool isUtf8(std::string_view text) {
     return true;
 }
 
+bool anyCharacter(std::string_view text, bool (*isOne)(char32_t code)) {
+    while (!text.empty()) {
+        const Character character = characterOf(text);
+        if (character.length == 0 || isOne(character.code)) {
+            return true;
+        }
+        text.remove_prefix(character.length);
+    }
+    return false;
+}
+
 } // namespace ozuctl

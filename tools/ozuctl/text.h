@@ -26,4 +26,7 @@ std::string visibleJson(std::string_view json);
 // Well-formed UTF-8 throughout.
 bool isUtf8(std::string_view text);
 
+// Whether a character of the text, which is UTF-8, is one of those.
+bool anyCharacter(std::string_view text, bool (*isOne)(char32_t code));
+
 } // namespace ozuctl

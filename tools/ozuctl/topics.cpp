@@ -3,6 +3,8 @@
 #include "context.h"
 #include "text.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 namespace ozuctl {
@@ -10,6 +12,16 @@ namespace ozuctl {
 namespace {
 
 constexpr std::size_t kMaxTopicBytes = 65535;
+constexpr std::ptrdiff_t kMaxLevels = 200; // of the broker
+constexpr std::string_view kShared = "$share";
+
+bool isControl(char32_t code) {
+    return code < 0x20 || (code >= 0x7F && code <= 0x9F);
+}
+
+bool isNoncharacter(char32_t code) {
+    return (code & 0xFFFE) == 0xFFFE || (code >= 0xFDD0 && code <= 0xFDEF);
+}
 
 [[noreturn]] void refuse(const std::string &topic, const std::string &why) {
     throw CommandError(kUsage, "the topic " + inQuotes(topic) + " " + why);
@@ -24,6 +36,26 @@ void requireText(const std::string &topic) {
     }
     if (!isUtf8(topic)) {
         refuse(topic, "is not UTF-8");
+    }
+    if (anyCharacter(topic, isControl)) {
+        refuse(topic, "holds a control character");
+    }
+    if (anyCharacter(topic, isNoncharacter)) {
+        refuse(topic, "holds a code point that is no character");
+    }
+    if (std::ranges::count(topic, '/') >= kMaxLevels) {
+        refuse(topic, "has more than 200 levels");
+    }
+}
+
+// "$share/GROUP/FILTER": the members of a group share what comes.
+void requireGroup(const std::string &filter) {
+    const std::string_view rest =
+        std::string_view(filter).substr(std::min(filter.size(), kShared.size() + 1));
+    const std::size_t end = rest.find('/');
+    if (end == std::string_view::npos || end == 0 || end + 1 == rest.size() ||
+        rest.substr(0, end).find_first_of("+#") != std::string_view::npos) {
+        refuse(filter, "names no group: $share/GROUP/FILTER, and no wildcard in GROUP");
     }
 }
 
@@ -41,6 +73,9 @@ void requireTopic(const std::string &topic) {
 
 void requireFilter(const std::string &filter) {
     requireText(filter);
+    if (filter == kShared || filter.starts_with(std::string(kShared) + "/")) {
+        requireGroup(filter);
+    }
     std::string_view rest = filter;
     for (;;) {
         const std::size_t end = rest.find('/');

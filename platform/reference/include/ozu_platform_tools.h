@@ -62,6 +62,8 @@ struct ProcessSeverity {
     std::string process; // "*": every process without a row of its own
     std::string severity;
 };
+// Whether the text can be the name of a process, or is "*".
+bool canHaveSeverity(const std::string &process) noexcept;
 int listSeverities(std::vector<ProcessSeverity> &out);
 // Takes effect at once, in running processes too.
 int setSeverity(const std::string &process, const std::string &severity);

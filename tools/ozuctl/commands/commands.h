@@ -32,6 +32,7 @@ void registerCrypt(CLI::App &app, Context &context);
 void registerMedia(CLI::App &app, Context &context);
 void registerProcesses(CLI::App &app, Context &context);
 void registerRsu(CLI::App &app, Context &context);
+void registerScenario(CLI::App &app, Context &context);
 void registerSeverity(CLI::App &app, Context &context);
 void registerState(CLI::App &app, Context &context);
 void registerStatus(CLI::App &app, Context &context);

@@ -1,8 +1,7 @@
 // ozuctl scenario: tests of panel processes in plain text, run by the test kit's Python package.
 
-#include "commands/scenario.h"
-
 #include "arguments.h"
+#include "commands/commands.h"
 
 #include <unistd.h>
 

@@ -61,13 +61,19 @@ ExitCode changeSeverity(const Context &context, const std::string &process, cons
     return kDone;
 }
 
+// Looked up before anything is changed, so that nothing is made where nothing is.
+bool hasSeverity(const std::string &process) {
+    std::vector<platform::ProcessSeverity> severities;
+    require(platform::listSeverities(severities), "cannot read the severities");
+    return std::ranges::any_of(severities, [&](const auto &one) { return one.process == process; });
+}
+
 ExitCode unset(const Context &context, const std::string &process) {
-    context.requireConsent("changes which log lines a panel process keeps");
-    const int code = platform::removeSeverity(process);
-    if (code == platform::kNotFound) {
+    if (!hasSeverity(process)) {
         throw CommandError(kNo, inQuotes(process) + " has no severity of its own");
     }
-    require(code, "cannot take away the severity of " + inQuotes(process));
+    context.requireConsent("changes which log lines a panel process keeps");
+    require(platform::removeSeverity(process), "cannot take away the severity of " + inQuotes(process));
     printChanged(context, "the severity of " + process);
     return kDone;
 }
@@ -81,6 +87,12 @@ struct SeverityWords {
 ExitCode runSeverity(const Context &context, const SeverityWords &words) {
     if (words.unset && (words.process.empty() || !words.severity.empty())) {
         throw CommandError(kUsage, "--unset takes a process and no severity");
+    }
+    if (!words.process.empty() && !platform::canHaveSeverity(words.process)) {
+        throw CommandError(
+            kUsage, inQuotes(words.process) + " is no name of a process",
+            "A name has at most 64 bytes, no '/' and no control character, and does not begin with '.'; "
+            "* stands for every process without its own severity.");
     }
     if (words.unset) {
         return unset(context, words.process);
