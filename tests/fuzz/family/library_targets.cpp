@@ -28,7 +28,7 @@ void copies(Input &input) {
     require(size == 0 || isTerminated(bounded));
     ozuutils_getShortUpperModName(out.chars(), source, size + 1);
     require(isTerminated(out));
-    const test::GuardedBuffer field(input.rest());
+    const Output field(input.rest());
     ozuutils_FixedStringCopyAndTrimRight(out.chars(), size + 1, field.chars(),
                                          static_cast<unsigned>(field.size()));
     require(out.chars()[std::min<std::size_t>(size, field.size())] == '\0' || isTerminated(out));
@@ -100,7 +100,7 @@ void hexadecimal(Input &input) {
     const int reverse = input.byte() & 1;
     const Text separator(input.text());
     const std::string content(input.rest());
-    const test::GuardedBuffer data(content);
+    const Output data(content);
     const auto length = static_cast<unsigned>(data.size());
     const Output text(size);
     ozuutils_data2hexstr(data.bytes(), length, text.chars(), size, separator);
@@ -123,8 +123,8 @@ void hexadecimal(Input &input) {
 void search(Input &input) {
     const std::size_t patternSize = 1 + input.byte() % 16;
     const std::string_view content = input.rest();
-    const test::GuardedBuffer pattern(content.substr(0, patternSize));
-    const test::GuardedBuffer buffer(content.substr(std::min(patternSize, content.size())));
+    const Output pattern(content.substr(0, patternSize));
+    const Output buffer(content.substr(std::min(patternSize, content.size())));
     if (pattern.size() == 0) {
         return;
     }
@@ -269,31 +269,11 @@ void coprocessor(Input &input) {
     const Text sender(input.text());
     const unsigned command = input.number();
     const std::string_view content = input.rest();
-    const test::GuardedBuffer data(content.substr(0, 4096));
+    const Output data(content.substr(0, 4096));
     static_cast<void>(ozuutils_updateNxpUartProtocol(command));
     controlCC1352Gpio(sender, command, command >> 8);
     static_cast<void>(ozuutils_SendDataToNXP(data.bytes(), static_cast<unsigned>(data.size()), command));
 }
-
-// A file of the given content, by a name that only this process knows.
-class MemoryFile {
-  public:
-    explicit MemoryFile(std::string_view content) : fd_(memfd_create("fuzz", MFD_CLOEXEC)) {
-        require(pwrite(fd_, content.data(), content.size(), 0) == static_cast<ssize_t>(content.size()));
-    }
-    ~MemoryFile() { close(fd_); }
-    MemoryFile(const MemoryFile &) = delete;
-    MemoryFile &operator=(const MemoryFile &) = delete;
-    [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(fd_); }
-    [[nodiscard]] std::string content() const {
-        std::string all(static_cast<std::size_t>(lseek(fd_, 0, SEEK_END)), '\0');
-        require(pread(fd_, all.data(), all.size(), 0) == static_cast<ssize_t>(all.size()));
-        return all;
-    }
-
-  private:
-    int fd_;
-};
 
 void wholeFiles(Input &input) {
     const std::string content(input.rest());
