@@ -22,6 +22,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -129,7 +130,31 @@ struct Acknowledged {
     std::array<std::atomic<int>, kWriters> bypass;
     std::array<std::atomic<int>, kWriters> events;
     std::atomic<long> writes;
+    // On the bus, where each writer counts from 1 in each round: what was accepted, what the broker has
+    // acknowledged of it, and what a listener has.
+    std::array<std::atomic<int>, kWriters> published;
+    std::array<std::atomic<int>, kWriters> delivered;
+    std::array<std::atomic<int>, kWriters> received;
+    std::atomic<int> round;
+    std::atomic<int> disorder; // messages that arrived twice, or before an earlier one
+    std::atomic<long> messages;
 };
+
+// The listener's side: "ROUND WRITER NUMBER".
+void count(const OzuMqttMessage *message, void *user) {
+    auto &acknowledged = *static_cast<Acknowledged *>(user);
+    int round = 0;
+    int writer = 0;
+    int number = 0;
+    const std::string text(static_cast<const char *>(message->payload), message->payloadLength);
+    if (sscanf(text.c_str(), "%d %d %d", &round, &writer, &number) != 3 || round != acknowledged.round) {
+        return;
+    }
+    auto &received = acknowledged.received.at(static_cast<std::size_t>(writer));
+    acknowledged.disorder += number == received + 1 ? 0 : 1;
+    received = number;
+    ++acknowledged.messages;
+}
 
 class KilledWriters : public Attack {
   protected:
@@ -139,8 +164,84 @@ class KilledWriters : public Attack {
         acknowledged = new (mmap(nullptr, sizeof(Acknowledged), PROT_READ | PROT_WRITE,
                                  MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Acknowledged{};
     }
+    void TearDown() override {
+        if (listener > 0) {
+            kill(listener, SIGKILL);
+            waitForChild(listener);
+        }
+        broker.reset();
+        Attack::TearDown();
+    }
+    // A process that counts what arrives, on a broker that is not killed.
+    void listen() {
+        if (!Broker::available()) {
+            return;
+        }
+        const std::string path = folder() + "/broker";
+        mkdir(path.c_str(), 0700);
+        broker = std::make_unique<Broker>(path, "max_queued_messages 0\nmax_inflight_messages 0\n");
+        acknowledged->round = -1;
+        listener = startChild([&] {
+            OzuMqttArg arg{count, acknowledged};
+            if (mqttc_connect("127.0.0.1", broker->port(), "listener", &arg) != 0 ||
+                ozumqttc_topicSubscribe("Attack/#") != 0) {
+                return 1;
+            }
+            acknowledged->round = 0;
+            for (;;) {
+                ::pause();
+            }
+        });
+        ASSERT_TRUE(eventually([&] { return acknowledged->round == 0; }));
+    }
+    static bool isAllAcknowledged() {
+        std::vector<InFlightSlot> slots;
+        return readInFlight(slots) == 0 && std::none_of(slots.begin(), slots.end(), [](const auto &slot) {
+                   return slot.pid == getpid() && slot.unacknowledged != 0;
+               });
+    }
+    void publish(int writer) {
+        const auto at = static_cast<std::size_t>(writer);
+        const int number = acknowledged->published.at(at) + 1;
+        const std::string text =
+            std::to_string(acknowledged->round) + " " + std::to_string(writer) + " " + std::to_string(number);
+        if (ozumqttc_messagePublish("Attack/x", static_cast<unsigned>(text.size()), "W", 1, 2, text.data()) ==
+            0) {
+            acknowledged->published.at(at) = number;
+            if (isAllAcknowledged()) {
+                acknowledged->delivered.at(at) = number;
+            }
+        }
+    }
+    // Those that the broker has taken have arrived, each once and in order.
+    bool everyMessageArrived() {
+        const bool arrived = eventually([&] {
+            for (std::size_t at = 0; at < kWriters; ++at) {
+                if (acknowledged->received.at(at) < acknowledged->delivered.at(at)) {
+                    return false;
+                }
+            }
+            return true;
+        });
+        bool sent = true;
+        for (std::size_t at = 0; at < kWriters; ++at) { // the last one may have been cut between both
+            sent = sent && acknowledged->received.at(at) <= acknowledged->published.at(at) + 1;
+        }
+        return arrived && sent && acknowledged->disorder == 0;
+    }
+    void beginRound(int number) {
+        acknowledged->round = number;
+        for (std::size_t at = 0; at < kWriters; ++at) {
+            acknowledged->published.at(at) = 0;
+            acknowledged->delivered.at(at) = 0;
+            acknowledged->received.at(at) = 0;
+        }
+    }
     void write(int writer) {
         const auto at = static_cast<std::size_t>(writer);
+        const bool publishes = acknowledged->round > 0 && acknowledged->round % 2 == 0 &&
+                               mqttc_connect("127.0.0.1", broker->port(),
+                                             ("writer" + std::to_string(writer)).c_str(), nullptr) == 0;
         for (int number = acknowledged->begun.at(at) + 1;; ++number) {
             acknowledged->begun.at(at) = number;
             if (ozudb_ModifyBypassExpiry(writer, 1, number) == 0) {
@@ -150,6 +251,9 @@ class KilledWriters : public Attack {
             if (LOG_system_event(writer, std::to_string(number).c_str()) == 0) {
                 acknowledged->events.at(at) = number;
                 ++acknowledged->writes;
+            }
+            if (publishes) {
+                publish(writer);
             }
         }
     }
@@ -162,7 +266,8 @@ class KilledWriters : public Attack {
                 return 0;
             });
         }
-        usleep(static_cast<useconds_t>(std::uniform_int_distribution(5000, 60000)(random)));
+        usleep(static_cast<useconds_t>(std::uniform_int_distribution(
+            5000, acknowledged->round % 2 == 0 && broker ? 200000 : 60000)(random)));
         for (const pid_t writer : writers) {
             kill(writer, SIGKILL);
         }
@@ -198,19 +303,28 @@ class KilledWriters : public Attack {
         }
         return whole;
     }
-    void sayHowMany() { beside = ", " + std::to_string(acknowledged->writes) + " acknowledged writes"; }
+    void sayHowMany() {
+        beside = ", " + std::to_string(acknowledged->writes) + " acknowledged writes, " +
+                 std::to_string(acknowledged->messages) + " messages";
+    }
 
     Acknowledged *acknowledged = nullptr;
+    std::unique_ptr<Broker> broker;
+    pid_t listener = 0;
     std::array<int, kWriters> newestEvent{};
     std::int64_t lastEvent = 0;
 };
 
 } // namespace
 
+// In every other round they publish, too.
 TEST_F(KilledWriters, writersKilled) {
-    for (int round = 0; round < times(10, 1000); ++round) {
+    listen();
+    for (int round = 1; round <= times(10, 1000); ++round) {
+        beginRound(broker != nullptr ? round : 0);
         killWhileTheyWrite();
-        trial(nothingIsLost(), "round " + std::to_string(round));
+        const bool kept = nothingIsLost();
+        trial(kept && everyMessageArrived(), "round " + std::to_string(round) + (kept ? ", messages" : ""));
     }
     trial(databaseIsSound(), "the database");
     sayHowMany();
@@ -371,8 +485,8 @@ class FailingCalls : public Attack {
             GTEST_SKIP() << "the kernel does not let a process supervise another's calls here";
         }
     }
-    // Each call fails in each way that its manual names, alone and with all that follow: no crash, no endless
-    // wait, and afterwards a process finds everything in order.
+    // Each call fails in each way that its manual names, alone, with some and with all that follow: no crash,
+    // no endless wait, and afterwards a process finds everything in order.
     void sweep(const std::function<int()> &body, const std::function<void()> &before) {
         before();
         const std::vector<long> made = runWithFailure({}, body).calls;
@@ -381,21 +495,35 @@ class FailingCalls : public Attack {
         const int stride = isLong() ? 1 : std::max(1, calls / 6);
         for (int from = 1; from <= calls; from += stride) {
             for (const int error : errorsOf(made.at(static_cast<std::size_t>(from) - 1))) {
-                for (const bool once : {true, false}) {
-                    if ((error == EINTR || error == EAGAIN) && !once) {
-                        continue; // nothing is interrupted, or busy, for ever
-                    }
+                for (const int times : timesOf(error)) {
                     before();
-                    const auto run = runWithFailure({from, error, once}, body);
-                    trial(!run.late && (run.status == 0 || run.status == 1),
-                          "call " + std::to_string(from) + " " + std::strerror(error) +
-                              (once ? " once" : " for ever") + ": status " + std::to_string(run.status) +
-                              (run.late ? ", late" : ""));
+                    const CallFailure failure{from, error, times};
+                    const auto run = runWithFailure(failure, body);
+                    trial(!run.late && (run.status == 0 || run.status == 1), wordsFor(failure) + ": status " +
+                                                                                 std::to_string(run.status) +
+                                                                                 (run.late ? ", late" : ""));
                 }
             }
             std::string said;
             trial(useElsewhere(said) == 0, "after call " + std::to_string(from) + ": " + said);
         }
+    }
+    static int readAndSet() {
+        std::vector<ProcessSeverity> severities;
+        std::vector<LoggedProcess> processes;
+        std::vector<SystemEvent> events;
+        std::vector<Setting> settings;
+        std::vector<InFlightSlot> slots;
+        std::optional<int> next;
+        std::optional<int> last;
+        const PanelSharedState *state = nullptr;
+        std::string why;
+        int wrong = attachState(state, why) | readInFlight(slots) | readEvents(0, 10, events);
+        wrong |= setSeverity("rfd", "DEBUG") | listSeverities(severities) | removeSeverity("rfd");
+        wrong |= listProcesses(processes) | setSetting("product.code", "5") | listSettings(settings);
+        wrong |= readRebootReasons(next, last);
+        wrong |= updateState([](PanelSharedState &changed) { changed.zones[3].bypass[0].bypassed = 1; });
+        return wrong == 0 ? 0 : 1;
     }
     static int quietly() {
         static_cast<void>(!freopen("/dev/null", "w", stderr));
@@ -420,6 +548,19 @@ TEST_F(FailingCalls, callsOfALaterStartFail) {
     ASSERT_EQ(use(), 0);
     closePlatform();
     sweep(quietly, [] {});
+}
+
+// What the tool and a service technician's programs do.
+TEST_F(FailingCalls, callsOfReadersAndSettingsFail) {
+    ASSERT_EQ(use(), 0);
+    closePlatform();
+    sweep(
+        [] {
+            static_cast<void>(!freopen("/dev/null", "w", stderr));
+            closePlatform();
+            return readAndSet();
+        },
+        [] {});
 }
 
 // ---- the broker

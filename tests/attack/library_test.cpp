@@ -10,13 +10,17 @@
 #include <utils_ozu/crypto.h>
 #include <utils_ozu/files.h>
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 
 using namespace ozu::test;
 
@@ -78,9 +82,6 @@ std::vector<Scenario> fileScenarios() {
 class LibraryCalls : public testing::TestWithParam<std::vector<Scenario> (*)()> {
   protected:
     void SetUp() override {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-        GTEST_SKIP() << "a sanitizer ends the process when its own calls for memory fail";
-#endif
         if (!callsCanFail()) {
             GTEST_SKIP() << "the kernel does not let a process supervise another's calls here";
         }
@@ -96,9 +97,8 @@ class LibraryCalls : public testing::TestWithParam<std::vector<Scenario> (*)()> 
         ++trials;
         if (run.late || run.status != 0) {
             ++failures;
-            printf("failed: %s, call %d (%ld) %s%s: status %d%s\n", scenario.name.c_str(), failure.from, call,
-                   std::strerror(failure.error), failure.once ? "" : " and on", run.status,
-                   run.late ? ", late" : "");
+            printf("failed: %s (%ld), %s: status %d%s\n", scenario.name.c_str(), call,
+                   wordsFor(failure).c_str(), run.status, run.late ? ", late" : "");
         }
     }
     void sweep(const Scenario &scenario) {
@@ -114,10 +114,8 @@ class LibraryCalls : public testing::TestWithParam<std::vector<Scenario> (*)()> 
         const std::size_t stride = isLong ? 1 : std::max<std::size_t>(1, undisturbed.calls.size() / 3);
         for (std::size_t i = 0; i < undisturbed.calls.size(); i += stride) {
             for (const int error : errorsOf(undisturbed.calls[i])) {
-                for (const bool once : {true, false}) {
-                    if ((error != EINTR && error != EAGAIN) || once) {
-                        trial(scenario, {static_cast<int>(i) + 1, error, once}, undisturbed.calls[i]);
-                    }
+                for (const int times : timesOf(error)) {
+                    trial(scenario, {static_cast<int>(i) + 1, error, times}, undisturbed.calls[i]);
                 }
             }
         }
@@ -147,6 +145,98 @@ TEST_P(LibraryCalls, fail) {
     EXPECT_GT(trials, 0);
     EXPECT_EQ(failures, 0);
 }
+
+// ---- soak
+// ------------------------------------------------------------------------------------------------------------
+
+namespace {
+
+int openDescriptors() {
+    int open = 0;
+    for (int fd = 0; fd < 1024; ++fd) {
+        open += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
+    }
+    return open;
+}
+
+long residentPages() {
+    long size = 0;
+    long resident = 0;
+    std::ifstream("/proc/self/statm") >> size >> resident;
+    return resident;
+}
+
+// What a call keeps, or how long it waits, is part of its description.
+bool keepsOrWaits(const Scenario &scenario) {
+    constexpr std::array kNames{"exec_cmd", "popen2", "ozuutils_jpegValidator damaged",
+                                "ozuutils_RebootSystem", "ozuutils_processInit"};
+    return std::find(kNames.begin(), kNames.end(), scenario.name) != kNames.end();
+}
+
+// Once, with the calls of the C library that the scenarios disturb going through.
+void runUndisturbed(const Scenario &scenario) {
+    platform() = FakePlatform();
+    injection().begin(-1, 0, false);
+    static_cast<void>(scenario.run());
+    injection().end();
+}
+
+class LibrarySoak : public testing::TestWithParam<std::vector<Scenario> (*)()> {
+  protected:
+    // A million calls, or as many as fit into some seconds; returns how many.
+    static long soak(const Scenario &scenario, std::chrono::seconds time, long most) {
+        constexpr int kWarm = 100;
+        resetWorld();
+        prepareFiles();
+        for (int i = 0; i < kWarm; ++i) {
+            runUndisturbed(scenario);
+        }
+        const int opened = openDescriptors();
+        const long resident = residentPages();
+        const auto until = std::chrono::steady_clock::now() + time;
+        long calls = 0;
+        while (calls < most && std::chrono::steady_clock::now() < until) {
+            runUndisturbed(scenario);
+            ++calls;
+        }
+        EXPECT_EQ(openDescriptors(), opened) << scenario.name;
+// Sanitizers keep freed memory.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+        EXPECT_LE(residentPages(), resident + 256)
+            << scenario.name << " after " << calls << " calls"; // a megabyte
+#endif
+        return calls;
+    }
+};
+
+} // namespace
+
+TEST_P(LibrarySoak, soak) {
+    const char *form = std::getenv("OZU_ATTACK");
+    const bool isLong = form != nullptr && std::strcmp(form, "long") == 0;
+    std::vector<Scenario> scenarios = GetParam()();
+    std::erase_if(scenarios, keepsOrWaits);
+    long calls = 0;
+    long fewest = 1000000;
+    std::string slowest;
+    for (const Scenario &scenario : scenarios) {
+        const long made = soak(scenario, std::chrono::seconds(5), isLong ? 1000000 : 200);
+        calls += made;
+        if (made < fewest) {
+            fewest = made;
+            slowest = ", " + std::to_string(made) + " of " + scenario.name;
+        }
+    }
+    printf("attack: %s: %ld calls, 0 failures, %zu uses%s\n",
+           testing::UnitTest::GetInstance()->current_test_info()->name(), calls, scenarios.size(),
+           slowest.c_str());
+    EXPECT_GT(calls, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(, LibrarySoak,
+                         testing::Values(alarmScenarios, deviceScenarios, mediaScenarios, networkScenarios,
+                                         processScenarios, securityScenarios, timeScenarios, fileScenarios),
+                         nameOf);
 
 INSTANTIATE_TEST_SUITE_P(, LibraryCalls,
                          testing::Values(alarmScenarios, deviceScenarios, mediaScenarios, networkScenarios,
