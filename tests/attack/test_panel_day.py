@@ -14,7 +14,7 @@ SPEED = 300 if LONG else 1200
 GROWTH_KIB = 1024
 PROCESSES = [("alarm_core",), ("door_contact", "1"), ("door_contact", "2"), ("safety_siren",)]
 
-pytestmark = pytest.mark.skipif(bool(emulator()), reason="libfaketime is of this machine")
+pytestmark = [pytest.mark.long, pytest.mark.skipif(bool(emulator()), reason="libfaketime is of this machine")]
 
 # Runs in the box: what each process holds, and the shared memory of all.
 LOOK = r"""
