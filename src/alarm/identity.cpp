@@ -55,14 +55,6 @@ bool firstHardwareAddress(int socket, std::span<std::uint8_t, kAddress> address)
     return false;
 }
 
-unsigned int lastTwoDigits(std::uint8_t number) noexcept {
-    unsigned int left = number;
-    while (left >= 100) {
-        left -= 100;
-    }
-    return left;
-}
-
 } // namespace
 
 int calcConfigUniqueId(char *out, int decimal) noexcept {
@@ -81,7 +73,7 @@ int calcConfigUniqueId(char *out, int decimal) noexcept {
     char text[kIdentity + 1] = {};
     if (decimal != 0) {
         // Eight digits: of a third byte of 100 or more, the last two.
-        static_cast<void>(snprintf(text, sizeof text, "%02u%03u%03u", lastTwoDigits(m[3]), m[4], m[5]));
+        static_cast<void>(snprintf(text, sizeof text, "%02u%03u%03u", m[3] % 100U, m[4], m[5]));
         text[0] = text[0] == '0' ? '1' : text[0];
     } else {
         static_cast<void>(snprintf(text, sizeof text, "%02x%02x%02x%02x", m[2], m[3], m[4], m[5]));
