@@ -66,3 +66,17 @@ def test_next_temporary_box_sweeps(tmp_path, temporary):
     (tmp_path / f"panel-box.{dead.pid}.abc").mkdir()
     subprocess.run([PANEL_BOX, "run", "--no-broker", "--", "true"], env=temporary, check=True, timeout=120)
     assert boxes(tmp_path) == []
+
+
+def test_sweeps_at_a_time_share_the_work(tmp_path, temporary):
+    dead = subprocess.Popen(["true"])
+    dead.wait()
+    names = [str(tmp_path / f"panel-box.{dead.pid}.{number}") for number in range(10)]
+    for name in names:
+        for number in range(100):
+            os.makedirs(f"{name}/data/{number}/deeper")
+    sweeps = [subprocess.Popen([PANEL_BOX, "sweep"], env=temporary, stdout=subprocess.PIPE, text=True) for _ in range(4)]
+    said = [run.communicate(timeout=120)[0] for run in sweeps]
+    assert [run.returncode for run in sweeps] == [0] * 4
+    assert sorted("".join(said).splitlines()) == sorted(names)
+    assert boxes(tmp_path) == []
