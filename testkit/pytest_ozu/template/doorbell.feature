@@ -19,6 +19,7 @@ Feature: The doorbell
     Given DNS is honest
     When the message is sent to "Process/DOORBELL" with class 1 and command 1
     Then the log line "push server at 10.77.0.1" is written
+    And a message is sent to "Multicast/DOORBELL"
     When the power is cut
     And the message is sent to "Process/DOORBELL" with class 1 and command 1
     Then a message is sent to "Multicast/DOORBELL"
