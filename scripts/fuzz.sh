@@ -61,7 +61,11 @@ run() { # RUNS TARGET
     said=$build/said/$2.txt
     begin=$(date +%s)
     OZU_FUZZ_TARGET=$2 "$program" -runs="$1" -max_total_time="${SECONDS_EACH:-600}" -print_final_stats=1 -close_fd_mask=3 \
-        -artifact_prefix="$build/found/$2-" "$build/corpus/$2" "tests/fuzz/corpus/$2" >"$said" 2>&1 || verdict=broken
+        -artifact_prefix="$build/found/$2-" "$build/corpus/$2" "tests/fuzz/corpus/$2" >"$said" 2>&1 || verdict=$?
+    case $verdict in
+    clean | 72) verdict=clean ;; # 72: interrupted
+    *) verdict=broken ;;
+    esac
     printf '%s\t%s\t%s\t%s\t%s\t%s\t%s\n' "$2" "$(number 'stat::number_of_executed_units:' "$said")" \
         "$(number 'cov:' "$said")" "$(number 'ft:' "$said")" "$(number 'corp:' "$said")" $(($(date +%s) - begin)) "$verdict" |
         tee -a "$lines"
