@@ -184,7 +184,7 @@ Report gatherReport() {
     addDocument(report, "state", "fields that differ from an untouched panel's", stateFields);
     addDocument(report, "events", "system events, the newest 2000", eventRows);
     addLogs(report);
-    report.leftOut.emplace_back("the database file, whose passphrase, and the mask and IV it comes from");
+    report.leftOut.emplace_back("the database file and its passphrase, the mask and the IV of this build");
     report.leftOut.emplace_back("the kernel's command line and log, the environment, the bus's messages");
     report.leftOut.emplace_back(
         "values named like a secret (key, mask, iv, token, secret, password, pin, serial, "

@@ -100,7 +100,7 @@ std::vector<std::unique_ptr<Wanted>> wantedFields(const std::vector<std::string>
 ExitCode waitForState(const Context &context, const WaitOptions &options) {
     const auto wanted = wantedFields(options.assignments);
     const PanelSharedState *live = nullptr;
-    return waitFor(context, options, "the state is another", [&]() -> std::optional<Happening> {
+    return waitFor(context, options, "the fields have other values", [&]() -> std::optional<Happening> {
         std::string why;
         if (live == nullptr && platform::attachState(live, why) != 0) {
             return std::nullopt; // the panel may still boot
