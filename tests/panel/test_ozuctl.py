@@ -3,6 +3,7 @@
 import datetime
 import json
 import pathlib
+import re
 import signal
 import subprocess
 import time
@@ -116,6 +117,12 @@ def test_state_set_and_get(ozuctl):
     assert part["zones"][255]["bypass"] == record["zones"][255]["bypass"] and part["zones"][0] is None
     shown = ozuctl("state", "get").stdout
     assert "modemStatistics[1].counter[7]" in shown and "rfInputs" not in shown
+
+
+def test_a_partition_in_alarm_is_shown(ozuctl):
+    ozuctl("state", "set", "partitions[3].partitionState=ALARM")
+    assert re.search(r"^partitions\[3\]\.partitionState +0 ALARM$", ozuctl("state", "get").stdout, re.M)
+    assert re.search(r"^  partitions\[3\]\.partitionState 0 ALARM$", ozuctl("monitor", "--for", "0.3").stdout, re.M)
 
 
 @pytest.mark.long

@@ -273,6 +273,9 @@ bool Field::isUsual(const PanelSharedState &state) const {
     if (isText(*this)) {
         return bytesOf(state)[offset()] == 0;
     }
+    if (row->name == "partitions[].partitionState") {
+        return false;
+    }
     const std::int64_t value = number(state, *this);
     if (row->kind == FieldKind::Expiry) {
         return value == 0 || value == OZUDB_BYPASS_FOREVER;

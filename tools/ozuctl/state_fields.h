@@ -35,7 +35,8 @@ struct Field {
 
     [[nodiscard]] std::string path() const;
     [[nodiscard]] std::size_t offset() const;
-    // Holds what it holds on a panel that nobody has told anything yet.
+    // Holds what it holds on a panel that nobody has told anything yet. The state of a partition is always
+    // worth a look.
     [[nodiscard]] bool isUsual(const PanelSharedState &state) const;
     [[nodiscard]] bool differs(const PanelSharedState &one, const PanelSharedState &other) const;
 
