@@ -223,7 +223,7 @@ int select(int count, fd_set *restrict readable, fd_set *restrict writable, fd_s
     if (timeout == NULL) {
         return pselect(count, readable, writable, failed, NULL, NULL);
     }
-    const struct timespec wanted = {.tv_sec = timeout->tv_sec, .tv_nsec = timeout->tv_usec * 1000L};
+    const struct timespec wanted = {.tv_sec = timeout->tv_sec, .tv_nsec = (long)timeout->tv_usec * 1000};
     const int ready = pselect(count, readable, writable, failed, &wanted, NULL);
     if (ready == 0) {
         *timeout = (struct timeval){0, 0}; /* as the kernel leaves it */
