@@ -109,6 +109,7 @@ def test_monitor_explains_the_requests(box):
     ]
 
 
+@pytest.mark.long
 def test_no_broker(make_box):
     box = make_box(broker=False)
     assert "broker" in run(box, "nxp", "serial", status=3).stderr

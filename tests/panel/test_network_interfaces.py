@@ -146,6 +146,7 @@ def test_new_route_takes_two_attempts(courses):
     assert 1.9 < answer["seconds"] < 4
 
 
+@pytest.mark.long
 def test_existing_route_takes_one_attempt(courses):
     answer = courses["existing"]
     assert answer["result"] == 0

@@ -32,6 +32,7 @@ def broker_answers(panel):
     return succeeds(panel, "timeout 2 mosquitto_pub -t x -n")
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("name", ["broker_killed", "broker_paused", "broker_refusing"])
 def test_broker_is_away_and_back(panel, faults, name):
     assert broker_answers(panel)
@@ -40,6 +41,7 @@ def test_broker_is_away_and_back(panel, faults, name):
     panel.wait_until(lambda: broker_answers(panel), 20, "the broker's answer")
 
 
+@pytest.mark.long
 def test_disks_take_nothing_and_then_everything(panel, faults):
     write = "echo text >/data/file.$$ && grep -q text /data/file.$$"
     assert succeeds(panel, write)
@@ -51,6 +53,7 @@ def test_disks_take_nothing_and_then_everything(panel, faults):
     assert not succeeds(panel, "grep -E ' /data (tmpfs|ro)' /proc/self/mountinfo || test -e /data/.full")
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("behaviour, address", [("lying", "10.66.6.6"), ("honest:10.1.2.3", "10.1.2.3"), ("refuse", ""), ("closed", "")])
 def test_dns_says_something_else(panel, faults, behaviour, address):
     ask = lambda: panel.box.run(["getent", "hosts", "panel.test"]).stdout.split()[:1]
@@ -74,6 +77,7 @@ def test_processes_and_command_line(panel, faults):
     assert panel.box.cmdline == before
 
 
+@pytest.mark.long
 def test_listeners_are_those_of_the_running_broker(panel, faults):
     panel.start("alarm_core")
     panel.bus.wait_for_listener("Process/ALARM_CORE")
@@ -82,6 +86,7 @@ def test_listeners_are_those_of_the_running_broker(panel, faults):
     panel.bus.wait_for_listener("Process/ALARM_CORE")
 
 
+@pytest.mark.long
 def test_a_process_that_was_started_is_on_the_bus(panel):
     for _ in range(5):
         process = panel.start("alarm_core")
@@ -89,6 +94,7 @@ def test_a_process_that_was_started_is_on_the_bus(panel):
         process.kill()
 
 
+@pytest.mark.long
 def test_a_fault_that_would_do_nothing_is_a_failure(panel, faults):
     with pytest.raises(NotSeen, match="expected a process that listens to Process/MDL within 0.1 s; last seen: nobody does"):
         faults.silent("Process/MDL", timeout=0.1)
@@ -123,6 +129,7 @@ def test_clock_starts_jumps_and_goes_back(panel, clock, faults):
     assert is_on_time(panel)
 
 
+@pytest.mark.long
 def test_clock_runs_faster(panel, clock):
     clock.set("2030-01-01T00:00:00Z")
     clock.run_at(60)
@@ -147,6 +154,7 @@ def test_a_failure_says_what_was_expected_and_what_was_seen(panel, log):
         log.never("core is up")
 
 
+@pytest.mark.long
 def test_what_can_never_be_seen_is_refused(panel, bus, log, events, faults):
     """A word of a wait that is misspelt would make `never` pass, whatever happens."""
     for view in (bus, log, events):
@@ -160,6 +168,7 @@ def test_what_can_never_be_seen_is_refused(panel, bus, log, events, faults):
         panel.start("alarm_kore")
 
 
+@pytest.mark.long
 def test_faults_around_the_panel_outlast_its_power_and_are_undone(panel, faults):
     command_line, now = panel.box.cmdline, panel.clock.now()
     with faults.command_line("a=1"), faults.dns("refuse"), faults.clock_jump(86400), faults.disk_full("/data"):
@@ -245,6 +254,7 @@ def test_shards_are_disjoint_and_complete():
     assert max(map(len, shards)) - min(map(len, shards)) <= 1
 
 
+@pytest.mark.long
 def test_many_panels_are_independent():
     done = subprocess.run([sys.executable, "-m", "pytest_ozu.many", "--panels", "3", "--program", "alarm_core"], env=ENVIRONMENT,
                           capture_output=True, text=True, timeout=300)

@@ -32,6 +32,7 @@ Feature: Faults, and what the panel makes of them
     When the process "alarm_core" is continued
     Then partition DAY is armed
 
+  @long
   Scenario: a request gets through a slow broker
     Given a panel with the process "alarm_core"
     When the broker is slow

@@ -12,6 +12,7 @@ Feature: Safety events and the siren
     Then the safety siren is silent
     And a safety event is in progress
 
+  @long
   Scenario: the siren outlasts the event
     Given a panel
     And a device "smoke" of type SMOKE on device 3
