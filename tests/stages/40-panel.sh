@@ -4,4 +4,5 @@
 source "$(dirname "$0")/../../scripts/lib.sh"
 configure_and_build dev
 why=$(tools/box/panel-box check 2>&1) || echo "panel tests are skipped: $why"
-panel_tests build/results/panel.xml tests/panel tests/scenarios --ozu-features -m "not long"
+# They wait about half of their time.
+panel_tests build/results/panel.xml tests/panel tests/scenarios --ozu-features -m "not long" -n "$(($(nproc) * 2))"
