@@ -9,6 +9,7 @@
 #include "broker.h"
 #include "emulation.h"
 #include "failing_calls.h"
+#include "resource_count.h"
 
 #include <mqttc.h>
 #include <ozudb.h>
@@ -658,21 +659,6 @@ TEST_F(Attack, brokerKilled) {
 
 TEST_F(Attack, soak) {
     ASSERT_EQ(use(), 0);
-    const auto descriptors = [] {
-        int open = 0;
-        for (int fd = 0; fd < 1024; ++fd) {
-            open += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
-        }
-        return open;
-    };
-    const auto residentPages = [] {
-        long size = 0;
-        long resident = 0;
-        FILE *file = fopen("/proc/self/statm", "r");
-        static_cast<void>(!fscanf(file, "%ld %ld", &size, &resident));
-        fclose(file);
-        return resident;
-    };
     ASSERT_EQ(setSeverity("alarmd", "OFF"),
               0); // lines are formatted and dropped: the disk is not what is tested
     const auto round = [] {
@@ -685,7 +671,7 @@ TEST_F(Attack, soak) {
     for (int i = 0; i < 1000; ++i) {
         trial(round(), "warm");
     }
-    const int opened = descriptors();
+    const int opened = openDescriptors();
     const long resident = residentPages();
     for (int i = 0; i < times(20000, 1000000); ++i) {
         trial(round(), "call " + std::to_string(i));
@@ -693,7 +679,7 @@ TEST_F(Attack, soak) {
     for (int i = 0; i < times(20, 2000); ++i) {
         trial(ozudb_ModifyBypassExpiry(i & 255, i & 1, i) == 0 && LOG_system_event(1, "x") == 0, "write");
     }
-    EXPECT_EQ(descriptors(), opened);
+    EXPECT_EQ(openDescriptors(), opened);
     // Two megabytes, the database's cache among them; an emulator's memory is not the process's.
     if (!emulated()) {
         EXPECT_LE(residentPages(), resident + 512);

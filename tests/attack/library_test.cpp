@@ -5,6 +5,7 @@
 #include "failing_calls.h"
 #include "fake_platform.h"
 #include "injection.h"
+#include "resource_count.h"
 #include "scenarios.h"
 #include "test_files.h"
 
@@ -154,21 +155,6 @@ TEST_P(LibraryCalls, fail) {
 // ------------------------------------------------------------------------------------------------------------
 
 namespace {
-
-int openDescriptors() {
-    int open = 0;
-    for (int fd = 0; fd < 1024; ++fd) {
-        open += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
-    }
-    return open;
-}
-
-long residentPages() {
-    long size = 0;
-    long resident = 0;
-    std::ifstream("/proc/self/statm") >> size >> resident;
-    return resident;
-}
 
 // What a call keeps, or how long it waits, is part of its description.
 bool keepsOrWaits(const Scenario &scenario) {

@@ -24,6 +24,13 @@ int openDescriptors() {
     return count;
 }
 
+long residentPages() {
+    long size = 0;
+    long resident = 0;
+    std::ifstream("/proc/self/statm") >> size >> resident;
+    return resident;
+}
+
 int children() {
     std::ifstream list("/proc/thread-self/children");
     int count = 0;

@@ -5,6 +5,8 @@ namespace ozu::test {
 
 // Open descriptors of this process.
 int openDescriptors();
+// Pages of memory that this process has in use.
+long residentPages();
 // Children of this process, zombies included.
 int children();
 

@@ -3,10 +3,9 @@
 #include "targets.h"
 
 #include "random_numbers.h"
+#include "resource_count.h"
 
 #include <gtest/gtest.h>
-
-#include <fcntl.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -53,21 +52,6 @@ Bytes changed(const Bytes &seed, ozu::test::Random &random) {
     return bytes;
 }
 
-int openDescriptors() {
-    int open = 0;
-    for (int fd = 0; fd < 1024; ++fd) {
-        open += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
-    }
-    return open;
-}
-
-long residentPages() {
-    long size = 0;
-    long resident = 0;
-    std::ifstream("/proc/self/statm") >> size >> resident;
-    return resident;
-}
-
 class Families : public testing::TestWithParam<ozu::fuzz::Target> {
   protected:
     static void run(const Bytes &bytes) {
@@ -100,20 +84,20 @@ TEST_P(Families, corpusAndRandomInputsPass) {
     long resident = 0;
     for (int i = 0; i < trials; ++i) {
         if (i == kWarm) {
-            opened = openDescriptors();
-            resident = residentPages();
+            opened = ozu::test::openDescriptors();
+            resident = ozu::test::residentPages();
         }
         run(changed(corpus[random.below(static_cast<std::uint32_t>(corpus.size()))], random));
     }
-    EXPECT_EQ(openDescriptors(), opened);
+    EXPECT_EQ(ozu::test::openDescriptors(), opened);
 // Sanitizers keep freed memory, and look for leaks themselves. An emulator's own memory grows.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
     if (getenv("OZU_TEST_EMULATED") == nullptr) {
-        EXPECT_LE(residentPages(), resident + 512); // two megabytes
+        EXPECT_LE(ozu::test::residentPages(), resident + 512); // two megabytes
     }
 #endif
     printf("attack: %s: %d trials, 0 failures, %ld pages more\n", GetParam().name, trials,
-           residentPages() - resident);
+           ozu::test::residentPages() - resident);
 }
 
 INSTANTIATE_TEST_SUITE_P(, Families,
