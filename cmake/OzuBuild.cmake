@@ -32,7 +32,7 @@ find_program(OZU_CCACHE ccache)
 if(OZU_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     # What it must not be too strict about for a source with a precompiled header to be found again.
     set(launcher "${CMAKE_COMMAND}" -E env "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" CCACHE_NOHASHDIR=1
-        CCACHE_SLOPPINESS=pch_defines,time_macros "${OZU_CCACHE}")
+        CCACHE_SLOPPINESS=pch_defines,time_macros CCACHE_DEPEND=1 "${OZU_CCACHE}")
     set(CMAKE_C_COMPILER_LAUNCHER ${launcher})
     set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
 endif()

@@ -30,13 +30,11 @@ Install them once as root:  apt-get update && apt-get install ${missing[*]}"
 
 # configure_and_build PRESET [TARGET...]
 configure_and_build() {
-    local preset=$1 target
+    local preset=$1
     shift
     if [ ! -w build ]; then
-        for target in "${@:-.}"; do
-            [ -e "build/$preset/bin/$target" ] || die "$PWD is read-only and holds no build of the preset $preset.
+        [ -d "build/$preset/bin" ] || die "$PWD is read-only and holds no build of the preset $preset.
 Copy it to a folder of your own and run it there."
-        done
         say "Using the build that is there ($PWD is read-only)"
         return
     fi

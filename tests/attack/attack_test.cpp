@@ -367,7 +367,7 @@ class Damage : public Attack {
             const std::string path = folder() + "/" + name;
             remove(path.c_str());
             if (!content.empty()) {
-                writeFile(path, content);
+                rewriteFile(path, content);
                 chmod(path.c_str(), 0600);
             }
         }
@@ -417,7 +417,7 @@ TEST_F(Damage, filesCutAndOverwritten) {
                         std::string changed = content;
                         const std::size_t room = std::min<std::size_t>(4096, content.size() - page * 4096);
                         changed.replace(page * 4096, room, room, static_cast<char>(filling));
-                        writeFile(path, changed);
+                        rewriteFile(path, changed);
                     },
                     name);
             }
@@ -430,7 +430,7 @@ TEST_F(Damage, filesCutAndOverwritten) {
                     for (int i = 0; i < 16; ++i) {
                         changed[random() % changed.size()] = static_cast<char>(random());
                     }
-                    writeFile(path, changed);
+                    rewriteFile(path, changed);
                 },
                 name);
         }
@@ -459,7 +459,7 @@ TEST_F(Damage, somethingElseInPlaceOfEachPath) {
              }},
         };
         for (const auto &[what, plant] : plants) {
-            writeFile(victim, "precious");
+            rewriteFile(victim, "precious");
             step(
                 what,
                 [&, &put = plant](const std::string &path) {

@@ -4,7 +4,7 @@
 # Beside the next stage
 # Packages: build box test
 source "$(dirname "$0")/../../scripts/lib.sh"
-configure_and_build dev
+configure_and_build dev all long_programs
 failed=0
 unit_tests dev build/results/long-unit.xml --label-regex long || failed=1
 panel_tests build/results/long-panel.xml tests/panel tests/scenarios --ozu-features -m long || failed=1

@@ -3,7 +3,7 @@
 source "$(dirname "$0")/../../scripts/lib.sh"
 scripts/make_armhf_sysroot.sh
 configure_and_build armhf-time64
-configure_and_build armhf
+configure_and_build armhf all long_programs
 failed=0
 
 say "Unit tests under emulation"
@@ -25,7 +25,7 @@ units=(build/results/unit.xml build/results/long-unit.xml)
 panel=(build/results/panel.xml build/results/long-panel.xml)
 if ! ls "${units[@]}" "${panel[@]}" >/dev/null 2>&1; then
     say "The same on the workstation, not counted"
-    configure_and_build dev
+    configure_and_build dev all long_programs
     units=(build/arm-native-unit.xml)
     panel=(build/arm-native-panel.xml)
     unit_tests dev "${units[0]}" || failed=1

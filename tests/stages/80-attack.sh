@@ -2,7 +2,7 @@
 # Library and platform under attack, in the long form. The lines "attack: ..." are the table of docs/reliability.md.
 # Packages: build box test
 source "$(dirname "$0")/../../scripts/lib.sh"
-configure_and_build dev
+configure_and_build dev all long_programs
 export OZU_ATTACK=long
 
 attack() { # PROGRAM [FILTER]

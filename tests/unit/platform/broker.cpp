@@ -171,7 +171,7 @@ Broker::Broker(std::string folder, const std::string &configuration)
     if (configuration.find("allow_anonymous") == std::string::npos) {
         text += "allow_anonymous true\n";
     }
-    writeFile(folder_ + "/mosquitto.conf", text + configuration);
+    rewriteFile(folder_ + "/mosquitto.conf", text + configuration);
     start();
 }
 

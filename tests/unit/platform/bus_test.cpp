@@ -360,7 +360,7 @@ TEST_F(Bus, brokerThatComesBackWhileTheProcessLeavesHasTheRest) {
         if (connect("sender") != 0) {
             return 1;
         }
-        writeFile(folder() + "/connected", "x");
+        rewriteFile(folder() + "/connected", "x");
         while (access((folder() + "/gone").c_str(), F_OK) != 0) {
             pause(10);
         }
@@ -372,7 +372,7 @@ TEST_F(Bus, brokerThatComesBackWhileTheProcessLeavesHasTheRest) {
     });
     ASSERT_TRUE(eventually([&] { return access((folder() + "/connected").c_str(), F_OK) == 0; }));
     broker->stop(SIGKILL);
-    writeFile(folder() + "/gone", "x");
+    rewriteFile(folder() + "/gone", "x");
     pause(500);
     broker->start();
     EXPECT_EQ(waitForChild(sender), 0);
@@ -395,7 +395,7 @@ TEST_F(Bus, processesThatLostTheRaceForANameAreTold) {
             const int connected = connect();
             const int subscribed = connected == 0 ? ozumqttc_topicSubscribe("Process/ALL") : 0;
             const int published = publish("Process/ALL", "x");
-            writeFile(results + std::to_string(process), "done");
+            rewriteFile(results + std::to_string(process), "done");
             pause(3000);
             const int later = publish("Process/ALL", "y");
             if (published == 0 && later == 0 && connected == 0 && subscribed == 0) {
@@ -407,7 +407,7 @@ TEST_F(Bus, processesThatLostTheRaceForANameAreTold) {
             return toldAtOnce && later != 0 ? 1 : 2;
         }));
     }
-    writeFile(go, "x");
+    rewriteFile(go, "x");
     std::array<int, 3> outcomes{};
     for (const pid_t child : children) {
         ++outcomes.at(static_cast<std::size_t>(waitForChild(child)));

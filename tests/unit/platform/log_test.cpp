@@ -262,7 +262,7 @@ TEST_F(LogTest, whateverStandsInThePlaceOfTheFileIsRefusedAtOnce) {
     ASSERT_EQ(mkdir(logFolder().c_str(), 0700), 0);
     const std::string path = logFile("alarmd");
     const std::string victim = folder() + "/victim";
-    writeFile(victim, "precious");
+    rewriteFile(victim, "precious");
     const std::vector<std::pair<const char *, std::function<int()>>> plants{
         {"is a link", [&] { return symlink(victim.c_str(), path.c_str()); }},
         {"is a link", [&] { return symlink((folder() + "/nowhere").c_str(), path.c_str()); }},
@@ -297,7 +297,7 @@ TEST_F(LogTest, whatIsPutThereLaterIsLeftAloneAndBlocksNobody) {
     start("TRACE");
     const std::string path = logFile("alarmd");
     const std::string victim = folder() + "/victim";
-    writeFile(victim, "precious");
+    rewriteFile(victim, "precious");
     const std::string moved = folder() + "/moved";
     for (const auto &plant : std::vector<std::function<int()>>{
              [&] { return symlink(victim.c_str(), path.c_str()); },
@@ -323,9 +323,9 @@ TEST_F(LogTest, rotationPassesByWhatIsNotALogFile) {
     start("TRACE");
     const std::string path = logFile("alarmd");
     const std::string victim = folder() + "/victim";
-    writeFile(victim, "precious");
+    rewriteFile(victim, "precious");
     ASSERT_EQ(mkdir((path + ".1").c_str(), 0700), 0);
-    writeFile(path + ".1/inside", "x");
+    rewriteFile(path + ".1/inside", "x");
     ASSERT_EQ(mkfifo((path + ".2").c_str(), 0600), 0);
     ASSERT_EQ(symlink(victim.c_str(), (path + ".3").c_str()), 0);
     ASSERT_EQ(mkfifo((logFolder() + "/.rotate").c_str(), 0600), 0);
@@ -409,7 +409,7 @@ TEST_F(LogTest, threadsWriteWholeLines) {
 }
 
 TEST_F(LogTest, worksWithoutTheDatabase) {
-    writeFile(folder() + "/ozu.db", std::string(4096, 'x'));
+    rewriteFile(folder() + "/ozu.db", std::string(4096, 'x'));
     ASSERT_EQ(ozulog_init("alarmd"), 0);
     ozulog_printf(20000, "%s", "below the default");
     ozulog_printf(30000, "%s", "kept");

@@ -90,7 +90,7 @@ std::string contentOf(const std::string &path) {
     return content.str();
 }
 
-void writeFile(const std::string &path, const std::string &content) {
+void rewriteFile(const std::string &path, const std::string &content) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
 }
 

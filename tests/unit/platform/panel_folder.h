@@ -42,7 +42,8 @@ bool deathOpensLocks();
     GTEST_SKIP() << "locks of dead processes stay closed under this emulation"
 
 std::string contentOf(const std::string &path);
-void writeFile(const std::string &path, const std::string &content);
+// A file that is there stays the same file, as a stranger who edits it leaves it.
+void rewriteFile(const std::string &path, const std::string &content);
 std::vector<std::string> linesOf(const std::string &path);
 // Waits up to the given seconds for the condition.
 bool eventually(const std::function<bool()> &condition, double seconds = 20);

@@ -179,7 +179,7 @@ TEST_F(SegmentTest, linkInItsPlaceIsNotFollowed) {
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
     const std::string path = segment();
     const std::string moved = folder() + "/elsewhere";
-    writeFile(moved, contentOf(path));
+    rewriteFile(moved, contentOf(path));
     unlink(path.c_str());
     ASSERT_EQ(symlink(moved.c_str(), path.c_str()), 0);
     closePlatform();
@@ -231,7 +231,7 @@ class OtherUsers : public SegmentTest {
 
 TEST_F(OtherUsers, nameThatIsTakenIsNotNeeded) {
     const std::string victim = folder() + "/victim";
-    writeFile(victim, "precious");
+    rewriteFile(victim, "precious");
     for (const auto &plant : std::vector<std::function<int(const char *)>>{
              [](const char *path) { return close(creat(path, 0666)); },
              [](const char *path) { return mkfifo(path, 0666); },
@@ -291,7 +291,7 @@ TEST_F(SegmentTest, identityIsThatOfTheRunningPanel) {
         if (std::string(damage) == "missing") {
             ASSERT_EQ(remove((folder() + "/identity").c_str()), 0);
         } else {
-            writeFile(folder() + "/identity", damage);
+            rewriteFile(folder() + "/identity", damage);
         }
         std::string file;
         EXPECT_EQ(segmentFile(file), 0) << damage;
@@ -321,7 +321,7 @@ TEST_F(SegmentTest, damagedIdentityWithoutARunningPanelIsMadeAnew) {
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
     ASSERT_EQ(ozudb_ModifyBypassExpiry(9, 1, 1234), 0);
     boot();
-    writeFile(folder() + "/identity", "");
+    rewriteFile(folder() + "/identity", "");
     ozu::test::captureStderr();
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
     EXPECT_THAT(ozu::test::capturedStderr(), HasSubstr("was empty or damaged"));
@@ -336,7 +336,7 @@ TEST_F(SegmentTest, copyOfAFolderWithoutItsIdentityIsAnotherPanel) {
     closePlatform();
     PanelFolder::SetUp();
     for (const char *suffix : {"", "-wal"}) {
-        writeFile(databaseFile() + suffix, contentOf(firstFolder + "/ozu.db" + suffix));
+        rewriteFile(databaseFile() + suffix, contentOf(firstFolder + "/ozu.db" + suffix));
         chmod((databaseFile() + suffix).c_str(), 0600);
     }
     ozu::test::captureStderr();
@@ -358,7 +358,7 @@ TEST_F(SegmentTest, identityOfAnotherRunningPanelIsNotUsed) {
     closePlatform();
     PanelFolder::SetUp();
     for (const char *name : {"/identity", "/ozu.db", "/ozu.db-wal"}) {
-        writeFile(folder() + name, contentOf(firstFolder + name));
+        rewriteFile(folder() + name, contentOf(firstFolder + name));
         chmod((folder() + name).c_str(), 0600);
     }
     const PanelSharedState *view = nullptr;
@@ -413,7 +413,7 @@ TEST_F(SegmentTest, aToolThatOnlyLooksMakesNothing) {
 TEST_F(SegmentTest, recordThatExistsIsOfUseWithoutTheDatabase) {
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
     closePlatform();
-    writeFile(databaseFile(), std::string(4096, 'x'));
+    rewriteFile(databaseFile(), std::string(4096, 'x'));
     EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
     unsigned char inFlight = 9;
     EXPECT_EQ(ozudb_isInFlightData(&inFlight), 0);
@@ -427,7 +427,7 @@ TEST_F(SegmentTest, databaseBeyondRepairIsSetAsideAtTheNextBoot) {
                                        std::string("SQLite format 3")}) {
         ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
         closePlatform();
-        writeFile(databaseFile(), rubbish);
+        rewriteFile(databaseFile(), rubbish);
         boot();
         ozu::test::captureStderr();
         std::array<char, 8> severity{};

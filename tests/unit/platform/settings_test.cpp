@@ -335,7 +335,7 @@ TEST_F(Settings, connectionsAreSafe) {
 
 TEST_F(Settings, linksAreNotFollowed) {
     const std::string target = folder() + "/target";
-    writeFile(target, "");
+    rewriteFile(target, "");
     ASSERT_EQ(symlink(target.c_str(), (folder() + "/ozu.db").c_str()), 0);
     EXPECT_NE(ozudb_updatePanelRebootReason(1), 0);
     EXPECT_EQ(contentOf(target), "");
@@ -348,7 +348,7 @@ TEST_F(Settings, damagedDatabaseOfARunningPanelIsReportedAndLeftAlone) {
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
     closePlatform();
     const std::string rubbish(8192, 'x');
-    writeFile(folder() + "/ozu.db", rubbish);
+    rewriteFile(folder() + "/ozu.db", rubbish);
     std::array<char, 8> name{};
     EXPECT_EQ(ozudb_getSeverityNameByProcName(name.data(), 8, "alarmd"), kCorrupt);
     EXPECT_EQ(ozudb_addProc2Log("alarmd", "INFO", 1), kCorrupt);
@@ -494,7 +494,7 @@ TEST_F(DamagedTable, cutDatabaseCostsWhatWasCutOff) {
     const std::string whole = contentOf(databaseFile());
     constexpr std::size_t kStep = 2560; // within pages and at their ends
     for (std::size_t size = whole.size() - 512; size >= 4096; size -= kStep) {
-        writeFile(databaseFile(), whole.substr(0, size));
+        rewriteFile(databaseFile(), whole.substr(0, size));
         for (const char *suffix : {"-wal", "-shm"}) {
             unlink((databaseFile() + suffix).c_str());
         }
@@ -520,7 +520,7 @@ TEST_F(DamagedTable, manyDamagedPagesCostTheirTables) {
     for (std::size_t i = 4096; i < content.size(); ++i) {
         content[i] = static_cast<char>(i * 7);
     }
-    writeFile(databaseFile(), content);
+    rewriteFile(databaseFile(), content);
     EXPECT_EQ(LOG_system_event(1, "x"), 0);
     EXPECT_EQ(query("SELECT text FROM system_events"), "x ");
 }
@@ -536,7 +536,7 @@ TEST_F(DamagedTable, emptiedDatabaseIsTold) {
     fill();
     closePlatform();
     for (const char *suffix : {"", "-wal", "-shm"}) {
-        writeFile(databaseFile() + suffix, "");
+        rewriteFile(databaseFile() + suffix, "");
     }
     ozu::test::captureStderr();
     boot();
@@ -565,7 +565,7 @@ TEST_F(DamagedTable, whatWasToldBeforeTheLogWasOpenedStandsInIt) {
 
 TEST_F(Settings, whateverStandsInThePlaceOfAFileIsRefusedAtOnce) {
     const std::string victim = folder() + "/victim";
-    writeFile(victim, "precious");
+    rewriteFile(victim, "precious");
     for (const char *name : {"identity", "ozu.db", "ozu.db-wal", "ozu.db-shm", "ozu.db-journal"}) {
         const std::string path = folder() + "/" + name;
         const std::vector<std::pair<const char *, std::function<int()>>> plants{
@@ -602,7 +602,7 @@ TEST_F(Settings, filesOfOtherUsersAreRefused) {
         if (std::string(name) == "log") {
             ASSERT_EQ(mkdir(path.c_str(), 0777), 0);
         } else {
-            writeFile(path, "");
+            rewriteFile(path, "");
         }
         ASSERT_EQ(chown(path.c_str(), kOtherUser, kOtherUser), 0);
         ozu::test::captureStderr();
@@ -703,7 +703,7 @@ int useAFullDisk(const std::string &folder) {
     if (ozudb_ModifyBypassExpiry(3, 1, 99) != 0 || ozulog_init("alarmd") != 0) {
         return 1;
     }
-    writeFile(folder + "/ballast", std::string(65536, 'b'));
+    rewriteFile(folder + "/ballast", std::string(65536, 'b'));
     int code = 0;
     for (int i = 0; i < 5000 && code == 0; ++i) {
         code = LOG_system_event(1, std::string(1000, 'e').c_str());
