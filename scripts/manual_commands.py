@@ -19,14 +19,16 @@ def help_of(tool, *path):
 
 
 def entries(text, title):
-    """Pairs of name and description of one list of the help; descriptions go on in indented lines."""
-    _, _, listed = text.partition(f"{title}:\n")
+    """Pairs of name and description of the lists whose title begins so; descriptions go on in indented lines."""
     found = []
-    for line in listed.splitlines():
+    listed = False
+    for line in text.splitlines():
         head = re.match(r"^  (\S.*?)(?:\s{2,}(.*))?$", line)
-        if not line.strip():
-            break
-        if head:
+        if not line.startswith(" "):
+            listed = line.startswith(title) and line.endswith(":")
+        elif not listed:
+            pass
+        elif head:
             found.append([head[1], [head[2] or ""]])
         elif found:
             found[-1][1].append(line.strip())

@@ -70,5 +70,5 @@ def test_a_day_leaves_everything_as_it_was(panel, clock):
         assert grown[name] <= GROWTH_KIB, (name, before, after)
     assert (first["segments"], first["bytes"]) == (last["segments"], last["bytes"])
     most = max(grown, key=grown.get)
-    print(f"\nattack: panelDay: {HOURS} hours of panel time, 0 failures, {len(grown)} processes, {3 * happenings} happenings, "
+    print(f"\nattack: panelDay: {HOURS} hours of panel time, 0 failures, {len(grown)} processes, {3 * happenings} changes, "
           f"{grown[most]} KiB more at most ({most.split()[0]})")

@@ -200,6 +200,8 @@ def test_publish_without_broker(make_box):
     assert "broker" in done.stderr
     done = Ozuctl(make_box(broker=False))("monitor", code=UNREACHABLE)
     assert "--no-bus" in done.stderr
+    done = Ozuctl(make_box(broker=False))("wait-for", "bus", "Process/ALL", "--for", "1", code=UNREACHABLE)
+    assert "'ozuctl box shell'" in done.stderr and "--no-bus" not in done.stderr
 
 
 @pytest.mark.long

@@ -55,7 +55,7 @@ def test_lanes(tmp_path):
     done = draw(recording(tmp_path, records()), tmp_path / "a.svg")
     document = json.loads(done.stdout)
     ozuctl.validate("draw", document)
-    assert document == {"file": str(tmp_path / "a.svg"), "lanes": 6, "lanesLeftOut": 0, "happenings": 8}
+    assert document == {"file": str(tmp_path / "a.svg"), "lanes": 6, "lanesLeftOut": 0, "entries": 8}
     root = tree.parse(tmp_path / "a.svg").getroot()
     assert root.tag == f"{SVG}svg"
     shown = ["".join(element.itertext()) for element in root.iter(f"{SVG}text")]
@@ -153,7 +153,7 @@ def test_what_a_monitor_recorded(box, tmp_path):
     monitor.stdout.close()
     document = ozuctl.ask(box, "draw", "draw", "/tmp/recording", "-o", "/tmp/a.html")
     page = box.run(["cat", "/tmp/a.html"]).stdout
-    assert document["happenings"] >= 3
+    assert document["entries"] >= 3
     for lane in ("Process/ALARM_CORE", "cpPlasticVersion", "System events, by category"):
         assert lane in page
 

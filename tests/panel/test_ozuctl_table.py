@@ -29,14 +29,11 @@ def outside(*arguments, folder, **options):
 
 
 def entries(text, title):
-    _, _, listed = text.partition(f"\n{title}:\n")
+    """What the lists of a help name whose title begins so."""
     found = []
-    for line in listed.splitlines():
-        if not line.strip():
-            break
-        head = re.match(r"^  (\S.*?)(?:\s{2,}.*)?$", line)
-        if head:
-            found.append(head[1])
+    for listed in re.findall(rf"^{title}.*:\n((?:  .*\n)+)", text, re.M):
+        heads = [re.match(r"^  (\S.*?)(?:\s{2,}.*)?$", line) for line in listed.splitlines()]
+        found += [head[1] for head in heads if head]
     return found
 
 
@@ -121,6 +118,14 @@ def test_help_fits_a_terminal(commands):
         for line in command.help.splitlines():
             assert len(line) <= 80, (command.path, line)
         assert command.help.splitlines()[0].strip(), command.path
+
+
+def test_the_commands_are_listed_by_what_they_are_for(commands):
+    """More than forty in one list are read by nobody."""
+    groups = re.findall(r"^Subcommands .*:\n((?:  .*\n)+)", commands[0].help, re.M)
+    assert len(groups) >= 5 and all(len(re.findall(r"^  \S", group, re.M)) <= 20 for group in groups)
+    for name in ("status", "doctor", "completion", "call", "wait-for"):
+        assert len([group for group in groups if re.search(rf"^  {name}\b", group, re.M)]) == 1, name
 
 
 def test_every_argument_says_what_it_is(commands):

@@ -32,6 +32,16 @@ def logs(box):
     return folder
 
 
+@pytest.fixture
+def core(box):
+    """A running panel process."""
+    process = box.popen(box.program("alarm_core"), stderr=subprocess.DEVNULL)
+    ozuctl(box, "wait-for", "process", "ALARM_CORE", "--for", "30")
+    yield process
+    process.terminate()
+    process.wait()
+
+
 # --- log ---
 
 def texts(box, *arguments):
@@ -189,6 +199,37 @@ def test_filters_narrow_their_kinds(box, logs):
         ("bus", "Wanted/x"), ("bus", "Wanted/y"), ("log", "A"), ("state", "cpPlasticVersion")]
 
 
+def snapshot(box, *arguments):
+    words = ["monitor", "--for", "0.1", "--no-bus", "--no-log", "--no-events", *arguments]
+    text = ozuctl(box, *words).stdout
+    document = json.loads(ozuctl(box, "--json", *words).stdout.splitlines()[0])
+    tool.validate("monitor", document)
+    for path in document["fields"] or {}:
+        assert f"  {path} " in text
+    assert len(text.splitlines()) == 1 + len(document["fields"]) + len(document["processes"])
+    return document
+
+
+def test_the_snapshot_shows_what_was_asked_for(box, core):
+    ozuctl(box, "state", "set", "cpPlasticVersion=7", "powerManagerMode=5")
+    whole = snapshot(box)
+    assert {"cpPlasticVersion", "powerManagerMode"} <= set(whole["fields"]) and whole["processes"]
+    assert set(snapshot(box, "--field", "cpPlasticVersion")["fields"]) == {"cpPlasticVersion"}
+    assert snapshot(box, "--no-state")["fields"] == {}
+    assert snapshot(box, "--no-processes")["processes"] == []
+    assert snapshot(box, "--process", "NOBODY")["processes"] == []
+    # A recording keeps everything all the same.
+    ozuctl(box, "monitor", "--for", "0.1", "--no-bus", "--field", "powerManagerMode", "--record", "/tmp/kept")
+    kept = json.loads(box.run(["head", "-1", "/tmp/kept"]).stdout)
+    assert kept["fields"]["cpPlasticVersion"] == 7
+
+
+def test_state_with_nothing_to_show_says_so(box):
+    ozuctl(box, "state", "set", "cpPlasticVersion=1")
+    done = ozuctl(box, "state", "get", "zones")
+    assert done.stdout == "" and "--all shows every field" in done.stderr
+
+
 @pytest.mark.long
 def test_retained_messages_are_old_ones(box):
     box.run(["mosquitto_pub", "-V", "5", "-r", "-t", "Kept/x", "-m", "1"], check=True)
@@ -335,6 +376,26 @@ def test_doctor_says_what_is_wrong(box):
     rows = {row["check"]: row for row in tool.ask(box, "doctor", "doctor", status=1)}
     assert rows["broker"]["state"] == rows["database"]["state"] == "wrong"
     assert rows["broker"]["advice"] and rows["database"]["advice"]
+
+
+def test_severity_of_a_name_that_nobody_has_is_told(box):
+    """It may be set before the first start of a process; more often it is misspelt."""
+    ozuctl(box, "publish", "Some/thing")
+    done = ozuctl(box, "severity", "OZUCTL_2", "DEBUG")
+    assert "no process 'OZUCTL_2' has run here yet; did you mean 'OZUCTL_1'?" in done.stderr
+    assert tool.ask(box, "severity", "severity", "OZUCTL_2")["severity"] == "DEBUG"
+    for known in ("OZUCTL_1", "*"):
+        assert ozuctl(box, "severity", known, "DEBUG").stderr == ""
+
+
+def test_doctor_sees_that_the_record_was_removed(box, core):
+    ozuctl(box, "state", "get")
+    box.run(["sh", "-c", "rm /dev/shm/ozu-v*"], check=True)
+    rows = {row["check"]: row for row in tool.ask(box, "doctor", "doctor", status=1)}
+    assert rows["shared record"]["state"] == "wrong" and "ALARM_CORE" in rows["shared record"]["found"]
+    ozuctl(box, "state", "set", "cpPlasticVersion=1")  # somebody makes another one
+    rows = {row["check"]: row for row in tool.ask(box, "doctor", "doctor", status=1)}
+    assert rows["shared record"]["state"] == "wrong" and "again" in rows["shared record"]["advice"]
 
 
 @pytest.mark.long

@@ -116,7 +116,7 @@ struct BusListener::Session {
     }
 };
 
-BusListener::BusListener(Timeline &timeline, std::vector<std::string> topics)
+BusListener::BusListener(Timeline &timeline, std::vector<std::string> topics, const std::string &otherwise)
     : session_(std::make_unique<Session>()) {
     Session &session = *session_;
     session.timeline = &timeline;
@@ -148,8 +148,8 @@ BusListener::BusListener(Timeline &timeline, std::vector<std::string> topics)
         mosquitto_destroy(session.client);
         session_.reset();
         throw CommandError(kUnreachable, "no broker answers on 127.0.0.1:1883",
-                           "Start one, or type 'ozuctl box shell' for a box with a broker of its own; "
-                           "'ozuctl monitor --no-bus' does without.");
+                           "Start one, or type 'ozuctl box shell' for a box with a broker of its own" +
+                               (otherwise.empty() ? "." : "; " + otherwise));
     }
 }
 

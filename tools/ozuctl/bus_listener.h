@@ -16,10 +16,8 @@ namespace ozuctl {
 // which.
 class BusListener {
   public:
-    // Throws kUnreachable when the broker does not answer.
-    BusListener(Timeline &timeline, std::vector<std::string> topics);
-    BusListener(Timeline &timeline, const std::string &topic)
-        : BusListener(timeline, std::vector<std::string>{topic}) {}
+    // Throws kUnreachable when the broker does not answer, and advises the words of "otherwise", too.
+    BusListener(Timeline &timeline, std::vector<std::string> topics, const std::string &otherwise = {});
     ~BusListener();
     BusListener(const BusListener &) = delete;
     BusListener &operator=(const BusListener &) = delete;

@@ -77,7 +77,35 @@ Json database() {
     return row("database", "wrong", file + ": " + platform::codeText(code), advice);
 }
 
+std::vector<platform::LoggedProcess> processesThatRun(int &code) {
+    std::vector<platform::LoggedProcess> all;
+    code = access(platform::databaseFile().c_str(), F_OK) == 0 ? platform::listProcesses(all) : 0;
+    std::erase_if(all, [](const auto &one) { return !one.running; });
+    return all;
+}
+
+// The processes that use a record whose file was removed: what they share is lost to all who start later.
+std::string holdersOfRemovedRecord() {
+    int code = 0;
+    std::string names;
+    for (const auto &one : processesThatRun(code)) {
+        std::ifstream maps("/proc/" + std::to_string(one.pid) + "/maps");
+        for (std::string line; std::getline(maps, line);) {
+            if (line.find("/dev/shm/ozu-") != std::string::npos && line.ends_with(" (deleted)")) {
+                names += (names.empty() ? "" : ", ") + one.process;
+                break;
+            }
+        }
+    }
+    return names;
+}
+
 Json record() {
+    const std::string holders = holdersOfRemovedRecord();
+    if (!holders.empty()) {
+        return row("shared record", "wrong", "its file was removed under " + holders,
+                   "Start these processes again: they and those started since do not share anything.");
+    }
     const PanelSharedState *state = nullptr;
     std::string why;
     const int code = platform::attachState(state, why);
@@ -94,7 +122,7 @@ Json record() {
 Json broker() {
     try {
         Timeline timeline(0);
-        const BusListener bus(timeline, "ozuctl/doctor");
+        const BusListener bus(timeline, {"ozuctl/doctor"});
         return row("broker", "ok", "answers on 127.0.0.1:1883");
     } catch (const CommandError &error) {
         return row("broker", "wrong", error.what(),
@@ -142,12 +170,8 @@ Json rights() {
 }
 
 Json processes() {
-    std::vector<platform::LoggedProcess> all;
-    const int code = access(platform::databaseFile().c_str(), F_OK) == 0 ? platform::listProcesses(all) : 0;
-    std::size_t running = 0;
-    for (const auto &one : all) {
-        running += one.running ? 1 : 0;
-    }
+    int code = 0;
+    const std::size_t running = processesThatRun(code).size();
     return code == 0 ? row("processes", "ok", std::to_string(running) + " running")
                      : row("processes", "wrong", platform::codeText(code), "See the row of the database.");
 }

@@ -38,21 +38,28 @@ bool below(const std::string &path, const std::string &part) {
 
 } // namespace
 
+bool Filter::passesField(const std::string &path) const {
+    return fields.empty() ||
+           std::ranges::any_of(fields, [&path](const std::string &part) { return below(path, part); });
+}
+
+bool Filter::passesProcess(const Json &process) const {
+    return processes.empty() || contains(processes, process);
+}
+
 bool Filter::passes(const Json &record) const {
     const auto kind = record.value("kind", "");
     if (kind == "bus") {
-        return (processes.empty() || contains(processes, record["label"])) &&
+        return passesProcess(record["label"]) &&
                (topics.empty() || matchesTopic(topics, record["topic"].get<std::string>()));
     }
     if (kind == "state" && record.contains("field")) {
-        const auto path = record["field"].get<std::string>();
-        return fields.empty() ||
-               std::ranges::any_of(fields, [&path](const std::string &part) { return below(path, part); });
+        return passesField(record["field"].get<std::string>());
     }
     if (kind != "log" && kind != "event" && kind != "process") {
         return true;
     }
-    if (!processes.empty() && !contains(processes, record["process"])) {
+    if (!passesProcess(record["process"])) {
         return false;
     }
     if (kind == "log" && level &&

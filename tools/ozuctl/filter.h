@@ -21,6 +21,8 @@ struct Filter {
     std::string text;                   // log lines and events that contain it
 
     [[nodiscard]] bool passes(const Json &record) const;
+    [[nodiscard]] bool passesField(const std::string &path) const;
+    [[nodiscard]] bool passesProcess(const Json &process) const;
 };
 
 // --process, --level and --text, which reading the log and watching it share.

@@ -162,11 +162,19 @@ std::string HelpFormatter::make_help(const CLI::App *app, std::string /*name*/,
             options.push_back({optionName(*option), option->get_description()});
         }
     }
+    text += listOf("Positionals", positionals) + listOf("Options", options);
+    // Commands of one heading follow each other.
+    std::string heading;
     std::vector<Entry> commands;
     for (const CLI::App *command : commandsOf(*app)) {
+        if (command->get_group() != heading) {
+            text += listOf(heading, commands);
+            commands.clear();
+            heading = command->get_group();
+        }
         commands.push_back({command->get_name(), flowing(command->get_description())});
     }
-    text += listOf("Positionals", positionals) + listOf("Options", options) + listOf("Subcommands", commands);
+    text += listOf(heading, commands);
     if (app->get_parent() == nullptr && !app->get_footer().empty()) {
         text += "\n" + wrapped(app->get_footer(), 0, 0) + "\n";
     }

@@ -16,6 +16,7 @@
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -23,44 +24,72 @@ namespace {
 
 using namespace ozuctl;
 
-// clang-format off
-constexpr void (*kGroups[])(CLI::App &, Context &) = {
-    registerStatus,
-    registerState,
-    registerBus,
-    registerCall,
-    registerCrypt,
-    registerMedia,
-#ifdef OZUCTL_REFERENCE_PLATFORM
-    registerMonitor,
-    registerWaitFor,
-    registerLog,
-    registerReplay,
-    registerSettings,
-    registerDraw,
-    registerReport,
-    registerDoctor,
-    registerCompletion,
-    registerEvents,
-    registerProcesses,
-    registerScenario,
-    registerSeverity,
-#endif
-    registerNet,
-    registerNames,
-    registerDeviceType,
-    registerPartition,
-    registerIdentity,
-    registerNxp,
-    registerGpio,
-    registerModem,
-    registerImsi,
-    registerRsu,
-    registerSystem,
-    registerTime,
-    registerError,
-    registerBox,
+struct CommandGroup {
+    const char *heading; // in the help, which lists the commands in this order
+    std::vector<void (*)(CLI::App &, Context &)> registers;
 };
+
+// clang-format off
+const std::vector<CommandGroup> &commandGroups() {
+    static const std::vector<CommandGroup> groups = {
+        {"Subcommands that look at the panel", {
+            registerStatus,
+            registerState,
+#ifdef OZUCTL_REFERENCE_PLATFORM
+            registerMonitor,
+            registerWaitFor,
+            registerLog,
+            registerEvents,
+            registerProcesses,
+#endif
+        }},
+        {"Subcommands that drive the panel", {
+            registerBus,
+#ifdef OZUCTL_REFERENCE_PLATFORM
+            registerSettings,
+            registerSeverity,
+#endif
+            registerNxp,
+            registerGpio,
+            registerModem,
+            registerSystem,
+            registerTime,
+        }},
+        {"Subcommands for tests", {
+            registerBox,
+#ifdef OZUCTL_REFERENCE_PLATFORM
+            registerScenario,
+            registerReplay,
+            registerDraw,
+#endif
+        }},
+        {"Subcommands that find faults", {
+#ifdef OZUCTL_REFERENCE_PLATFORM
+            registerDoctor,
+            registerReport,
+#endif
+            registerError,
+        }},
+        {"Subcommands for the library's functions", {
+            registerNet,
+            registerNames,
+            registerDeviceType,
+            registerPartition,
+            registerIdentity,
+            registerImsi,
+            registerRsu,
+            registerCrypt,
+            registerMedia,
+            registerCall,
+        }},
+#ifdef OZUCTL_REFERENCE_PLATFORM
+        {"Subcommands for the shell", {
+            registerCompletion,
+        }},
+#endif
+    };
+    return groups;
+}
 // clang-format on
 
 std::string exitStatusText() {
@@ -101,8 +130,15 @@ ExitCode run(Context &context, int argc, char **argv) {
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(exitStatusText());
-    for (const auto &registerGroup : kGroups) {
-        registerGroup(app, context);
+    for (const CommandGroup &group : commandGroups()) {
+        const std::size_t before = commandsOf(app).size();
+        for (const auto &registerCommands : group.registers) {
+            registerCommands(app, context);
+        }
+        const auto all = app.get_subcommands({});
+        for (CLI::App *command : std::span(all).subspan(before)) {
+            command->group(group.heading);
+        }
     }
     std::vector<char *> words(argv, argv + argc);
     std::string helpOption = "--help";

@@ -45,7 +45,8 @@ void addKeyOptions(CLI::App &command, KeyOptions &key, const std::string &length
     auto *group = command.add_option_group("key");
     group->add_option("--key", key.hex,
                       "Key in hexadecimal, " + lengths + "; other users may see it in the process list");
-    group->add_option("--key-file", key.file, "File with the key in hexadecimal; '-' is standard input");
+    group->add_option("--key-file", key.file, "File with the key in hexadecimal; '-' is standard input")
+        ->type_name("FILE");
     group->require_option(1);
 }
 

@@ -36,8 +36,8 @@ ExitCode draw(const Context &context, const DrawOptions &options) {
           {{"file", options.picture},
            {"lanes", drawing.lanes},
            {"lanesLeftOut", drawing.lanesLeftOut},
-           {"happenings", drawing.happenings}},
-          options.picture + ": " + countWords(drawing.happenings, "happening", "happenings") + " in " +
+           {"entries", drawing.happenings}},
+          options.picture + ": " + countWords(drawing.happenings, "entry", "entries") + " in " +
               countWords(drawing.lanes, "lane", "lanes") +
               (drawing.lanesLeftOut == 0 ? "" : ", " + std::to_string(drawing.lanesLeftOut) + " left out"));
     return kDone;
@@ -51,7 +51,9 @@ void registerDraw(CLI::App &app, Context &context) {
         "draw", "Draw a recording of 'monitor --record': lanes for topics, fields, processes with their log, "
                 "and events. Any browser shows it, without a network");
     command->add_option("FILE", options->recording, "The recording")->required();
-    command->add_option("-o,--output", options->picture, "The picture, .svg or .html")->required();
+    command->add_option("-o,--output", options->picture, "The picture, .svg or .html")
+        ->type_name("FILE")
+        ->required();
     command->callback(
         [options, &context] { context.command = [options, &context] { return draw(context, *options); }; });
 }

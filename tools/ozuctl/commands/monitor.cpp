@@ -78,7 +78,7 @@ class Sources {
     Sources(Timeline &timeline, const MonitorOptions &options)
         : state_(timeline), wantsState_(!options.noState) {
         if (!options.noBus) {
-            bus_.emplace(timeline, subscriptions(options));
+            bus_.emplace(timeline, subscriptions(options), "'ozuctl monitor --no-bus' does without.");
         }
         if (!options.noLog) {
             logs_.emplace(platform::logFolder(),
@@ -138,11 +138,11 @@ class Stream {
     void begin(const Json &snapshot) {
         const std::int64_t now = nowMilliseconds();
         start_ = before_ = now;
-        const Json record = timed(now, snapshot);
-        keep(record);
-        printRecord(context_, record, timeText(now) + " snapshot");
+        keep(timed(now, snapshot));
+        const Json shown = chosenOf(snapshot);
+        printRecord(context_, timed(now, shown), timeText(now) + " snapshot");
         if (!context_.json) {
-            writeSnapshot(snapshot);
+            writeSnapshot(shown);
         }
     }
 
@@ -168,6 +168,21 @@ class Stream {
         Json record = {{"time", isoTimeMilliseconds(timeMs)}};
         record.update(happening);
         return record;
+    }
+
+    // Of a snapshot, what the filters and the kinds left out do not hide.
+    [[nodiscard]] Json chosenOf(const Json &snapshot) const {
+        Json processes = Json::array();
+        std::ranges::copy_if(snapshot["processes"], std::back_inserter(processes), [this](const Json &one) {
+            return !options_.noProcesses && options_.filter.passesProcess(one["process"]);
+        });
+        Json fields = snapshot["fields"].is_null() && !options_.noState ? Json(nullptr) : Json::object();
+        for (const auto &[path, value] : snapshot["fields"].items()) {
+            if (!options_.noState && options_.filter.passesField(path)) {
+                fields[path] = value;
+            }
+        }
+        return {{"kind", "snapshot"}, {"processes", std::move(processes)}, {"fields", std::move(fields)}};
     }
 
     void keep(const Json &record) {
@@ -275,8 +290,10 @@ void registerMonitor(CLI::App &app, Context &context) {
         *command, "--hold", options->holdMs, 0, kMaxHoldMs,
         "Milliseconds for which a line waits for earlier ones that are found later (300); with 0, lines come "
         "as they are found");
-    command->add_option("--record", options->file,
-                        "Keep everything, whatever is shown, in this file, for 'replay'");
+    command
+        ->add_option("--record", options->file,
+                     "Keep everything, whatever is shown, in this file, for 'replay'")
+        ->type_name("FILE");
     command->callback([options, &context] {
         context.command = [&context, options] { return monitor(context, *options); };
     });

@@ -67,7 +67,7 @@ void registerReport(CLI::App &app, Context &context) {
         "report",
         "One archive (tar) for support: lists what it takes and leaves out, then writes it. Without "
         "-o it only lists. Secrets are left out");
-    command->add_option("-o,--output", *path, "The archive; readable by its owner only");
+    command->add_option("-o,--output", *path, "The archive; readable by its owner only")->type_name("FILE");
     command->callback(
         [path, &context] { context.command = [path, &context] { return report(context, *path); }; });
 }

@@ -49,6 +49,20 @@ ExitCode showSeverity(const Context &context, const std::string &process) {
     return kDone;
 }
 
+// A severity may be set before its process first runs; more often the name is misspelt.
+void tellIfUnknown(const std::string &process) {
+    std::vector<platform::LoggedProcess> known;
+    std::vector<std::string> names = {"*"};
+    require(platform::listProcesses(known), "cannot read the list of processes");
+    for (const auto &one : known) {
+        names.push_back(one.process);
+    }
+    if (std::ranges::find(names, process) == names.end()) {
+        tell("ozuctl: no process " + inQuotes(process) + " has run here yet" + didYouMean(process, names) +
+             "; the severity is kept for it");
+    }
+}
+
 ExitCode changeSeverity(const Context &context, const std::string &process, const std::string &severity) {
     if (!platform::severityLevel(severity)) {
         const auto &names = platform::severityNames();
@@ -58,6 +72,7 @@ ExitCode changeSeverity(const Context &context, const std::string &process, cons
     context.requireConsent("changes which log lines a panel process keeps");
     require(platform::setSeverity(process, severity), "cannot change the severity of " + inQuotes(process));
     printChanged(context, "the severity of " + process);
+    tellIfUnknown(process);
     return kDone;
 }
 

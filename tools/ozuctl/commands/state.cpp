@@ -55,6 +55,8 @@ ExitCode get(const Context &context, const StateOptions &options) {
         print(context, lines.front());
     } else if (!lines.empty()) {
         print(context, lines);
+    } else {
+        tell("ozuctl: nothing there differs from an untouched panel's; --all shows every field");
     }
     return kDone;
 }

@@ -126,7 +126,7 @@ ExitCode waitForBus(const Context &context, const WaitOptions &options) {
     const std::optional<std::string> payload =
         options.payload ? std::optional(hexText(requireBytes("--payload", *options.payload))) : std::nullopt;
     Timeline timeline(0);
-    const BusListener bus(timeline, options.topic);
+    const BusListener bus(timeline, {options.topic});
     return waitFor(context, options, "no such message on the bus", [&] {
         return firstOf(timeline, [&](const Json &record) {
             return record["kind"] == "bus" && !record.contains("retained") &&
