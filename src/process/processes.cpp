@@ -56,8 +56,9 @@ class CommandLine {
         if (!file.valid()) {
             return;
         }
-        const ssize_t got = read(file.get(), text_.data(), text_.size() - 1);
-        text_[got > 0 ? static_cast<std::size_t>(got) : 0] = '\0';
+        if (read(file.get(), text_.data(), text_.size() - 1) <= 0) {
+            return;
+        }
         if (char *lineFeed = strchr(text_.data(), '\n'); lineFeed != nullptr) {
             lineFeed[1] = '\0';
         }

@@ -57,7 +57,7 @@ unsigned int ozuutils_removeFromCommaSeparatedStringList(char *list, const char 
     }
     const std::size_t listLength = strnlen(list, maxLen);
     const std::size_t itemLength = strnlen(item, maxLen);
-    if (maxLen == 0 || listLength == maxLen || itemLength == maxLen) {
+    if (listLength == maxLen || itemLength == maxLen) {
         return 0;
     }
     const char *token = findToken(list, item, itemLength);
