@@ -4,7 +4,8 @@
 A mutant is one source of src/ with one operator, constant or condition changed, or one call left out. It is compiled with the
 build's own command, linked into the test programs of its module, the injected failures and the fuzz corpora, and these run in
 a sandbox of their own (bubblewrap: no network, no process but theirs, nothing writable outside /tmp) until one fails.
-A mutant that compiles to the same code as the original is none.
+A mutant that compiles to the same code as the original is none. One that no test can notice stands in
+tests/unit/equivalent_mutants.txt with the reason.
 
 Which mutants a run of --count takes depends on the seed and the sources alone. Outcomes are kept in the build folder; a
 run that was interrupted goes on where it ended, and a source that has changed starts over.
@@ -30,6 +31,7 @@ import xml.etree.ElementTree as ElementTree
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 OBJECT = "src/CMakeFiles/utils_ozu_objects.dir/{}.o"
+EQUIVALENT = ROOT / "tests/unit/equivalent_mutants.txt"
 # Other programs that reach every module.
 SHARED = ("injection_test", "fuzz_")
 LONGEST = 120  # seconds for a program, or ten times what it takes unchanged
@@ -234,16 +236,27 @@ def key_of(mutant):
     return "\t".join(map(str, [content, *mutant]))
 
 
+def equivalent():
+    """Source, line of code, old and new of what no test can notice."""
+    rows = [line.split(" | ") for line in EQUIVALENT.read_text().splitlines() if not line.startswith("#")]
+    return {(source, code, *change.split(" -> ")) for source, code, change, _ in rows}
+
+
+def explained(mutant, known):
+    code = (ROOT / mutant.source).read_text().splitlines()[mutant.line - 1].strip()
+    return (mutant.source, code, mutant.old, mutant.new) in known
+
+
 def report(outcomes):
-    """The score, and what survived."""
+    """The score, and what survived without an explanation."""
+    known = equivalent()
     counts = collections.Counter(outcome.split()[0] for outcome in outcomes.values())
     judged = counts["killed"] + counts["survived"]
-    lines = [f"{judged} mutants, {counts['killed']} killed ({100 * counts['killed'] / max(judged, 1):.1f} %), "
-             f"{counts['survived']} survived; {counts['same']} compile to the same code, {counts['broken']} do not compile"]
-    for mutant, outcome in sorted(outcomes.items()):
-        if outcome == "survived":
-            lines.append(f"{mutant.source}:{mutant.line}:{mutant.column + 1}: {mutant.old} -> {mutant.new}")
-    return lines
+    alive = [mutant for mutant, outcome in sorted(outcomes.items()) if outcome == "survived" and not explained(mutant, known)]
+    return [f"{judged} mutants, {counts['killed']} killed ({100 * counts['killed'] / max(judged, 1):.1f} %), "
+            f"{counts['survived'] - len(alive)} equivalent, {len(alive)} survived; "
+            f"{counts['same']} compile to the same code, {counts['broken']} do not compile",
+            *(f"{mutant.source}:{mutant.line}:{mutant.column + 1}: {mutant.old} -> {mutant.new}" for mutant in alive)]
 
 
 def write_junit(path, outcomes):

@@ -47,3 +47,12 @@ def test_same_seed_same_mutants():
                            capture_output=True, text=True).stdout for seed in ("1", "1", "2")]
     assert runs[0] == runs[1] != runs[2]
     assert sorted(runs[0].splitlines()) == sorted(runs[2].splitlines())
+
+
+def test_what_is_explained_is_there():
+    """A line that has changed needs its explanation again."""
+    made = set()
+    for source in mutants.sources(None):
+        lines = (ROOT / source).read_text().splitlines()
+        made |= {(source, lines[one.line - 1].strip(), one.old, one.new) for one in mutants.mutants_of(source)}
+    assert mutants.equivalent() and mutants.equivalent() - made == set()
