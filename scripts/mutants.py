@@ -7,8 +7,8 @@ a sandbox of their own (bubblewrap: no network, no process but theirs, nothing w
 A mutant that compiles to the same code as the original is none. One that no test can notice stands in
 tests/unit/equivalent_mutants.txt with the reason.
 
-Which mutants a run of --count takes depends on the seed and the sources alone. Outcomes are kept in the build folder; a
-run that was interrupted goes on where it ended, and a source that has changed starts over.
+Which mutants a run of --count takes depends on the seed, the sources and what is known already. Outcomes are kept in the build
+folder; a run that was interrupted goes on where it ended, and a source that has changed starts over.
 """
 
 import argparse
@@ -18,7 +18,6 @@ import hashlib
 import json
 import os
 import pathlib
-import random
 import re
 import shlex
 import shutil
@@ -231,6 +230,11 @@ def prepare(build, chosen, jobs):
     build.programs = lambda source, usual=build.programs: [name for name in usual(source) if build.times[name] is not None]
 
 
+def place_of(mutant, seed):
+    """Where the mutant stands in the order of a run; a change elsewhere does not move it."""
+    return hashlib.sha1(repr((seed, *mutant)).encode()).digest()
+
+
 def key_of(mutant):
     content = hashlib.sha1((ROOT / mutant.source).read_bytes()).hexdigest()[:12]
     return "\t".join(map(str, [content, *mutant]))
@@ -286,7 +290,7 @@ def main():
     every = [mutant for source in sources(options.module) for mutant in mutants_of(source)]
     if options.at:
         every = [mutant for mutant in every if f"{mutant.source}:{mutant.line}" in options.at]
-    random.Random(options.seed).shuffle(every)
+    every.sort(key=lambda mutant: place_of(mutant, options.seed))
     if options.list:
         print("\n".join(f"{mutant.source}:{mutant.line}:{mutant.column + 1}: {mutant.old} -> {mutant.new}" for mutant in every))
         return 0
@@ -300,6 +304,7 @@ def main():
     prepare(build, every, options.jobs)
     kept = folder / "mutants.tsv"
     known = dict(line.rsplit("\t", 1) for line in kept.read_text().splitlines()) if kept.exists() else {}
+    every.sort(key=lambda mutant: key_of(mutant) not in known)  # what is known counts, and costs nothing
     end = time.monotonic() + 60 * options.minutes if options.minutes else None
     outcomes, queue, running = {}, iter(every), {}
 
