@@ -65,6 +65,7 @@ def test_any_block(box, block):
         assert received(bus, "Process/MDL").payload == bytes([17, 5, 0, 0, 0]) + block
 
 
+@pytest.mark.long
 def test_gpio(box):
     with box.capture() as bus:
         assert ask(box, "gpio", "gpio", "7", "1", "--sender", "RFMAN") == {"gpio": 7, "level": 1}

@@ -154,6 +154,7 @@ def test_existing_route_takes_one_attempt(courses):
     assert 0.9 < answer["seconds"] < 1.9
 
 
+@pytest.mark.long
 def test_route_without_gateway_and_default_route(courses):
     assert courses["no-gateway"]["result"] == 0
     assert "10.4.0.0/16 dev eth0 scope link " in courses["routes"]
@@ -161,6 +162,7 @@ def test_route_without_gateway_and_default_route(courses):
     assert "default via 192.168.7.1 dev eth0 " in courses["routes"]
 
 
+@pytest.mark.long
 def test_metrics(courses):
     """0 to 32766 come out as given; others come out as something else."""
     for name in ("metric-0", "metric-32766", "metric-32767", "metric-negative"):
@@ -171,6 +173,7 @@ def test_metrics(courses):
     assert "10.43.0.0/16 via 192.168.7.1 dev eth0 " in courses["routes"], "-1 is as good as no metric"
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("name", REFUSED)
 def test_refused_route(courses, name):
     answer = courses[name]
@@ -182,6 +185,7 @@ def test_refused_route(courses, name):
     assert 3.9 < answer["seconds"] < 8
 
 
+@pytest.mark.long
 @pytest.mark.parametrize("attempt", [2, 3, 4])
 def test_confirmation_after_refusals(courses, attempt):
     answer = courses[f"confirmed-{attempt}"]

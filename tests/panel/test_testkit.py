@@ -143,6 +143,7 @@ def test_clock_runs_faster(panel, clock):
         clock.run_at(1)
 
 
+@pytest.mark.long
 def test_a_failure_says_what_was_expected_and_what_was_seen(panel, log):
     panel.start("alarm_core")
     with pytest.raises(NotSeen) as failure:

@@ -210,6 +210,7 @@ def snapshot(box, *arguments):
     return document
 
 
+@pytest.mark.long
 def test_the_snapshot_shows_what_was_asked_for(box, core):
     ozuctl(box, "state", "set", "cpPlasticVersion=7", "powerManagerMode=5")
     whole = snapshot(box)
@@ -388,6 +389,7 @@ def test_severity_of_a_name_that_nobody_has_is_told(box):
         assert ozuctl(box, "severity", known, "DEBUG").stderr == ""
 
 
+@pytest.mark.long
 def test_doctor_sees_that_the_record_was_removed(box, core):
     ozuctl(box, "state", "get")
     box.run(["sh", "-c", "rm /dev/shm/ozu-v*"], check=True)

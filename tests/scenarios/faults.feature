@@ -62,6 +62,7 @@ Feature: Faults, and what the panel makes of them
       | refuse    | 1      |
       | unknown   | 1      |
 
+  @long
   Scenario: the kernel's command line is another
     Given a panel
     When the kernel command line is "androidboot.serialno=7F"

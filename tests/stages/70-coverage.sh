@@ -1,7 +1,7 @@
 # How much of src/ the unit and the panel tests reach.
 # Packages: build box test ship
 source "$(dirname "$0")/../../scripts/lib.sh"
-configure_and_build coverage
+configure_and_build coverage all long_programs
 find build/coverage -name '*.gcda' -delete
 # Their verdicts belong to the stages that run them as built for use; here a failure only shows as a gap.
 unit_tests coverage build/coverage-unit.xml >build/coverage-unit.log 2>&1 ||
