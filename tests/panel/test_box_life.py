@@ -176,11 +176,14 @@ def test_shell_of_a_terminal_boots_again(state):
     read_until(rb"boot 1\r")
     os.write(end, b"reboot\n")
     read_until(rb"the panel boots again")
-    os.write(end, b"sleep 1000\n")
-    time.sleep(0.3)
-    os.write(end, b"\x03")  # reaches the program alone
-    os.write(end, b"echo boot $(cat /panel-box/control/boots)\nexit 3\n")
+    # Until its shell has the terminal, an interrupt would end the boot.
+    os.write(end, b"echo boot $(cat /panel-box/control/boots)\n")
     read_until(rb"boot 2\r")
+    os.write(end, b"sh -c 'echo asleep $((1)); exec sleep 1000'\n")
+    read_until(rb"asleep 1\r")
+    os.write(end, b"\x03")  # reaches the program alone
+    os.write(end, b"echo awake $?; exit 3\n")
+    read_until(rb"awake 130\r")
     assert os.waitstatus_to_exitcode(os.waitpid(keeper, 0)[1]) == 3
     os.close(end)
 
