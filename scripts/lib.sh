@@ -30,11 +30,14 @@ Install them once as root:  apt-get update && apt-get install ${missing[*]}"
 
 # configure_and_build PRESET [TARGET...]
 configure_and_build() {
-    local preset=$1
+    local preset=$1 target
     shift
     if [ ! -w build ]; then
-        [ -d "build/$preset/bin" ] || die "$PWD is read-only and holds no build of the preset $preset.
+        for target in "${@:-all}"; do
+            case $target in all | long_programs) target=. ;; esac # not one program, but many
+            [ -e "build/$preset/bin/$target" ] || die "$PWD is read-only and holds no build of the preset $preset.
 Copy it to a folder of your own and run it there."
+        done
         say "Using the build that is there ($PWD is read-only)"
         return
     fi

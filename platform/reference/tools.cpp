@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 
 #include <cstring>
+#include <fstream>
 #include <memory>
 
 namespace ozu::platform {
@@ -89,6 +90,17 @@ int segmentFile(std::string &out) {
         out = path;
         return 0;
     });
+}
+
+bool usesRemovedSegment(int pid) {
+    const std::string anySegment = segmentPath({});
+    std::ifstream maps("/proc/" + std::to_string(pid) + "/maps");
+    for (std::string line; std::getline(maps, line);) {
+        if (line.ends_with(" (deleted)") && line.find(anySegment) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
 }
 
 int listSeverities(std::vector<ProcessSeverity> &out) {

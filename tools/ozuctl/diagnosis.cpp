@@ -77,31 +77,33 @@ Json database() {
     return row("database", "wrong", file + ": " + platform::codeText(code), advice);
 }
 
-std::vector<platform::LoggedProcess> processesThatRun(int &code) {
-    std::vector<platform::LoggedProcess> all;
-    code = access(platform::databaseFile().c_str(), F_OK) == 0 ? platform::listProcesses(all) : 0;
-    std::erase_if(all, [](const auto &one) { return !one.running; });
-    return all;
+struct RunningProcesses {
+    int code = 0; // why they are not known
+    std::vector<platform::LoggedProcess> list;
+};
+
+RunningProcesses listRunning() {
+    RunningProcesses running;
+    if (access(platform::databaseFile().c_str(), F_OK) == 0) {
+        running.code = platform::listProcesses(running.list);
+        std::erase_if(running.list, [](const auto &one) { return !one.running; });
+    }
+    return running;
 }
 
-// The processes that use a record whose file was removed: what they share is lost to all who start later.
-std::string holdersOfRemovedRecord() {
-    int code = 0;
-    std::string names;
-    for (const auto &one : processesThatRun(code)) {
-        std::ifstream maps("/proc/" + std::to_string(one.pid) + "/maps");
-        for (std::string line; std::getline(maps, line);) {
-            if (line.find("/dev/shm/ozu-") != std::string::npos && line.ends_with(" (deleted)")) {
-                names += (names.empty() ? "" : ", ") + one.process;
-                break;
-            }
+Json processes(const RunningProcesses &running) {
+    return running.code == 0
+               ? row("processes", "ok", std::to_string(running.list.size()) + " running")
+               : row("processes", "wrong", platform::codeText(running.code), "See the row of the database.");
+}
+
+Json record(const RunningProcesses &running) {
+    std::string holders;
+    for (const auto &one : running.list) {
+        if (platform::usesRemovedSegment(one.pid)) {
+            holders += (holders.empty() ? "" : ", ") + one.process;
         }
     }
-    return names;
-}
-
-Json record() {
-    const std::string holders = holdersOfRemovedRecord();
     if (!holders.empty()) {
         return row("shared record", "wrong", "its file was removed under " + holders,
                    "Start these processes again: they and those started since do not share anything.");
@@ -169,18 +171,12 @@ Json rights() {
                                  "Run as root what needs them; in a panel box routes are yours to change.");
 }
 
-Json processes() {
-    int code = 0;
-    const std::size_t running = processesThatRun(code).size();
-    return code == 0 ? row("processes", "ok", std::to_string(running) + " running")
-                     : row("processes", "wrong", platform::codeText(code), "See the row of the database.");
-}
-
 } // namespace
 
 Json diagnosis() {
-    return Json::array(
-        {versions(), dataFolder(), database(), record(), processes(), broker(), clockCheck(), rights()});
+    const RunningProcesses running = listRunning();
+    return Json::array({versions(), dataFolder(), database(), record(running), processes(running), broker(),
+                        clockCheck(), rights()});
 }
 
 bool isSound(const Json &rows) {

@@ -52,6 +52,8 @@ std::string databaseFile();
 std::string logFolder();
 std::string logFile(const std::string &process); // current file; older ones end in .1, .2, ...
 int segmentFile(std::string &out);               // kNotFound before the first process has run
+// Whether a process uses a segment whose file was removed: what it shares is lost to all that start later.
+bool usesRemovedSegment(int pid);
 
 // Log severities, least severe first: TRACE DEBUG INFO NOTICE WARNING REMOTE ERROR CRITICAL OFF.
 const std::vector<std::string> &severityNames();
