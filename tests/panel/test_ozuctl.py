@@ -37,7 +37,7 @@ class Ozuctl:
         return valid(json.loads(self("--json", *arguments, code=code).stdout), schema)
 
     def stream(self, *arguments):
-        return Stream(self.panel.popen(self.panel.program("ozuctl", "--json", *arguments),
+        return Stream(self.panel.popen(self.panel.program("ozuctl", "--json", *arguments, "--for", "60"),
                                        stdout=subprocess.PIPE, text=True))
 
 
@@ -47,12 +47,20 @@ class Stream:
     def __init__(self, process):
         self.process = process
         self.first = json.loads(process.stdout.readline())
+        self.lines = []
+
+    def until(self, **wanted):
+        """Reads on until one of the lines has what is wanted."""
+        while not any(wanted.items() <= line.items() for line in self.lines):
+            line = self.process.stdout.readline()
+            assert line, f"{wanted} did not come: {self.lines}"
+            self.lines.append(json.loads(line))
 
     def end(self):
         self.process.send_signal(signal.SIGINT)
         rest, _ = self.process.communicate(timeout=10)
         assert self.process.returncode == DONE
-        return [json.loads(line) for line in rest.splitlines()]
+        return self.lines + [json.loads(line) for line in rest.splitlines()]
 
 
 @pytest.fixture
@@ -263,7 +271,8 @@ def test_monitor_merges_everything_in_order(ozuctl, box):
     ozuctl("state", "watch", "--until", "partitions[0].partitionState=2", "--for", "5")
     ozuctl("state", "set", "devices[1].openState=1")
     ozuctl("state", "watch", "--until", "partitions[0].partitionState=0", "--for", "5")
-    time.sleep(0.5)
+    stream.until(kind="bus", topic="Process/SAFETY_SIREN")
+    stream.until(kind="state", field="partitions[0].partitionState", new={"code": 0, "name": "ALARM"})
     lines = [valid(line, "monitor") for line in stream.end()]
     core.terminate()
     core.wait()
@@ -289,17 +298,13 @@ def test_monitor_merges_everything_in_order(ozuctl, box):
 
 @pytest.mark.long
 def test_monitor_survives_the_broker(ozuctl, box):
-    stream = ozuctl.stream("monitor", "--no-log", "--no-state", "--no-events", "--for", "20")
+    stream = ozuctl.stream("monitor", "--no-log", "--no-state", "--no-events")
     box.broker.restart()
-    broker = []
-    while len(broker) < 2:
-        line = stream.process.stdout.readline()
-        assert line, f"the monitor has only seen {broker}"
-        broker.append(valid(json.loads(line), "monitor"))
-    assert [line["connected"] for line in broker] == [False, True]
+    stream.until(connected=True)
     box.publish("again")
-    time.sleep(0.5)
-    assert [line["topic"] for line in stream.end()] == ["again"]
+    stream.until(topic="again")
+    lines = [valid(line, "monitor") for line in stream.end()]
+    assert [(line.get("connected"), line.get("topic")) for line in lines] == [(False, None), (True, None), (None, "again")]
 
 
 @pytest.mark.long
@@ -318,7 +323,7 @@ def test_monitor_follows_rotated_logs(ozuctl, box):
         log.rename(folder / "X.log.1")
         file.write("2026-01-01T00:00:00.002Z 40000 N X[7] - - three\n")
     log.write_text("2026-01-01T00:00:00.003Z 40000 N X[7] - - four\nodd line\n")
-    time.sleep(0.5)
+    stream.until(text="odd line")
     lines = [valid(line, "monitor") for line in stream.end()]
     assert [line["text"] for line in lines] == ["one", "two", "three", "four", "odd line"]
     assert lines[0]["level"] == {"code": 50000, "name": "W"} and lines[0]["function"] == "f"
