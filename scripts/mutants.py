@@ -246,8 +246,14 @@ def equivalent():
     return {(source, code, *change.split(" -> ")) for source, code, change, _ in rows}
 
 
+def code_of(lines, number):
+    """A line of code as the list of equivalent mutants has it: a return, which many lines are, with the line before it."""
+    code = lines[number - 1].strip()
+    return f"{lines[number - 2].strip()} {code}" if code.startswith("return ") else code
+
+
 def explained(mutant, known):
-    code = (ROOT / mutant.source).read_text().splitlines()[mutant.line - 1].strip()
+    code = code_of((ROOT / mutant.source).read_text().splitlines(), mutant.line)
     return (mutant.source, code, mutant.old, mutant.new) in known
 
 

@@ -116,6 +116,7 @@ TEST_F(DatabaseKey, serialBytesMeetTheMaskInLittleEndianOrder) {
     }
     EXPECT_EQ(opens, 1);
     EXPECT_EQ(openFlags & O_ACCMODE, O_RDONLY);
+    EXPECT_NE(openFlags & O_CLOEXEC, 0);
     EXPECT_THAT(platform().journal, IsEmpty());
 }
 

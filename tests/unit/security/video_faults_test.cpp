@@ -17,9 +17,10 @@ using ozu::test::writeFile;
 namespace {
 
 struct Faults {
-    bool initialisation = false, padding = false, deciphering = false;
+    bool initialisation = false, padding = false;
+    int deciphering = 0; // which call fails, from 1
     bool writesHalfAChunk = false, cannotGoBack = false;
-    int writes = 0;
+    int deciphered = 0, writes = 0;
 } faults;
 
 constexpr std::size_t kHalf = 8; // of the shortest chunk
@@ -79,7 +80,7 @@ int __wrap_EVP_CIPHER_CTX_set_padding(EVP_CIPHER_CTX *context, int padding) {
 // Deciphers to a text with the mark, whatever it is given.
 int __wrap_EVP_CipherUpdate(EVP_CIPHER_CTX *, unsigned char *out, int *produced, const unsigned char *,
                             int size) {
-    if (faults.deciphering) {
+    if (++faults.deciphered == faults.deciphering) {
         return failed();
     }
     *produced = size;
@@ -113,8 +114,19 @@ TEST_P(VideoFaults, padding) {
 }
 
 TEST_P(VideoFaults, deciphering) {
-    faults.deciphering = true;
+    faults.deciphering = 1;
     expectNothingDone();
+}
+
+TEST_P(VideoFaults, decipheringOfTheSecondPiece) {
+    const std::string longer = ozu::test::noise(60000, 4);
+    writeFile(file, longer);
+    faults.deciphering = 2;
+    EXPECT_EQ(run(), 1u);
+    const std::string after = readFile(file);
+    const std::size_t piece = 32768 / (GetParam() == 24 ? 32 : GetParam()) * GetParam();
+    EXPECT_EQ(after.substr(piece - 4, 4), "pppp");
+    EXPECT_TRUE(after.substr(piece) == longer.substr(piece));
 }
 
 // A write that ends inside a chunk is taken back, so that all of the chunk is as it was.
