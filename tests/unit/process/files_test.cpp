@@ -273,8 +273,11 @@ TEST_F(Files, shortMemoryIsReported) {
 TEST_F(Files, whatCannotBeWrittenIsRefusedWithABuffer) {
     // A folder can be examined and read, but never opened for writing, whoever runs the test.
     EXPECT_EQ(load(folder_.string()), -1);
-    EXPECT_NE(buffer_, nullptr);
-    EXPECT_NE(buffer_, this);
+    ASSERT_NE(buffer_, nullptr);
+    ASSERT_NE(buffer_, this);
+    struct stat folder {};
+    ASSERT_EQ(stat(folder_.c_str(), &folder), 0);
+    expectContent("", static_cast<std::size_t>(folder.st_size));
     free(buffer_);
     EXPECT_THAT(
         platform().log,
