@@ -232,8 +232,11 @@ class Panel:
         shutil.rmtree(folder, ignore_errors=True)  # of an earlier run
         folder.mkdir(parents=True)
         (folder / "timeline.txt").write_text(self.timeline.text(0) + "\n")
-        shutil.copytree(self.box.state, folder / "state", symlinks=True, dirs_exist_ok=True,
-                        ignore=lambda path, names: [name for name in names if not keepable(pathlib.Path(path, name))])
+        try:
+            shutil.copytree(self.box.state, folder / "state", symlinks=True, dirs_exist_ok=True,
+                            ignore=lambda path, names: [name for name in names if not keepable(pathlib.Path(path, name))])
+        except shutil.Error as missed:  # the panel runs on: its broker, for one, replaces files meanwhile
+            (folder / "not_kept.txt").write_text("".join(f"{file}: {why}\n" for file, _, why in missed.args[0]))
         recordings = sorted((folder / "state/control").glob("timeline.*.jsonl"), key=lambda file: int(file.suffixes[0][1:]))
         lines = [line for file in recordings for line in file.read_bytes().splitlines(keepends=True)]
         (folder / "recording.jsonl").write_bytes(b"".join(line for line in lines if line.endswith(b"\n")))

@@ -10,6 +10,7 @@ import xml.etree.ElementTree as tree
 
 import pytest
 
+from pytest_ozu import panel as panel_module
 from pytest_ozu import steps
 from pytest_ozu.build import CHECKOUT, build_dir, emulator
 from pytest_ozu.waiting import NotSeen
@@ -187,6 +188,24 @@ def test_the_nearest_step_is_of_the_same_kind():
 
 
 @pytest.mark.long
+def test_what_goes_while_it_is_kept_is_named(panel, tmp_path, monkeypatch):
+    """The panel runs on: its broker renames the file that it has written."""
+    going = panel.box.state / "broker/mosquitto.db.new"
+    going.write_text("being written")
+    keepable = panel_module.keepable
+
+    def then_gone(path):
+        answer = keepable(path)
+        if path == going:
+            going.unlink()
+        return answer
+
+    monkeypatch.setattr(panel_module, "keepable", then_gone)
+    panel.keep(tmp_path / "kept")
+    assert (tmp_path / "kept/not_kept.txt").read_text().startswith(f"{going}: ")
+    assert (tmp_path / "kept/timeline.svg").exists() and (tmp_path / "kept/state/control/boots").exists()
+
+
 def test_a_failed_scenario_leaves_its_panel(tmp_path):
     (tmp_path / "bad.feature").write_text("""Feature: Bad
   Scenario: fails
