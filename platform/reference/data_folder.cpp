@@ -17,6 +17,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <thread>
 
 namespace ozu::platform {
@@ -33,7 +34,9 @@ constexpr std::chrono::milliseconds kLockPause{10};
 // Locks of one file do not nest within a thread; the outermost one holds it.
 thread_local int heldByThisThread = 0;
 std::atomic<bool> lookingOnly{false};
-thread_local bool madeByThisThread = false; // the outermost one has made the folder's first identity
+// Behind the identity's line while the folder is new.
+constexpr std::string_view kNewMark = "new\n";
+constexpr off_t kIdentityLine = kIdentityDigits + 1;
 
 std::string readIdentity(int fd) {
     std::array<char, kIdentityDigits> text{};
@@ -46,6 +49,12 @@ std::string readIdentity(int fd) {
         }
     }
     return {text.data(), text.size()};
+}
+
+bool hasNewMark(int fd) {
+    std::array<char, kNewMark.size()> text{};
+    return pread(fd, text.data(), text.size(), kIdentityLine) == static_cast<ssize_t>(text.size()) &&
+           std::string_view(text.data(), text.size()) == kNewMark;
 }
 
 void makeFolders(const std::string &path) {
@@ -164,11 +173,11 @@ FolderLock::FolderLock(const std::string &folder) : path_(folder + kIdentityFile
     open();
     if (heldByThisThread == 0) {
         lock();
-        madeByThisThread = false;
     }
     ++heldByThisThread;
     try {
         identity_ = readIdentity(file_.get());
+        isNew_ = hasNewMark(file_.get());
         if (identity_.empty()) {
             repairIdentity();
         }
@@ -226,17 +235,23 @@ bool FolderLock::lockedFileIsThere() const noexcept {
            locked.st_dev == there.st_dev && locked.st_ino == there.st_ino;
 }
 
-bool FolderLock::firstUse() const noexcept {
-    return madeByThisThread;
-}
-
 void FolderLock::setIdentity(const std::string &identity) {
     requireMaking(path_);
     identity_ = identity;
-    const std::string line = identity + "\n";
+    const std::string text = identity + "\n" + std::string(isNew_ ? kNewMark : "");
     if (ftruncate(file_.get(), 0) != 0 ||
-        pwrite(file_.get(), line.data(), line.size(), 0) != static_cast<ssize_t>(line.size()) ||
+        pwrite(file_.get(), text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()) ||
         fsync(file_.get()) != 0) { // or a power cut empties it
+        throw Error(codeOfErrno(errno), path_ + ": " + std::strerror(errno));
+    }
+}
+
+void FolderLock::endNewness() {
+    if (!isNew_ || makesNothing()) {
+        return;
+    }
+    isNew_ = false;
+    if (ftruncate(file_.get(), kIdentityLine) != 0 || fsync(file_.get()) != 0) {
         throw Error(codeOfErrno(errno), path_ + ": " + std::strerror(errno));
     }
 }
@@ -258,7 +273,7 @@ void FolderLock::adoptIdentity(const std::string &identity) {
 void FolderLock::repairIdentity() {
     struct stat found {};
     if (lstat(databasePath(folder_).c_str(), &found) != 0) {
-        madeByThisThread = true;
+        isNew_ = true;
         setIdentity(newIdentity());
         return;
     }

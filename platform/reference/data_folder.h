@@ -50,8 +50,12 @@ class FolderLock {
     void setIdentity(const std::string &identity);
     // The one that the running panel uses: it holds for this process even when it cannot be stored.
     void adoptIdentity(const std::string &identity);
-    // The folder had no identity before this thread took the lock: nobody has used it yet.
-    [[nodiscard]] bool firstUse() const noexcept;
+    // The folder's database has never been made: nobody has stored anything, though a start may have been cut
+    // short.
+    [[nodiscard]] bool isNew() const noexcept { return isNew_; }
+    // The database has been made; from now on its absence is a loss. Remembered before anything is stored in
+    // it.
+    void endNewness();
 
   private:
     void open();
@@ -63,6 +67,7 @@ class FolderLock {
     const std::string folder_;
     Descriptor file_;
     bool wasThere_ = false; // the file, before this lock was made
+    bool isNew_ = false;
     std::string identity_;
 };
 

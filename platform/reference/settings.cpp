@@ -44,7 +44,7 @@ std::int64_t nowMs() {
 // tables.
 void noteEmptied(const FolderLock &lock, const std::string &path) {
     struct stat found {};
-    if (!makesNothing() && !lock.firstUse() && (lstat(path.c_str(), &found) != 0 || found.st_size == 0)) {
+    if (!makesNothing() && !lock.isNew() && (lstat(path.c_str(), &found) != 0 || found.st_size == 0)) {
         note(OZULOG_CRITICAL, "ozudb",
              "database " + path + " is missing or empty; all its tables start over");
     }
@@ -72,12 +72,13 @@ DatabaseFile &connection() {
     }
     if (database == nullptr) {
         const std::string folder = folderPath();
-        const FolderLock lock(folder);
+        FolderLock lock(folder);
         const std::string path = databasePath(folder);
         noteEmptied(lock, path);
         mendWhenCutOff(path);
         auto file = std::make_unique<DatabaseFile>(path);
         requireSchema(*file);
+        lock.endNewness();
         database = file.release();
         databaseOwner = getpid();
     }

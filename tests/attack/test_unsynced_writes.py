@@ -62,7 +62,7 @@ def start_and_read(folder, said):
 
 def remove_segment(folder):
     try:
-        pathlib.Path("/dev/shm/ozu-v1-" + (folder / "identity").read_text().strip()).unlink()
+        pathlib.Path("/dev/shm/ozu-v1-" + (folder / "identity").read_text()[:32]).unlink()
     except OSError:
         pass
 
@@ -129,8 +129,6 @@ def test_acknowledged_writes_survive(mount):
                     for writer in range(WRITERS))
         acknowledged += sum(promised)
         alarms = [line for line in lines.splitlines() if " 80000 C " in line or " 70000 E " in line]
-        if sum(promised) == 0:  # the very first start was cut: its empty database is told, nothing is lost
-            alarms = [line for line in alarms if "is missing or empty" not in line]
         if status != 0 or not whole or alarms:
             failed.append((number, how, status, promised, bypass, events, lines[:600]))
         shutil.rmtree(left)

@@ -24,6 +24,7 @@
 #include <array>
 #include <cerrno> // program_invocation_short_name
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <set>
@@ -549,6 +550,26 @@ TEST_F(DamagedTable, newFolderHasNothingToTell) {
     ozu::test::captureStderr();
     EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
     EXPECT_EQ(ozu::test::capturedStderr(), "");
+}
+
+// The mark stands behind the identity until the database has been made.
+TEST_F(DamagedTable, firstStartThatWasCutShortHasLostNothing) {
+    const std::string identity(32, 'a');
+    for (const bool databaseWasBegun : {false, true}) {
+        removeSegments(folder());
+        closePlatform();
+        rewriteFile(folder() + "/identity", identity + "\nnew\n");
+        for (const char *suffix : {"", "-wal", "-shm"}) {
+            std::filesystem::remove(databaseFile() + suffix);
+        }
+        if (databaseWasBegun) {
+            rewriteFile(databaseFile(), "");
+        }
+        ozu::test::captureStderr();
+        EXPECT_NE(ozudb_getSharedMemory(0), nullptr);
+        EXPECT_THAT(ozu::test::capturedStderr(), Not(HasSubstr(" 80000 C ")));
+        EXPECT_EQ(contentOf(folder() + "/identity"), identity + "\n");
+    }
 }
 
 TEST_F(DamagedTable, whatWasToldBeforeTheLogWasOpenedStandsInIt) {
