@@ -125,9 +125,10 @@ def test_only_listed_variables_come_along(make_box):
 
 
 @pytest.mark.parametrize("name", ["LD_PRELOAD", "LD_AUDIT"])
-def test_loader_of_the_box_is_told_nothing(name):
-    found = variables(run("env", cwd="/", env={name: "/nowhere.so"}).stdout)
+def test_loader_of_the_box_is_told_nothing(name, tmp_path):
+    found = variables(run("env", cwd=tmp_path, env={name: "/nowhere.so"}).stdout)
     assert name not in found
+    assert not list(tmp_path.iterdir())  # what the caller's own loader says was no name of a folder
 
 
 def test_variables_that_are_set_arrive_everywhere(make_box):

@@ -122,7 +122,7 @@ def test_exit_status_comes_back(box, command, status):
 @pytest.mark.parametrize("request_words", [["reboot"], ["reboot", "-f"]])
 def test_program_ended_by_a_reboot_says_so(box, request_words):
     process = box.popen(["sleep", "600"], stdin=subprocess.DEVNULL)
-    wait_until(lambda: box.run(["pgrep", "-x", "sleep"]).returncode == 0)
+    wait_until(lambda: box.run(["pgrep", "-fx", "sleep 600"]).returncode == 0)
     box.run(request_words)
     assert process.wait(20) == REBOOTED
     box.wait_for_reboot()
