@@ -164,7 +164,7 @@ def test_bypass_that_is_set_lasts(make_box, tmp_path):
 @pytest.mark.long
 def test_state_watch(ozuctl):
     ozuctl("state", "set", "powerManagerMode=0")
-    watch = ozuctl.panel.popen(ozuctl.panel.program("ozuctl", "--json", "state", "watch", "--changes", "2", "--for", "10"),
+    watch = ozuctl.panel.popen(ozuctl.panel.program("ozuctl", "--json", "state", "watch", "--changes", "2", "--for", "60"),
                                stdout=subprocess.PIPE, text=True)
     values = iter(range(1, 255))
     lines = []
@@ -178,7 +178,7 @@ def test_state_watch(ozuctl):
 @pytest.mark.long
 def test_state_watch_until(ozuctl):
     ozuctl("state", "set", "powerManagerMode=5")
-    ozuctl("state", "watch", "--until", "powerManagerMode=5", "--for", "5")
+    ozuctl("state", "watch", "--until", "powerManagerMode=5", "--for", "30")
     ozuctl("state", "watch", "--until", "powerManagerMode=6", "--for", "0.2", code=TIMED_OUT)
 
 
@@ -268,11 +268,14 @@ def test_monitor_merges_everything_in_order(ozuctl, box):
     assert stream.first["fields"]["devices[1].deviceType"] == {"code": 85, "name": "W3"}
     assert [row["process"] for row in stream.first["processes"]] == ["ALARM_CORE"]
     ozuctl("publish", "Process/ALARM_CORE", "00", "--label", "KEYPAD", "--class", "1")
-    ozuctl("state", "watch", "--until", "partitions[0].partitionState=2", "--for", "5")
+    ozuctl("state", "watch", "--until", "partitions[0].partitionState=2", "--for", "30")
     ozuctl("state", "set", "devices[1].openState=1")
-    ozuctl("state", "watch", "--until", "partitions[0].partitionState=0", "--for", "5")
+    ozuctl("state", "watch", "--until", "partitions[0].partitionState=0", "--for", "30")
     stream.until(kind="bus", topic="Process/SAFETY_SIREN")
     stream.until(kind="state", field="partitions[0].partitionState", new={"code": 0, "name": "ALARM"})
+    stream.until(kind="log", text="ALARM: contact of device 1 (W3) is open")
+    stream.until(kind="event", text="SECURITY EVENT: Type [ SEC_DETECTION_IMMEDIATE_EVENT ] Partition "
+                                    "[ PARTITION_FULL ] Media [ RADIO ]")
     lines = [valid(line, "monitor") for line in stream.end()]
     core.terminate()
     core.wait()

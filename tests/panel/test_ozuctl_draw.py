@@ -5,6 +5,7 @@ import os
 import re
 import shlex
 import shutil
+import signal
 import subprocess
 import xml.etree.ElementTree as tree
 
@@ -12,6 +13,7 @@ import pytest
 
 import ozuctl
 from pytest_ozu.build import build_dir, emulator
+from pytest_ozu.waiting import wait_until
 
 SVG = "{http://www.w3.org/2000/svg}"
 HOSTILE = "</title><script>document.title='struck'</script><!--]]>&\"'\x1b[2J\u202egpj\u2028\x00\x9b\ufeff\ufffe\r\n\t\xe9\U0001f512"
@@ -144,14 +146,17 @@ def test_a_full_disk_leaves_what_was_there(tmp_path, box):
 @pytest.mark.long
 def test_what_a_monitor_recorded(box, tmp_path):
     box.run(box.program("ozuctl", "state", "set", "cpPlasticVersion=1"), check=True)
-    monitor = box.popen(box.program("ozuctl", "monitor", "--record", "/tmp/recording", "--for", "3"), stdout=subprocess.PIPE)
+    monitor = box.popen(box.program("ozuctl", "monitor", "--record", "/data/recording", "--for", "60"), stdout=subprocess.PIPE)
     monitor.stdout.readline()
     ozuctl.run(box, "publish", "Process/ALARM_CORE", "00")
     ozuctl.run(box, "state", "set", "cpPlasticVersion=2")
     ozuctl.run(box, "events", "add", "http", "GET", "server", "200")
+    kept = box.data / "recording"
+    wait_until(lambda: all(kind in kept.read_text() for kind in ("ALARM_CORE", "cpPlasticVersion", "GET")), 30, "what happened")
+    monitor.send_signal(signal.SIGINT)
     assert monitor.wait(30) == 0
     monitor.stdout.close()
-    document = ozuctl.ask(box, "draw", "draw", "/tmp/recording", "-o", "/tmp/a.html")
+    document = ozuctl.ask(box, "draw", "draw", "/data/recording", "-o", "/tmp/a.html")
     page = box.run(["cat", "/tmp/a.html"]).stdout
     assert document["entries"] >= 3
     for lane in ("Process/ALARM_CORE", "cpPlasticVersion", "System events, by category"):

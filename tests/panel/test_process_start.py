@@ -157,7 +157,7 @@ def test_panels_in_parallel_boxes_do_not_meet(make_box):
     panels = [make_box() for _ in range(3)]
     cores = [start_alarm_core(panel) for panel in panels]
     panels[1].run(panels[1].program("ozuctl", "publish", "Process/ALARM_CORE", "00", "--class", "1"), check=True)
-    panels[1].run(panels[1].program("ozuctl", "state", "watch", "--until", "partitions[0].partitionState=2", "--for", "5"),
+    panels[1].run(panels[1].program("ozuctl", "state", "watch", "--until", "partitions[0].partitionState=2", "--for", "30"),
                   check=True)
     answers = [panel.run(panel.program("ozuctl", "ask", "getCurArmType")).stdout for panel in panels]
     assert answers == ["5 DISARMED\n", "0 FULL\n", "5 DISARMED\n"]
@@ -170,7 +170,7 @@ def test_ordinary_user_runs_panel_processes(ordinary_user):
     with PanelBox(user=ordinary_user) as box:
         core = start_alarm_core(box)
         box.run(box.program("ozuctl", "publish", "Process/ALARM_CORE", "00", "--class", "1"), check=True)
-        box.run(box.program("ozuctl", "state", "watch", "--until", "partitions[0].partitionState=2", "--for", "5"), check=True)
+        box.run(box.program("ozuctl", "state", "watch", "--until", "partitions[0].partitionState=2", "--for", "30"), check=True)
         core.terminate()
         assert core.wait(10) == 0
         assert {path.stat().st_uid for path in box.platform.rglob("*")} == {ordinary_user}

@@ -206,6 +206,7 @@ def test_what_goes_while_it_is_kept_is_named(panel, tmp_path, monkeypatch):
     assert (tmp_path / "kept/timeline.svg").exists() and (tmp_path / "kept/state/control/boots").exists()
 
 
+@pytest.mark.long
 def test_a_failed_scenario_leaves_its_panel(tmp_path):
     (tmp_path / "bad.feature").write_text("""Feature: Bad
   Scenario: fails

@@ -268,11 +268,10 @@ def test_starts_and_ends_of_processes(box):
                                     "--process", "ALARM_CORE", "--count", "2", "--for", "60"), stdout=subprocess.PIPE, text=True)
     process.stdout.readline()
     core = box.popen(box.program("alarm_core"), stderr=subprocess.DEVNULL)
-    ozuctl(box, "wait-for", "process", "ALARM_CORE", "--for", "30")
-    time.sleep(0.5)
+    seen = [json.loads(process.stdout.readline())]
     core.terminate()
     core.wait()
-    seen = [json.loads(one) for one in process.communicate(timeout=90)[0].splitlines()]
+    seen += [json.loads(one) for one in process.communicate(timeout=90)[0].splitlines()]
     assert [(one["process"], one["what"]) for one in seen] == [("ALARM_CORE", "started"), ("ALARM_CORE", "ended")]
     for one in seen:
         tool.validate("monitor", one)
@@ -306,7 +305,8 @@ def test_recording_is_replayed(box, make_box, tmp_path):
     for payload in ("01", "02FF"):
         ozuctl(box, "publish", "Process/NOBODY", payload, "--label", "SENDER", "--class", "3", "--command", "4")
     ozuctl(box, "state", "set", "devices[1].deviceType=W3", "zones[2].bypass[0].bypassExpiry=never")
-    time.sleep(1)
+    kept = box.data / "recording"
+    wait_until(lambda: all(text in kept.read_text() for text in ("02FF", "devices[1]")), 30, "the last change")
     process.send_signal(signal.SIGINT)
     process.communicate(timeout=20)
     other = make_box()
