@@ -213,6 +213,7 @@ FailureRun runWithFailure(const CallFailure &failure, const std::function<int()>
         mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     const pid_t child = fork();
     if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // or it would wait for ever for a supervisor that was killed
         const int listener = listen();
         shared->listener.store(listener >= 0 ? listener : -1);
         while (listener >= 0 && shared->listener.load() != 0) {

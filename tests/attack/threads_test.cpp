@@ -1,6 +1,7 @@
 // Everything that is documented to run concurrently, all at once, while commands are started: library and
 // platform as a process links them. Meant for the thread sanitizer; OZU_ATTACK=long makes a million calls.
 
+#include "attack_form.h"
 #include "data_folders.h"
 #include "random_numbers.h"
 
@@ -20,7 +21,6 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -89,9 +89,8 @@ void callNetwork(Random &random) {
 
 void callFiles(Random &random) {
     void *buffer = nullptr;
-    if (allocFileToBuff("/proc/self/cmdline", &buffer) >= 0) {
-        free(buffer);
-    }
+    static_cast<void>(allocFileToBuff("/proc/self/cmdline", &buffer));
+    free(buffer); // also when it could not be opened
     std::array<unsigned char, 16> bytes{};
     EXPECT_EQ(ozuutils_rand_bytes(bytes.data(), static_cast<int>(bytes.size())), 0U);
     std::array<char, 3> alpha2{};
@@ -140,8 +139,7 @@ TEST(Threads, everythingConcurrentAtOnce) {
     ASSERT_NE(freopen("/dev/null", "w", stderr), nullptr);
     ASSERT_EQ(ozulog_init("threads"), 0);
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
-    const char *form = std::getenv("OZU_ATTACK");
-    const long wanted = form != nullptr && std::strcmp(form, "long") == 0 ? 1000000 : 20000;
+    const long wanted = ozu::test::isLongAttack() ? 1000000 : 20000;
     std::atomic<long> calls = 0;
     std::vector<std::thread> threads;
     for (unsigned number = 0; number < kThreads; ++number) {
@@ -158,5 +156,5 @@ TEST(Threads, everythingConcurrentAtOnce) {
         thread.join();
     }
     printf("attack: threads: %ld trials, %d failures\n", calls.load(), HasFailure() ? 1 : 0);
-    ozu::test::removeDataFolder(folder);
+    ozu::test::removeWithSegments(folder);
 }

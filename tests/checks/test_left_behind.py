@@ -42,7 +42,7 @@ def started(tmp_path, name, *options):
 
 def segments(tmp_path):
     """Shared segments of the data folders that are there."""
-    identities = [path.read_text().strip() for path in tmp_path.glob("*/*/identity")]
+    identities = [path.read_text()[:32] for path in tmp_path.glob("*/*/identity")]
     return [path for path in SHARED.glob("ozu-v*") if any(one and one in path.name for one in identities)]
 
 
@@ -70,6 +70,27 @@ def test_segment_of_a_killed_test_goes_with_it(tmp_path):
         process.wait(PATIENCE)
     eventually(lambda: list(tmp_path.iterdir()) == [])
     assert not [path for path in left if path.exists()]
+
+
+# A program with shared memory and a default data folder of its own.
+ALONE = """
+mount -t tmpfs none /dev/shm && mount -t tmpfs none /var/lib && mkdir /dev/shm/tests || exit
+TMPDIR=/dev/shm/tests "$@" >&2 || exit
+while [ -n "$(ls /dev/shm/tests)" ]; do sleep 0.02; done
+find /dev/shm /var/lib -mindepth 1 ! -name tests
+"""
+
+
+@pytest.mark.long
+@pytest.mark.parametrize("name, some", [("platform_test", "Settings.*:-*AnotherUser*"), ("platform_reload_test", "*"),
+                                        ("fuzz_platform_families_test", "*"), ("fuzz_tool_families_test", "*")])
+def test_a_whole_program_leaves_nothing(name, some):
+    if os.geteuid() != 0:
+        pytest.skip("mounting shared memory of its own needs root")
+    command = ["unshare", "--mount", "sh", "-c", ALONE, "sh", program(name), f"--gtest_filter={some}"]
+    done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=600)
+    assert done.returncode == 0, done.stderr[-4000:]
+    assert done.stdout == ""
 
 
 def test_output_is_captured_without_files():

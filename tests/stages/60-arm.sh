@@ -29,7 +29,7 @@ if ! ls "${units[@]}" "${panel[@]}" >/dev/null 2>&1; then
     units=(build/arm-native-unit.xml)
     panel=(build/arm-native-panel.xml)
     unit_tests dev "${units[0]}" || failed=1
-    panel_tests "${panel[0]}" tests/panel || failed=1
+    panel_tests "${panel[0]}" tests/panel tests/scenarios --ozu-features || failed=1
 fi
 compare() { /usr/bin/python3 scripts/compare_results.py --allow "$1" --junit "build/results/$2.xml" "${@:3}"; }
 compare tests/arm/skips.txt arm-compare "${units[@]}" build/results/arm.xml || failed=1

@@ -29,14 +29,6 @@ std::string made(std::string pattern) {
     return pattern;
 }
 
-void removeWithSegments(const std::string &folder) {
-    std::error_code ignored;
-    for (const auto &entry : fs::directory_iterator(folder, ignored)) {
-        removeSegments(entry.path().string());
-    }
-    fs::remove_all(folder, ignored);
-}
-
 // Waits until nobody can write into the pipe any more. Holds nothing else of the test: whoever reads the
 // test's output sees its end.
 [[noreturn]] void takeCare(const int (&pipe)[2], const std::string &folder) {
@@ -103,6 +95,17 @@ void removeSegments(const std::string &dataFolder) {
             fs::remove("/dev/shm/" + name, ignored);
         }
     }
+}
+
+void removeWithSegments(const std::string &folder) {
+    std::error_code ignored;
+    for (fs::recursive_directory_iterator entry(folder, ignored), end; entry != end;
+         entry.increment(ignored)) {
+        if (entry->path().filename() == "identity") {
+            removeSegments(entry->path().parent_path());
+        }
+    }
+    fs::remove_all(folder, ignored);
 }
 
 } // namespace ozu::test

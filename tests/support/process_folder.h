@@ -12,5 +12,7 @@ const std::string &processFolder();
 std::string makeFolder(const std::string &name);
 // Removes the shared segments of a data folder, of whatever layout version.
 void removeSegments(const std::string &dataFolder);
+// Removes the folder, and the segments of it and of all data folders in it.
+void removeWithSegments(const std::string &folder);
 
 } // namespace ozu::test

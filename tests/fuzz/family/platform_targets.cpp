@@ -17,34 +17,15 @@
 #include <ozulog.h>
 
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <fstream>
-#include <system_error>
 
 namespace ozu::fuzz {
 
 namespace {
 
 using namespace ozu::platform;
-
-// A folder of this process's own, in memory, without lines on standard error.
-const std::string &folder() {
-    static const std::string &path = *new std::string([] { // outlives the handler below
-        std::string made = "/dev/shm/fuzz-" + std::to_string(getpid());
-        mkdir(made.c_str(), 0700);
-        setenv("OZU_PLATFORM_DIR", made.c_str(), 1);
-        static_cast<void>(atexit([] {
-            forgetSettings();
-            std::error_code ignored;
-            std::filesystem::remove_all(folder(), ignored);
-        }));
-        return made;
-    }());
-    return path;
-}
 
 void put(const std::string &path, std::string_view content) {
     std::ofstream(path, std::ios::binary | std::ios::trunc)
@@ -108,9 +89,9 @@ void names(Input &input) {
 }
 
 void identities(Input &input) {
-    put(folder() + "/identity", input.rest());
+    put(ownDataFolder() + "/identity", input.rest());
     guardedRun([] {
-        const std::string found = existingIdentity(folder());
+        const std::string found = existingIdentity(ownDataFolder());
         require(found.empty() || (found.size() == kIdentityDigits &&
                                   found.find_first_not_of("0123456789abcdef") == std::string::npos));
     });
@@ -118,7 +99,7 @@ void identities(Input &input) {
 
 void segments(Input &input) {
     const std::string identity(kIdentityDigits, 'f');
-    put(folder() + "/identity", identity);
+    put(ownDataFolder() + "/identity", identity);
     const std::string path = segmentPath(identity);
     const std::string_view content = input.rest();
     put(path, content);
@@ -130,20 +111,20 @@ void segments(Input &input) {
     if (segment != nullptr) {
         munmap(const_cast<Segment *>(segment), sizeof(*segment));
     }
-    guardedRun([] { static_cast<void>(identityInUse(folder(), {})); });
+    guardedRun([] { static_cast<void>(identityInUse(ownDataFolder(), {})); });
     unlink(path.c_str());
 }
 
 // A database with what the input says at the place that it says: it is repaired, or refused.
 void databases(Input &input) {
     static const std::string whole = [] {
-        put(folder() + "/identity", "");
-        unlink((folder() + "/ozu.db").c_str());
+        put(ownDataFolder() + "/identity", "");
+        unlink((ownDataFolder() + "/ozu.db").c_str());
         storeSetting("product.code", "5");
         appendEvent(1, "event");
         storeBypass({{1, 1, 2}});
         forgetSettings();
-        std::ifstream file(folder() + "/ozu.db", std::ios::binary);
+        std::ifstream file(ownDataFolder() + "/ozu.db", std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(file), {});
     }();
     std::string changed = whole;
@@ -156,9 +137,9 @@ void databases(Input &input) {
     changed.resize(input.byte() % 4 == 0 ? input.number() % changed.size() : changed.size());
     forgetSettings();
     for (const char *suffix : {"-wal", "-shm"}) {
-        unlink((folder() + "/ozu.db" + suffix).c_str());
+        unlink((ownDataFolder() + "/ozu.db" + suffix).c_str());
     }
-    put(folder() + "/ozu.db", changed);
+    put(ownDataFolder() + "/ozu.db", changed);
     guardedRun([] {
         static_cast<void>(readLastingState());
         static_cast<void>(configuredSeverity("alarmd"));
@@ -176,7 +157,7 @@ constexpr std::array kAll{
 };
 
 [[gnu::constructor]] void keepQuiet() {
-    static_cast<void>(folder());
+    static_cast<void>(ownDataFolder());
 #ifndef OZU_LIBFUZZER // which says there what it finds; -close_fd_mask=2 keeps the rest out of it
     static_cast<void>(!freopen("/dev/null", "w", stderr));
 #endif

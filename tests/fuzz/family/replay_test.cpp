@@ -2,6 +2,7 @@
 
 #include "targets.h"
 
+#include "attack_form.h"
 #include "random_numbers.h"
 #include "resource_count.h"
 
@@ -66,10 +67,10 @@ class Families : public testing::TestWithParam<ozu::fuzz::Target> {
 // same after them. More, and guided by coverage, is what libFuzzer makes.
 TEST_P(Families, corpusAndRandomInputsPass) {
     constexpr int kWarm = 100;
-    const char *form = getenv("OZU_ATTACK");
     const char *wanted = getenv("OZU_TRIALS");
-    const bool isLong = form != nullptr && std::string(form) == "long";
-    const int trials = wanted != nullptr ? std::atoi(wanted) : isLong ? 200000 / GetParam().cost : 500;
+    const int trials = wanted != nullptr           ? std::atoi(wanted)
+                       : ozu::test::isLongAttack() ? 200000 / GetParam().cost
+                                                   : 500;
 #ifdef OZU_FAKE_PLATFORM
     ozu_fake_reset();
     ozu_fake_record(0);

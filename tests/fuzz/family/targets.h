@@ -5,6 +5,7 @@
 #pragma once
 
 #include "guarded_buffer.h"
+#include "process_folder.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -129,6 +130,16 @@ class MemoryFile {
   private:
     int fd_;
 };
+
+// A data folder of this process's own, which goes with it.
+inline const std::string &ownDataFolder() {
+    static const std::string folder = [] {
+        std::string made = test::makeFolder("data");
+        setenv("OZU_PLATFORM_DIR", made.c_str(), 1);
+        return made;
+    }();
+    return folder;
+}
 
 inline bool isTerminated(const Output &out) {
     return memchr(out.bytes(), '\0', out.size()) != nullptr;

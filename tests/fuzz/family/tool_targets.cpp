@@ -64,6 +64,7 @@ bool accepts(Parse &&parse) {
 }
 
 void fields(Input &input) {
+    static_cast<void>(ownDataFolder()); // which names a device has depends on the product
     const std::string path(input.text());
     const std::string value(input.rest());
     std::vector<Field> found;

@@ -40,6 +40,7 @@ class Injection {
 
     // The calls of the run, in order.
     [[nodiscard]] const std::vector<std::string> &calls() const { return calls_; }
+    void forgetCalls() { calls_.clear(); }
     [[nodiscard]] bool active() const { return active_; }
 
     std::set<const void *> memory; // blocks that the library allocated and has not freed

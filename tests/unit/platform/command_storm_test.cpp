@@ -95,5 +95,5 @@ TEST(CommandStorm, startsWhileOtherThreadsLog) {
     closePipesBut(before);
     RecordProperty("calls", calls);
     EXPECT_GE(calls, 20) << "too few to show anything";
-    ozu::test::removeDataFolder(folder);
+    ozu::test::removeWithSegments(folder);
 }

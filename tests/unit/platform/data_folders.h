@@ -9,7 +9,5 @@ namespace ozu::test {
 
 // Makes a folder of this process and lets OZU_PLATFORM_DIR name it.
 std::string makeDataFolder();
-// Removes the folder and its segments.
-void removeDataFolder(const std::string &folder);
 
 } // namespace ozu::test

@@ -33,7 +33,7 @@ void PanelFolder::SetUp() {
 void PanelFolder::TearDown() {
     closePlatform();
     if (!folder_.empty()) {
-        removeDataFolder(folder_);
+        removeWithSegments(folder_);
     }
 }
 

@@ -112,7 +112,7 @@ TEST_F(SegmentTest, belongsToItsFolderAlone) {
     PanelFolder::SetUp();
     ASSERT_NE(ozudb_getSharedMemory(0), nullptr);
     EXPECT_NE(segment(), first);
-    removeDataFolder(firstFolder);
+    removeWithSegments(firstFolder);
     EXPECT_NE(access(first.c_str(), F_OK), 0);
     EXPECT_EQ(access(segment().c_str(), F_OK), 0);
 }
@@ -344,7 +344,7 @@ TEST_F(SegmentTest, copyOfAFolderWithoutItsIdentityIsAnotherPanel) {
     EXPECT_EQ(ozu::test::capturedStderr(), "");
     EXPECT_NE(segment(), first);
     EXPECT_EQ(ozudb_getSharedMemory(0)->zones[9].bypass[0].bypassExpiry, 1234U);
-    removeDataFolder(firstFolder);
+    removeWithSegments(firstFolder);
 }
 
 // Also with its identity, or with that of another panel: nobody joins a record that is not his folder's.
@@ -375,7 +375,7 @@ TEST_F(SegmentTest, identityOfAnotherRunningPanelIsNotUsed) {
     EXPECT_NE(contentOf(folder() + "/identity"), identity);
     EXPECT_EQ(contentOf(firstFolder + "/identity"), identity);
     EXPECT_EQ(ozudb_getSharedMemory(0)->zones[9].bypass[0].bypassExpiry, 1234U);
-    removeDataFolder(firstFolder);
+    removeWithSegments(firstFolder);
 }
 
 TEST_F(SegmentTest, toolsSeeTheRecordWithoutMakingIt) {
