@@ -8,6 +8,7 @@ import pytest
 
 import ozuctl
 from pytest_ozu.build import build_dir, emulator
+from streams import drain
 
 LINES = ("2026-01-01T00:00:00.000Z 40000 N CORE[1] - - notice\n2026-01-01T00:00:01.000Z 50000 W CORE[1] - - warning \x1b[32mforged\n"
          "2026-01-01T00:00:02.000Z 70000 E CORE[1] - - error\n")
@@ -27,17 +28,7 @@ def output(folder, *arguments, terminal=False, **variables):
     ours, theirs = pty.openpty() if terminal else os.pipe()
     subprocess.run([*emulator(), str(build_dir() / "bin" / "ozuctl"), *arguments], stdin=subprocess.DEVNULL, stdout=theirs, env=environment, timeout=60)
     os.close(theirs)
-    text = b""
-    while True:
-        try:
-            piece = os.read(ours, 65536)
-        except OSError:  # the terminal's other end is closed
-            break
-        if not piece:
-            break
-        text += piece
-    os.close(ours)
-    return text.decode()
+    return drain(ours).decode()
 
 
 COLOURED, PLAIN = True, False

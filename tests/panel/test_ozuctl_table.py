@@ -11,6 +11,7 @@ import pytest
 
 from pytest_ozu.build import CHECKOUT as ROOT, build_dir, emulator
 import pytest_ozu.box as boxes
+from streams import drain
 
 SCHEMAS = ROOT / "tools" / "ozuctl" / "schema"
 KEY = "00" * 16
@@ -287,9 +288,7 @@ def test_a_terminal_is_asked(box, answer, status):
     command = ["env", "-u", "PANEL_BOX", *box.program("ozuctl", "state", "set", "cpPlasticVersion=1")]
     done = box.run(command, stdin=theirs, stdout=subprocess.PIPE, stderr=theirs)
     os.close(theirs)
-    asked = os.read(ours, 4096).decode()
-    os.close(ours)
-    assert done.returncode == status and "Go on? [y/N]" in asked
+    assert done.returncode == status and "Go on? [y/N]" in drain(ours).decode()
 
 
 # --- output ---

@@ -12,6 +12,7 @@ import pytest
 import ozuctl as tool
 from pytest_ozu.box import PanelBox
 from pytest_ozu.build import build_dir as build_folder
+from streams import drain
 
 KEYS = {16: "13579bdf02468ace1122334455667788", 24: "13579bdf02468ace112233445566778899aabbccddeeff00",
         32: "13579bdf02468ace112233445566778899aabbccddeeff000123456789abcdef"}
@@ -305,17 +306,8 @@ def terminal_output(command):
     terminal, end = pty.openpty()
     process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=end)
     os.close(end)
-    written = b""
-    while True:
-        try:
-            piece = os.read(terminal, 4096)
-        except OSError:  # the last writer has gone
-            piece = b""
-        if not piece:
-            break
-        written += piece
-    os.close(terminal)
-    return process.wait(30), written.decode()
+    written = drain(terminal).decode()
+    return process.wait(30), written
 
 
 @pytest.mark.long
