@@ -34,6 +34,7 @@ Feature: Contacts and their bypass
     Given a panel
     And the process "door_contact" is started with "3"
     And a magnet contact "cellar" on device 3, bypassed for 1 minute
+    Then the log line "device 3: bypass begins" is written by "DOOR_CONTACT"
     When 30 seconds pass
     Then "cellar" is bypassed
     When 40 seconds pass
