@@ -426,6 +426,23 @@ TEST_F(DamagedTable, missingTableCostsItsContentAlone) {
     }
 }
 
+TEST_F(DamagedTable, aToolThatOnlyLooksSeesTheOthers) {
+    for (const auto &content : contents()) {
+        const std::string name = content.table;
+        fill();
+        query("DROP TABLE " + name);
+        closePlatform();
+        openOnly(true);
+        std::vector<SystemEvent> events;
+        EXPECT_EQ(readEvents(0, 10, events), name == "system_events" ? kCorrupt : 0);
+        std::vector<Setting> settings;
+        EXPECT_EQ(listSettings(settings), name == "settings" ? kCorrupt : 0);
+        openOnly(false);
+        EXPECT_EQ(query("SELECT count(*) FROM sqlite_schema WHERE name = '" + name + "'"), "0 ");
+        expectOnlyLost(name);
+    }
+}
+
 TEST_F(DamagedTable, tableThatGoesWhileThePanelRunsComesBack) {
     for (const auto &content : contents()) {
         fill();
