@@ -74,6 +74,13 @@ std::string readPacket(int connection) {
 
 } // namespace
 
+void answerOnce(int listener, const std::string &answer) {
+    const int connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    readPacket(connection);
+    static_cast<void>(!send(connection, answer.data(), answer.size(), MSG_NOSIGNAL));
+    close(connection);
+}
+
 int serveRefusingSubscriptions(int listener) {
     const int connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
     int refused = 0;

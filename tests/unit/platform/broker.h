@@ -38,6 +38,8 @@ int freePort();
 int listenSilently(int port);
 // Accepts and closes connections until there were so many. @return when each of them came
 std::vector<std::chrono::steady_clock::time_point> turnAway(int listener, std::size_t connections);
+// Answers the first packet of one connection, and closes it.
+void answerOnce(int listener, const std::string &answer);
 // Serves one session on a listener as a broker that grants no subscription. @return how many it refused
 int serveRefusingSubscriptions(int listener);
 // Serves one session after the other as a broker that ends each in which it meets a certain payload, or is

@@ -461,6 +461,57 @@ TEST_F(Bus, silentBrokerIsGivenUpInTime) {
     EXPECT_EQ(connect(), 0);
 }
 
+TEST_F(Bus, nonsenseInsteadOfABrokersAnswerIsNoSession) {
+    const std::array nonsense{
+        std::string("HTTP/1.1 400 Bad Request\r\n\r\n"),
+        std::string(300, '\0'),
+        std::string("\x20\x03", 2),                            // cut
+        std::string("\x20\x03\xff\xff\xff", 5),                // no such reason
+        std::string("\x20\xff\xff\xff\xff\x7f", 6),            // a length of five bytes
+        std::string("\x20\x06\0\0\x03\x21\0\0", 8),            // takes no message at all
+        std::string("\x20\x08\0\0\x05\x12\0\x02\xff\xfe", 10), // names the client in no UTF-8
+        std::string("\x10\0", 2),                              // not a server's
+        std::string("\x30\x04\0\x01\x61\0", 6),                // a message to nobody yet
+    };
+    const int port = freePort();
+    for (const std::string &answer : nonsense) {
+        const int listener = listenSilently(port);
+        std::thread server(answerOnce, listener, answer);
+        EXPECT_NE(mqttc_connect("127.0.0.1", port, "alarmd", nullptr), 0) << testing::PrintToString(answer);
+        server.join();
+        close(listener);
+    }
+    startBroker();
+    EXPECT_EQ(connect(), 0);
+}
+
+TEST_F(Bus, nonsenseInASessionCostsThatSessionAlone) {
+    const std::array nonsense{
+        std::string("\xff\xff\xff\xff\xff\xff", 6),
+        std::string("\x30\x07\0\x01\xff\0xyz", 9),      // a topic that is no UTF-8
+        std::string("\x30\x03\0\0\0", 5),               // no topic
+        std::string("\x36\x06\0\x01\x61\0\x01\0", 8),   // a quality of service that there is not
+        std::string("\x30\x06\0\x01\x61\x7f\x26\0", 8), // properties that end behind the message
+        std::string("\x32\x06\0\x01\x61\0\0\0", 8),     // number zero
+        std::string("\x40\x02\0\x63\x50\x02\0\x63", 8), // acknowledge what was never sent
+        std::string("\x90\x04\0\x63\0\0", 6),           // the same of a subscription
+        std::string("\x20\x03\0\0\0", 5),               // accepted once more
+    };
+    const int port = freePort();
+    for (const std::string &packet : nonsense) {
+        const int listener = listenSilently(port);
+        std::thread server(answerOnce, listener, std::string("\x20\x03\0\0\0", 5) + packet);
+        const int result = mqttc_connect("127.0.0.1", port, "alarmd", &inbox.arg);
+        EXPECT_TRUE(result == 0 || result == kBrokerUnreachable) << result;
+        server.join();
+        close(listener);
+        mqttc_disconnect();
+    }
+    EXPECT_EQ(inbox.payloads().size(), 0U);
+    startBroker();
+    EXPECT_EQ(connect(), 0);
+}
+
 TEST_F(Bus, refusedSessionIsReported) {
     startBroker("allow_anonymous false\n");
     EXPECT_EQ(connect(), kBrokerRefused);
