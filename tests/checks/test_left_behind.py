@@ -93,6 +93,19 @@ def test_a_whole_program_leaves_nothing(name, some):
     assert done.stdout == ""
 
 
+@pytest.mark.long
+@pytest.mark.parametrize("options", [[], ["-n", "2"]], ids=["one", "several"])
+@pytest.mark.parametrize("passes", [True, False])
+def test_files_of_a_run_stay_when_a_test_failed(tmp_path, options, passes):
+    (tmp_path / "test_it.py").write_text(f"def test_it(tmp_path):\n    (tmp_path / 'written').touch()\n    assert {passes}\n")
+    (tmp_path / "left").mkdir()
+    command = ["/usr/bin/python3", "-m", "pytest", "-q", "-p", "conftest", *options, tmp_path / "test_it.py"]
+    environment = {**os.environ, "TMPDIR": str(tmp_path / "left"), "PYTHONPATH": str(tree.ROOT)}
+    done = subprocess.run(command, env=environment, cwd=tmp_path, stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60)
+    assert done.returncode == (0 if passes else 1), done
+    assert bool(list((tmp_path / "left").rglob("written"))) != passes
+
+
 def test_output_is_captured_without_files():
     """GoogleTest captures into files below /tmp, which a killed test leaves."""
     users = [name for name in sorted(tree.ROOT.glob("tests/**/*.cpp")) if "internal::Capture" in name.read_text()]
