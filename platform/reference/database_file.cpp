@@ -96,6 +96,7 @@ void DatabaseFile::open() {
     sqlite3_extended_result_codes(handle, 1);
     sqlite3_busy_timeout(handle, kBusyMilliseconds);
     sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr); // none is the platform's
 }
 
 void DatabaseFile::fail(const std::string &what) const {
@@ -171,10 +172,10 @@ std::int64_t Statement::number(int column) const {
 }
 
 std::string Statement::text(int column) const {
-    const void *bytes = sqlite3_column_blob(statement_.get(), column);
+    // As UTF-8, whatever the file's own encoding. Converts, so the size comes after it.
+    const unsigned char *bytes = sqlite3_column_text(statement_.get(), column);
     const int size = sqlite3_column_bytes(statement_.get(), column);
-    return bytes == nullptr ? std::string()
-                            : std::string(static_cast<const char *>(bytes), static_cast<std::size_t>(size));
+    return bytes == nullptr ? std::string() : std::string(bytes, bytes + size);
 }
 
 bool Statement::isNull(int column) const {

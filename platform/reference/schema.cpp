@@ -2,7 +2,9 @@
 
 #include "data_folder.h"
 
+#include <algorithm>
 #include <array>
+#include <string>
 #include <vector>
 
 namespace ozu::platform {
@@ -80,9 +82,9 @@ bool isSound(Question &&question) {
 // would take rows twice, and with one more it would take none.
 bool isShaped(DatabaseFile &file, const Table &table) {
     return isSound([&] {
-        auto query = file.prepare("SELECT sql FROM sqlite_schema WHERE type = 'table' AND name = ?");
+        auto query = file.prepare("SELECT sql FROM sqlite_schema WHERE name = ? COLLATE NOCASE");
         query.bind(std::string_view(table.name));
-        return query.step() && query.text(0) == table.make;
+        return query.step() && query.text(0) == table.make && !query.step();
     });
 }
 
@@ -103,13 +105,61 @@ bool canBeRead(const std::string &path, const Table &table) {
     return shaped && canBeRead(path, std::string(table.name));
 }
 
-// Takes a table out of the list of tables. Dropping it would mean to read it.
+// Takes a table, and whatever else has its name, out of the list of tables. Dropping it would mean to read
+// it.
 void forget(DatabaseFile &file, const char *table) {
-    file.prepare("DELETE FROM sqlite_schema WHERE tbl_name = ?").bind(std::string_view(table)).step();
+    file.prepare("DELETE FROM sqlite_schema "
+                 "WHERE tbl_name = ?1 COLLATE NOCASE OR name = ?1 COLLATE NOCASE")
+        .bind(std::string_view(table))
+        .step();
 }
 
-void replace(DatabaseFile &file, const std::vector<const Table *> &damaged, bool counters) {
+// A row of the list of tables that somebody else has made.
+struct Stranger {
+    std::int64_t row;
+    std::string what;
+};
+
+bool isOurs(const std::string &table) {
+    return std::any_of(kTables.begin(), kTables.end(),
+                       [&](const Table &own) { return sqlite3_stricmp(own.name, table.c_str()) == 0; });
+}
+
+// What others have made and must not stay: an index of one of our tables, which might let a row in only for
+// another one; in a damaged file, whatever cannot be checked.
+std::vector<Stranger> strangersInTheWay(DatabaseFile &file, bool damaged) {
+    std::vector<Stranger> found;
+    auto rows = file.prepare("SELECT rowid, type, name, tbl_name, sql IS NULL FROM sqlite_schema");
+    while (rows.step()) {
+        const std::string type = rows.text(1);
+        const std::string table = rows.text(3);
+        const bool isIndex = type == "index";
+        bool inTheWay = false;
+        if (isOurs(table)) {
+            const bool isOwn = rows.number(4) != 0 || type == "table";
+            inTheWay = !isOwn && (damaged || isIndex);
+        } else {
+            inTheWay = damaged && !((isIndex || type == "table") && canBeRead(file.path(), table));
+        }
+        if (inTheWay) {
+            found.push_back({rows.number(0), type + " " + rows.text(2)});
+        }
+    }
+    return found;
+}
+
+void forget(DatabaseFile &file, const std::vector<Stranger> &strangers) {
+    for (const Stranger &stranger : strangers) {
+        file.prepare("DELETE FROM sqlite_schema WHERE rowid = ?").bind(stranger.row).step();
+        note(OZULOG_CRITICAL, "ozudb",
+             stranger.what + " is not the platform's and is in its way; it is removed from the database");
+    }
+}
+
+void replace(DatabaseFile &file, const std::vector<const Table *> &damaged,
+             const std::vector<Stranger> &strangers, bool counters) {
     Transaction transaction(file);
+    forget(file, strangers);
     for (const Table *table : damaged) {
         forget(file, table->name);
     }
@@ -127,6 +177,23 @@ void replace(DatabaseFile &file, const std::vector<const Table *> &damaged, bool
     transaction.commit();
 }
 
+// Events are numbered upwards. One with a number near the end would be the last that the table takes.
+void requireNumbers(DatabaseFile &file) {
+    if (file.number("SELECT max((SELECT ifnull(max(id), 0) FROM system_events), "
+                    "(SELECT ifnull(max(CAST(seq AS INTEGER)), 0) FROM sqlite_sequence "
+                    "WHERE name = 'system_events')) >> 62") <= 0 ||
+        makesNothing()) {
+        return;
+    }
+    Transaction transaction(file);
+    file.run("DELETE FROM system_events WHERE id >> 62 > 0");
+    file.run("UPDATE sqlite_sequence SET seq = (SELECT ifnull(max(id), 0) FROM system_events) "
+             "WHERE name = 'system_events'");
+    transaction.commit();
+    note(OZULOG_CRITICAL, "ozudb",
+         "table system_events of the database had no numbers left; its events beyond 2^62 are lost");
+}
+
 } // namespace
 
 void requireSchema(DatabaseFile &file) {
@@ -141,7 +208,9 @@ void requireSchema(DatabaseFile &file) {
             missing.push_back(&table);
         }
     }
-    if (missing.empty() && version == kSchemaVersion) {
+    const std::vector<Stranger> strangers = strangersInTheWay(file, false);
+    if (missing.empty() && version == kSchemaVersion && (strangers.empty() || makesNothing())) {
+        requireNumbers(file);
         return;
     }
     if (makesNothing() && missing.size() < kTables.size()) {
@@ -155,7 +224,7 @@ void requireSchema(DatabaseFile &file) {
         }
     }
     DatabaseFile repair(file.path(), ForRepair{});
-    replace(repair, missing, false);
+    replace(repair, missing, strangers, false);
     if (!isNew) {
         repair.run("VACUUM"); // what was in their place goes
     }
@@ -170,7 +239,7 @@ void mendDatabase(const std::string &path) {
     }
     const bool counters = !canBeRead(path, std::string(kCounters));
     DatabaseFile file(path, ForRepair{});
-    replace(file, damaged, counters);
+    replace(file, damaged, strangersInTheWay(file, true), counters);
     for (const Table *table : damaged) {
         noteLoss(table->name, "is damaged");
     }

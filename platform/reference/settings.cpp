@@ -12,9 +12,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -438,11 +440,11 @@ bool appendLimitedEvent(int category, int subtype, const std::string &text) {
         query.bind(category).bind(subtype);
         if (query.step()) {
             const std::int64_t start = query.number(0);
-            suppressed = query.integer(2);
+            suppressed = static_cast<int>(std::clamp<std::int64_t>(query.number(2), 0, INT_MAX - 1));
             // A clock that was set back begins a new window.
-            if (now >= start && now - start < kWindowMs) {
+            if (now >= start && start > now - kWindowMs) {
                 windowStart = start;
-                lines = query.integer(1);
+                lines = static_cast<int>(std::clamp<std::int64_t>(query.number(1), 0, kLinesPerWindow));
             }
         }
         const bool written = lines < kLinesPerWindow;

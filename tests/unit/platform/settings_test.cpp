@@ -21,8 +21,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno> // program_invocation_short_name
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <functional>
@@ -693,6 +696,115 @@ TEST_F(Settings, lockThatAStoppedProcessHoldsIsNotWaitedForLong) {
     alarm(0);
     close(held);
     EXPECT_EQ(LOG_system_event(1, "x"), 0);
+}
+
+// Rows that somebody has put into SQLite's list of tables.
+TEST_F(DamagedTable, othersRowsInTheListOfTablesCostNothing) {
+    const std::string into = "PRAGMA writable_schema=ON; INSERT INTO sqlite_schema VALUES";
+    for (const std::string &strange :
+         {into + "('table', 'junk', 'junk', 9999, 'garbage')",
+          into + "('view', 'junk', 'junk', 0, 'garbage')",
+          into + "('index', 'junk', 'bypass', 2, 'CREATE INDEX junk ON bypass (nothing)')",
+          into + "('trigger', 'junk', 'bypass', 0, 'CREATE TRIGGER junk garbage')",
+          into + "(NULL, NULL, NULL, NULL, NULL)"}) {
+        fill();
+        query(strange);
+        closePlatform();
+        ozu::test::captureStderr();
+        boot();
+        EXPECT_NE(ozudb_getSharedMemory(0), nullptr) << strange;
+        EXPECT_EQ(getProductCodename(), 5) << strange;
+        const std::string said = ozu::test::capturedStderr();
+        EXPECT_THAT(said, HasSubstr(" 80000 C ")) << strange;
+        EXPECT_THAT(said, HasSubstr("removed from the database")) << strange;
+        EXPECT_EQ(said.find("its content is lost"), std::string::npos) << said;
+        for (const auto &content : contents()) {
+            EXPECT_NE(query(content.seen), "0 ") << content.table << " after " << strange;
+        }
+        EXPECT_EQ(query("PRAGMA integrity_check"), "ok ") << strange;
+    }
+}
+
+TEST_F(DamagedTable, somethingElseOfTheNameCostsTheTableAlone) {
+    for (const auto &content : contents()) {
+        const std::string name = content.table;
+        const std::string other = name == "settings" ? "bypass (zone)" : "settings (value)";
+        std::string upper = name;
+        std::transform(upper.begin(), upper.end(), upper.begin(), ::toupper);
+        for (const std::string &strange : {"DROP TABLE " + name + "; CREATE INDEX " + name + " ON " + other,
+                                           "DROP TABLE " + name + "; CREATE TABLE " + upper + " (x)",
+                                           "PRAGMA writable_schema=ON; INSERT INTO sqlite_schema SELECT * "
+                                           "FROM sqlite_schema WHERE name = '" +
+                                               name + "'"}) {
+            fill();
+            query(strange);
+            closePlatform();
+            expectOnlyLost(name);
+        }
+    }
+}
+
+TEST_F(DamagedTable, damagedTableOfSomebodyElseCostsNothing) {
+    fill();
+    query("CREATE TABLE other (x); INSERT INTO other VALUES (1); CREATE TABLE kept AS SELECT 2 AS x; "
+          "PRAGMA writable_schema=ON; UPDATE sqlite_schema SET rootpage = 9999 WHERE name = 'other'; "
+          "UPDATE sqlite_schema SET rootpage = 9998 WHERE name = 'bypass'");
+    closePlatform();
+    expectOnlyLost("bypass");
+    EXPECT_EQ(query("SELECT x FROM kept"), "2 ");
+    EXPECT_EQ(query("SELECT count(*) FROM sqlite_schema WHERE name = 'other'"), "0 ");
+}
+
+TEST_F(Settings, othersTriggersAndIndexesChangeNothing) {
+    ASSERT_EQ(ozudb_ModifyBypassExpiry(1, 0, 5), 0);
+    query("CREATE TRIGGER emptied AFTER INSERT ON bypass BEGIN DELETE FROM bypass; END; "
+          "CREATE TRIGGER refused BEFORE INSERT ON system_events BEGIN SELECT RAISE(ABORT, 'no'); END; "
+          "CREATE UNIQUE INDEX one ON bypass (bypassed)");
+    closePlatform();
+    ozu::test::captureStderr();
+    EXPECT_EQ(ozudb_ModifyBypassExpiry(2, 1, 5), 0);
+    EXPECT_EQ(ozudb_ModifyBypassExpiry(3, 1, 5), 0);
+    EXPECT_EQ(LOG_system_event(1, "event"), 0);
+    EXPECT_THAT(ozu::test::capturedStderr(), HasSubstr("index one is not the platform's"));
+    EXPECT_EQ(query("SELECT zone FROM bypass"), "1 2 3 ");
+    EXPECT_EQ(query("SELECT text FROM system_events"), "event ");
+}
+
+TEST_F(Settings, databaseOfAnotherEncodingIsRead) {
+    ASSERT_EQ(setSetting("product.code", "7"), 0);
+    closePlatform();
+    const std::string script = "sqlite3 " + databaseFile() + " .dump > " + folder() + "/dump && rm " +
+                               databaseFile() + "* && (echo \"PRAGMA encoding='UTF-16'; PRAGMA " +
+                               "user_version=1;\"; cat " + folder() + "/dump) | sqlite3 " + databaseFile();
+    if (std::system("command -v sqlite3 > /dev/null") != 0) {
+        GTEST_SKIP() << "no sqlite3 here";
+    }
+    ASSERT_EQ(std::system(script.c_str()), 0);
+    ozu::test::captureStderr();
+    EXPECT_EQ(getProductCodename(), 7);
+    EXPECT_THAT(ozu::test::capturedStderr(), testing::Not(HasSubstr(" 80000 C ")));
+}
+
+TEST_F(Settings, eventsDoNotRunOutOfNumbers) {
+    for (const char *end : {"UPDATE sqlite_sequence SET seq = 9223372036854775807",
+                            "UPDATE system_events SET id = 9223372036854775807 WHERE id = (SELECT max(id) "
+                            "FROM system_events)"}) {
+        ASSERT_EQ(LOG_system_event(1, "first"), 0);
+        ASSERT_EQ(LOG_system_event(1, "last"), 0);
+        query(end);
+        closePlatform();
+        ozu::test::captureStderr();
+        EXPECT_EQ(LOG_system_event(1, "next"), 0);
+        EXPECT_THAT(ozu::test::capturedStderr(), HasSubstr("table system_events of the database"));
+        EXPECT_THAT(query("SELECT text FROM system_events"), HasSubstr("first "));
+    }
+}
+
+TEST_F(Settings, limitsOfAnyContentAreSurvived) {
+    ASSERT_EQ(limited_log_system_event(9, 9, "first"), 0);
+    query("UPDATE event_limits SET window_ms = -9223372036854775807 - 1, lines = 5, suppressed = 2147483647");
+    EXPECT_EQ(limited_log_system_event(9, 9, "second"), 0);
+    EXPECT_EQ(query("SELECT text FROM system_events WHERE category = 9"), "first second ");
 }
 
 TEST_F(Settings, newerDatabaseIsRefused) {
