@@ -11,6 +11,7 @@ namespace {
 constexpr std::size_t kMaxText = 65535;    // two bytes tell the length
 constexpr std::ptrdiff_t kMaxLevels = 200; // of the broker
 constexpr std::string_view kShared = "$share/";
+constexpr std::string_view kStatus = "$SYS";
 
 bool isText(std::string_view text) noexcept {
     return text.size() <= kMaxText && text.find('\0') == std::string_view::npos &&
@@ -29,10 +30,16 @@ bool isSharedFilter(std::string_view filter) noexcept {
            rest.substr(0, end).find_first_of("+#") == std::string_view::npos;
 }
 
+// The broker lets nobody publish there, and may end the session of a process that tries.
+bool isBrokers(std::string_view topic) noexcept {
+    return topic.starts_with(kStatus) || topic == "$share" || topic.starts_with(kShared);
+}
+
 } // namespace
 
 bool isPublishable(std::string_view topic) noexcept {
-    return isTopicText(topic) && mosquitto_pub_topic_check2(topic.data(), topic.size()) == MOSQ_ERR_SUCCESS;
+    return isTopicText(topic) && !isBrokers(topic) &&
+           mosquitto_pub_topic_check2(topic.data(), topic.size()) == MOSQ_ERR_SUCCESS;
 }
 
 bool isSubscribable(std::string_view filter) noexcept {

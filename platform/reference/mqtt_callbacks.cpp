@@ -190,7 +190,8 @@ void MqttSession::onSubscribed(int mid, int reason) {
     const bool refused = reason >= kRefused;
     if (refused) {
         note(OZULOG_ERROR, "ozumqttc_topicSubscribe",
-             "the broker refused the subscription of " + topic + ": " + mosquitto_reason_string(reason));
+             "the broker refused the subscription of " + topic.substr(0, kShownTopic) + ": " +
+                 mosquitto_reason_string(reason));
     }
     const std::lock_guard guard(mutex_);
     answerSubscription(topic, refused ? int{kBrokerRefused} : 0);

@@ -266,9 +266,8 @@ void MqttSession::send(Outgoing &outgoing) {
 
 // The message was accepted and will not be delivered; it leaves sent_ next.
 void MqttSession::giveUp(const Outgoing &outgoing, const std::string &why) {
-    constexpr std::size_t kShown = 200;
     note(OZULOG_ERROR, "ozumqttc_messagePublish",
-         "message to " + outgoing.message.topic.substr(0, kShown) + " given up: " + why);
+         "message to " + outgoing.message.topic.substr(0, kShownTopic) + " given up: " + why);
     const std::lock_guard guard(mutex_);
     --unacknowledged_;
     unacknowledgedBytes_ -= outgoing.message.payload.size();
@@ -308,8 +307,8 @@ void MqttSession::suspectSubscription() {
     const auto known = topics_.find(topic);
     if (known != topics_.end() && ++known->second.losses >= kMaxLosses) {
         note(OZULOG_ERROR, "ozumqttc_topicSubscribe",
-             "subscription of " + topic + " given up: the broker ended the session each of " +
-                 std::to_string(kMaxLosses) + " times");
+             "subscription of " + topic.substr(0, kShownTopic) +
+                 " given up: the broker ended the session each of " + std::to_string(kMaxLosses) + " times");
         answerSubscription(topic, kBrokerRefused);
     }
 }
@@ -332,7 +331,8 @@ void MqttSession::sendSubscriptions() {
             subscribing_[mid] = topic;
         } else if (!isConnectionsFault(result)) {
             note(OZULOG_ERROR, "ozumqttc_topicSubscribe",
-                 "subscription of " + topic + " given up: " + mosquitto_strerror(result));
+                 "subscription of " + topic.substr(0, kShownTopic) +
+                     " given up: " + mosquitto_strerror(result));
             const std::lock_guard guard(mutex_);
             answerSubscription(topic, result == MOSQ_ERR_NOMEM ? kOutOfMemory : kInvalidArgument);
         }

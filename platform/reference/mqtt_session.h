@@ -52,6 +52,8 @@ inline constexpr std::size_t kMaxSent = 100; // handed to the MQTT library at a 
 // A message that was the only one under way so often when the connection broke is given up, and so is a
 // subscription: it may be what the broker cannot take.
 inline constexpr int kMaxLosses = 5;
+// Of a topic in a log line; what happened to it stands behind.
+inline constexpr std::size_t kShownTopic = 200;
 // How long a caller waits: for the session, for the answer to a subscription, for the last acknowledgements.
 inline constexpr std::chrono::milliseconds kConnectTimeout{5000};
 inline constexpr std::chrono::milliseconds kLastingConnection{10000};
