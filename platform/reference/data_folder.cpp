@@ -57,6 +57,18 @@ bool hasNewMark(int fd) {
            std::string_view(text.data(), text.size()) == kNewMark;
 }
 
+// The current folder at the time of the first question: what a process has opened must not move with it.
+const std::string &startingFolder() {
+    static const std::string folder = [] {
+        std::array<char, PATH_MAX> here{};
+        if (getcwd(here.data(), here.size()) == nullptr) {
+            throw Error(kCannotOpen, std::string("current folder: ") + std::strerror(errno));
+        }
+        return std::string(here.data());
+    }();
+    return folder;
+}
+
 void makeFolders(const std::string &path) {
     for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
         const bool last = end == std::string::npos;
@@ -111,11 +123,7 @@ std::string folderPath() {
     const char *named = std::getenv("OZU_PLATFORM_DIR");
     std::string path = named != nullptr && *named != '\0' ? named : kDefaultFolder;
     if (path.front() != '/') {
-        std::array<char, PATH_MAX> here{};
-        if (getcwd(here.data(), here.size()) == nullptr) {
-            throw Error(kCannotOpen, std::string("current folder: ") + std::strerror(errno));
-        }
-        path = std::string(here.data()) + "/" + path;
+        path = startingFolder() + "/" + path;
     }
     while (path.size() > 1 && path.back() == '/') {
         path.pop_back();

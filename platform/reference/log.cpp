@@ -145,9 +145,6 @@ int logging(Body &&body) noexcept {
 void open(Log &log, const char *processName) {
     const std::string folder = folderPath() + "/log";
     requireFolder(folderPath());
-    if (!makeFolder(folder, 0700)) {
-        throw Error(codeOfErrno(errno), "log folder " + folder + ": " + std::strerror(errno));
-    }
     int largest = kDefaultLargest;
     int olderFiles = kDefaultOlderFiles;
     int level = kDefaultLevel;

@@ -19,7 +19,11 @@ FileSink::FileSink(std::string path, std::size_t largest, int olderFiles)
     : path_(std::move(path)), largest_(largest), olderFiles_(olderFiles), file_(open()) {}
 
 Descriptor FileSink::open() const {
-    requireOwnFolder(path_.substr(0, path_.rfind('/')));
+    const std::string folder = path_.substr(0, path_.rfind('/'));
+    if (!makeOwnFolder(folder)) { // it may have been removed meanwhile
+        throw Error(codeOfErrno(errno), "log folder " + folder + ": " + std::strerror(errno));
+    }
+    requireOwnFolder(folder);
     Descriptor file = openOwnFile(path_, O_WRONLY | O_APPEND | O_CREAT);
     closeToOthers(file.get());
     return file;
@@ -111,7 +115,11 @@ void StandardErrorSink::sink_it_(const spdlog::details::log_msg &message) {
     }
     spdlog::memory_buf_t line;
     formatter_->format(message, line);
-    static_cast<void>(!::write(STDERR_FILENO, line.data(), line.size()));
+    // A stopped terminal has room, but perhaps not for a line: it is opened anew, not to wait for it.
+    const Descriptor terminal(isatty(STDERR_FILENO) == 1
+                                  ? ::open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)
+                                  : -1);
+    static_cast<void>(!::write(terminal ? terminal.get() : STDERR_FILENO, line.data(), line.size()));
 }
 
 } // namespace ozu::platform

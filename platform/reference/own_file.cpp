@@ -70,6 +70,22 @@ bool makeFolder(const std::string &path, mode_t mode) noexcept {
     return chmod(path.c_str(), mode) == 0;
 }
 
+bool makeOwnFolder(const std::string &path) {
+    struct stat found {};
+    if (lstat(path.c_str(), &found) == 0) {
+        return true;
+    }
+    if (!makeFolder(path, S_IRWXU)) {
+        return false;
+    }
+    if (geteuid() == 0) {
+        const struct stat parent = folderOf(path);
+        const Descriptor folder = openFile(path.c_str(), O_RDONLY | O_DIRECTORY);
+        static_cast<void>(folder && fchown(folder.get(), parent.st_uid, parent.st_gid) == 0);
+    }
+    return true;
+}
+
 bool closeToOthers(int fd) noexcept {
     struct stat found {};
     return fstat(fd, &found) == 0 && (found.st_mode & kOthers) != 0 &&

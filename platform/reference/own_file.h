@@ -27,6 +27,10 @@ Descriptor openOwnFile(const std::string &path, int flags);
 // Makes a folder with this mode, whatever the umask. @return false, with errno, when it is not there then
 bool makeFolder(const std::string &path, mode_t mode) noexcept;
 
+// Makes a folder of the platform in the data folder, with mode 0700, for that one's owner, even when root
+// makes it. @return false, with errno, when it is not there then
+bool makeOwnFolder(const std::string &path);
+
 // Takes the rights of everybody but the owner away. @return true when there were any
 bool closeToOthers(int fd) noexcept;
 

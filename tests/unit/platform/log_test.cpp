@@ -9,6 +9,7 @@
 #include <ozulog.h>
 
 #include <fcntl.h>
+#include <pty.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,6 +19,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <set>
 #include <thread>
@@ -257,6 +259,28 @@ TEST_F(LogTest, removedFileIsMadeAnew) {
 // ---- what others have put in the log's place
 // ------------------------------------------------------------------------------
 
+TEST_F(LogTest, removedFolderIsMadeAnew) {
+    start("TRACE");
+    ozulog_printf(30000, "%s", "one");
+    std::filesystem::remove_all(folder() + "/log");
+    ozulog_printf(30000, "%s", "two");
+    EXPECT_THAT(texts(), ElementsAre("two"));
+}
+
+TEST_F(LogTest, whatRootMakesBelongsToTheOwnerOfTheFolder) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "not root";
+    }
+    constexpr uid_t kOwner = 65534;
+    ASSERT_EQ(chown(folder().c_str(), kOwner, kOwner), 0);
+    start("TRACE");
+    struct stat found {};
+    for (const std::string &path : {folder() + "/log", logFile("alarmd")}) {
+        ASSERT_EQ(stat(path.c_str(), &found), 0) << path;
+        EXPECT_EQ(found.st_uid, kOwner) << path;
+    }
+}
+
 TEST_F(LogTest, whateverStandsInThePlaceOfTheFileIsRefusedAtOnce) {
     ASSERT_EQ(ozudb_addProc2Log("alarmd", "TRACE", getpid()), 0);
     ASSERT_EQ(mkdir(logFolder().c_str(), 0700), 0);
@@ -387,6 +411,27 @@ TEST_F(LogTest, readerThatStopsReadingBlocksNobody) {
     EXPECT_EQ(lines().size(), 501U);
 }
 
+TEST_F(LogTest, stoppedTerminalBlocksNobody) {
+    EXPECT_EQ(inChild([] {
+                  int reader = -1;
+                  int terminal = -1;
+                  if (openpty(&reader, &terminal, nullptr, nullptr, nullptr) != 0 ||
+                      dup2(terminal, STDERR_FILENO) < 0) {
+                      return 1;
+                  }
+                  alarm(20);
+                  if (ozulog_init("alarmd") != 0) {
+                      return 2;
+                  }
+                  for (int i = 0; i < 500; ++i) {
+                      ozulog_printf(50000, "%s", std::string(1000, 'x').c_str());
+                  }
+                  return 0;
+              }),
+              0);
+    EXPECT_EQ(lines().size(), 500U);
+}
+
 TEST_F(LogTest, threadsWriteWholeLines) {
     start("TRACE");
     std::vector<std::thread> threads;
@@ -406,6 +451,22 @@ TEST_F(LogTest, threadsWriteWholeLines) {
     }
     EXPECT_EQ(lines().size(), 1600U);
     EXPECT_EQ(found.size(), 1600U);
+}
+
+TEST_F(LogTest, relativeFolderStaysWhereItWas) {
+    const std::string parent = std::filesystem::path(folder()).parent_path();
+    const std::string name = std::filesystem::path(folder()).filename();
+    EXPECT_EQ(inChild([&] {
+                  setenv("OZU_PLATFORM_DIR", name.c_str(), 1);
+                  if (chdir(parent.c_str()) != 0 || ozulog_init("alarmd") != 0) {
+                      return 1;
+                  }
+                  std::filesystem::create_directory(parent + "/elsewhere");
+                  closePlatform();
+                  return chdir("elsewhere") == 0 && ozulog_init("alarmd") == 0 ? 0 : 2;
+              }),
+              0);
+    EXPECT_FALSE(std::filesystem::exists(parent + "/elsewhere/" + name));
 }
 
 TEST_F(LogTest, worksWithoutTheDatabase) {
