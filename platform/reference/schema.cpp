@@ -209,7 +209,7 @@ void requireSchema(DatabaseFile &file) {
         }
     }
     const std::vector<Stranger> strangers = strangersInTheWay(file, false);
-    if (missing.empty() && version == kSchemaVersion && (strangers.empty() || makesNothing())) {
+    if (missing.empty() && strangers.empty() && version == kSchemaVersion) {
         requireNumbers(file);
         return;
     }
