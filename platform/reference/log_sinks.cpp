@@ -115,7 +115,7 @@ void StandardErrorSink::sink_it_(const spdlog::details::log_msg &message) {
     }
     spdlog::memory_buf_t line;
     formatter_->format(message, line);
-    // A stopped terminal has room, but perhaps not for a line: it is opened anew, not to wait for it.
+    // A stopped terminal has room, but perhaps not for a line: it is reopened, not to wait for it.
     const Descriptor terminal(isatty(STDERR_FILENO) == 1
                                   ? ::open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)
                                   : -1);
