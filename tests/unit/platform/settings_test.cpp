@@ -771,14 +771,14 @@ TEST_F(Settings, othersTriggersAndIndexesChangeNothing) {
 }
 
 TEST_F(Settings, databaseOfAnotherEncodingIsRead) {
-    ASSERT_EQ(setSetting("product.code", "7"), 0);
-    closePlatform();
-    const std::string script = "sqlite3 " + databaseFile() + " .dump > " + folder() + "/dump && rm " +
-                               databaseFile() + "* && (echo \"PRAGMA encoding='UTF-16'; PRAGMA " +
-                               "user_version=1;\"; cat " + folder() + "/dump) | sqlite3 " + databaseFile();
     if (std::system("command -v sqlite3 > /dev/null") != 0) {
         GTEST_SKIP() << "no sqlite3 here";
     }
+    ASSERT_EQ(setSetting("product.code", "7"), 0);
+    closePlatform();
+    const std::string script =
+        "cd '" + folder() + "' && sqlite3 ozu.db .dump > dump && rm ozu.db* && " +
+        "(echo \"PRAGMA encoding='UTF-16'; PRAGMA user_version=1;\"; cat dump) | sqlite3 ozu.db";
     ASSERT_EQ(std::system(script.c_str()), 0);
     ozu::test::captureStderr();
     EXPECT_EQ(getProductCodename(), 7);
